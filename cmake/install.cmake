@@ -1,0 +1,16 @@
+# Header, libraries, CMake package and pkg-config file.
+
+include(CMakePackageConfigHelpers)
+
+install(FILES include/vekr.h vekcore/vekcore.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS vekre9 vekcore EXPORT vekr LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(EXPORT vekr NAMESPACE vekr:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vekr FILE vekr-targets.cmake)
+
+configure_package_config_file(cmake/vekr-config.cmake.in ${PROJECT_BINARY_DIR}/vekr-config.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vekr)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/vekr-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/vekr-config.cmake ${PROJECT_BINARY_DIR}/vekr-config-version.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vekr)
+
+configure_file(cmake/vekr.pc.in ${PROJECT_BINARY_DIR}/vekr.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/vekr.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,14 @@
+/* In C, because the system header for this is written in it. */
+#include "frame/cpu.h"
+
+#if __has_include(<sys/platform/x86.h>)
+#include <sys/platform/x86.h>
+#endif
+
+int ownHasAvx2(void) {
+#ifdef CPU_FEATURE_ACTIVE
+  return CPU_FEATURE_ACTIVE(AVX2);
+#else
+  return 0;
+#endif
+}

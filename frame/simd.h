@@ -1,0 +1,275 @@
+// Lane types of the kernels: thin enough to see the instruction through them.
+//
+// Float<N>, Int<N> and Mask<N> hold N lanes. N = 1 is one plain element, so that a loop's remainder runs through the
+// very body of its groups; N = 4 is one 128-bit register; N = 8 one 256-bit register where the file is compiled
+// for it. A lane replays the scalar order of operations exactly: no operation here is fused or reassociated. Loads and
+// stores take any address.
+//
+// Everything lives in the namespace of the instruction set that the file is compiled for (frame/dispatch.h).
+#pragma once
+
+#include <immintrin.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+
+#ifndef VEKR_ISA
+#error "lane types belong into kernel files, which are listed with vekr_kernels() and compiled once for each set"
+#endif
+
+namespace vekr::VEKR_ISA {
+
+// The widest group that the set has a register for.
+#ifdef __AVX2__
+constexpr int kWidestGroup = 8;
+#else
+constexpr int kWidestGroup = 4;
+#endif
+
+template <int N>
+struct Float;
+template <int N>
+struct Int;
+template <int N>
+struct Mask;  // a lane is all ones or all zeros
+
+// ---------------------------------------------------------------- one element
+
+template <>
+struct Mask<1> {
+  bool v;
+};
+
+template <>
+struct Int<1> {
+  int32_t v;
+  Int() = default;
+  Int(int32_t x) : v(x) {}
+  static Int load(const int32_t *p) { return *p; }
+  void store(int32_t *p) const { *p = v; }
+};
+
+template <>
+struct Float<1> {
+  float v;
+  Float() = default;
+  Float(float x) : v(x) {}  // broadcast
+  static Float load(const float *p) { return *p; }
+  void store(float *p) const { *p = v; }
+};
+
+inline Float<1> operator+(Float<1> a, Float<1> b) { return a.v + b.v; }
+inline Float<1> operator-(Float<1> a, Float<1> b) { return a.v - b.v; }
+inline Float<1> operator*(Float<1> a, Float<1> b) { return a.v * b.v; }
+inline Float<1> operator/(Float<1> a, Float<1> b) { return a.v / b.v; }
+inline Mask<1> operator<(Float<1> a, Float<1> b) { return {a.v < b.v}; }
+inline Mask<1> operator<=(Float<1> a, Float<1> b) { return {a.v <= b.v}; }
+inline Mask<1> operator==(Float<1> a, Float<1> b) { return {a.v == b.v}; }
+inline Mask<1> operator&(Mask<1> a, Mask<1> b) { return {a.v && b.v}; }
+inline Mask<1> operator|(Mask<1> a, Mask<1> b) { return {a.v || b.v}; }
+inline Mask<1> operator!(Mask<1> a) { return {!a.v}; }
+inline Mask<1> isNegative(Int<1> a) { return {a.v < 0}; }
+inline int bits(Mask<1> m) { return m.v ? 1 : 0; }
+inline Float<1> select(Mask<1> m, Float<1> yes, Float<1> no) { return m.v ? yes : no; }
+inline Int<1> select(Mask<1> m, Int<1> yes, Int<1> no) { return m.v ? yes : no; }
+inline Float<1> maxOf(Float<1> a, Float<1> b) { return a.v > b.v ? a : b; }
+inline Float<1> approxReciprocalSqrt(Float<1> a) { return _mm_cvtss_f32(_mm_rsqrt_ss(_mm_set_ss(a.v))); }
+inline Float<1> sqrtOf(Float<1> a) { return std::sqrt(a.v); }
+inline Float<1> absOf(Float<1> a) { return std::fabs(a.v); }
+inline Float<1> negatedWhere(Mask<1> m, Float<1> a) { return m.v ? -a.v : a.v; }
+
+// ---------------------------------------------------------------- four lanes
+
+template <>
+struct Mask<4> {
+  __m128 v;
+};
+
+template <>
+struct Int<4> {
+  __m128i v;
+  Int() = default;
+  Int(__m128i x) : v(x) {}
+  Int(int32_t x) : v(_mm_set1_epi32(x)) {}
+  static Int load(const int32_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
+  void store(int32_t *p) const { _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v); }
+};
+
+template <>
+struct Float<4> {
+  __m128 v;
+  Float() = default;
+  Float(__m128 x) : v(x) {}
+  Float(float x) : v(_mm_set1_ps(x)) {}
+  static Float load(const float *p) { return _mm_loadu_ps(p); }
+  void store(float *p) const { _mm_storeu_ps(p, v); }
+};
+
+inline Float<4> operator+(Float<4> a, Float<4> b) { return _mm_add_ps(a.v, b.v); }
+inline Float<4> operator-(Float<4> a, Float<4> b) { return _mm_sub_ps(a.v, b.v); }
+inline Float<4> operator*(Float<4> a, Float<4> b) { return _mm_mul_ps(a.v, b.v); }
+inline Float<4> operator/(Float<4> a, Float<4> b) { return _mm_div_ps(a.v, b.v); }
+inline Mask<4> operator<(Float<4> a, Float<4> b) { return {_mm_cmplt_ps(a.v, b.v)}; }
+inline Mask<4> operator<=(Float<4> a, Float<4> b) { return {_mm_cmple_ps(a.v, b.v)}; }
+inline Mask<4> operator==(Float<4> a, Float<4> b) { return {_mm_cmpeq_ps(a.v, b.v)}; }
+inline Mask<4> operator&(Mask<4> a, Mask<4> b) { return {_mm_and_ps(a.v, b.v)}; }
+inline Mask<4> operator|(Mask<4> a, Mask<4> b) { return {_mm_or_ps(a.v, b.v)}; }
+inline Mask<4> operator!(Mask<4> a) {
+  return {_mm_xor_ps(a.v, _mm_castsi128_ps(_mm_set1_epi32(-1)))};
+}
+inline Mask<4> isNegative(Int<4> a) { return {_mm_castsi128_ps(_mm_srai_epi32(a.v, 31))}; }
+inline int bits(Mask<4> m) { return _mm_movemask_ps(m.v); }
+inline Float<4> select(Mask<4> m, Float<4> yes, Float<4> no) { return _mm_blendv_ps(no.v, yes.v, m.v); }
+inline Int<4> select(Mask<4> m, Int<4> yes, Int<4> no) {
+  return _mm_blendv_epi8(no.v, yes.v, _mm_castps_si128(m.v));
+}
+// The second operand where either is a NaN, and where both are zero.
+inline Float<4> maxOf(Float<4> a, Float<4> b) { return _mm_max_ps(a.v, b.v); }
+inline Float<4> approxReciprocalSqrt(Float<4> a) { return _mm_rsqrt_ps(a.v); }
+inline Float<4> sqrtOf(Float<4> a) { return _mm_sqrt_ps(a.v); }
+inline Float<4> absOf(Float<4> a) { return _mm_andnot_ps(_mm_set1_ps(-0.0f), a.v); }
+inline Float<4> negatedWhere(Mask<4> m, Float<4> a) {
+  return _mm_xor_ps(a.v, _mm_and_ps(m.v, _mm_set1_ps(-0.0f)));
+}
+
+// ---------------------------------------------------------------- eight lanes
+
+#ifdef __AVX2__
+
+template <>
+struct Mask<8> {
+  __m256 v;
+};
+
+template <>
+struct Int<8> {
+  __m256i v;
+  Int() = default;
+  Int(__m256i x) : v(x) {}
+  Int(int32_t x) : v(_mm256_set1_epi32(x)) {}
+  static Int load(const int32_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
+  void store(int32_t *p) const { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
+};
+
+template <>
+struct Float<8> {
+  __m256 v;
+  Float() = default;
+  Float(__m256 x) : v(x) {}
+  Float(float x) : v(_mm256_set1_ps(x)) {}
+  static Float load(const float *p) { return _mm256_loadu_ps(p); }
+  void store(float *p) const { _mm256_storeu_ps(p, v); }
+};
+
+inline Float<8> operator+(Float<8> a, Float<8> b) { return _mm256_add_ps(a.v, b.v); }
+inline Float<8> operator-(Float<8> a, Float<8> b) { return _mm256_sub_ps(a.v, b.v); }
+inline Float<8> operator*(Float<8> a, Float<8> b) { return _mm256_mul_ps(a.v, b.v); }
+inline Float<8> operator/(Float<8> a, Float<8> b) { return _mm256_div_ps(a.v, b.v); }
+inline Mask<8> operator<(Float<8> a, Float<8> b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_LT_OQ)}; }
+inline Mask<8> operator<=(Float<8> a, Float<8> b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_LE_OQ)}; }
+inline Mask<8> operator==(Float<8> a, Float<8> b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_EQ_OQ)}; }
+inline Mask<8> operator&(Mask<8> a, Mask<8> b) { return {_mm256_and_ps(a.v, b.v)}; }
+inline Mask<8> operator|(Mask<8> a, Mask<8> b) { return {_mm256_or_ps(a.v, b.v)}; }
+inline Mask<8> operator!(Mask<8> a) {
+  return {_mm256_xor_ps(a.v, _mm256_castsi256_ps(_mm256_set1_epi32(-1)))};
+}
+inline Mask<8> isNegative(Int<8> a) { return {_mm256_castsi256_ps(_mm256_srai_epi32(a.v, 31))}; }
+inline int bits(Mask<8> m) { return _mm256_movemask_ps(m.v); }
+inline Float<8> select(Mask<8> m, Float<8> yes, Float<8> no) { return _mm256_blendv_ps(no.v, yes.v, m.v); }
+inline Int<8> select(Mask<8> m, Int<8> yes, Int<8> no) {
+  return _mm256_blendv_epi8(no.v, yes.v, _mm256_castps_si256(m.v));
+}
+inline Float<8> maxOf(Float<8> a, Float<8> b) { return _mm256_max_ps(a.v, b.v); }
+inline Float<8> approxReciprocalSqrt(Float<8> a) { return _mm256_rsqrt_ps(a.v); }
+inline Float<8> sqrtOf(Float<8> a) { return _mm256_sqrt_ps(a.v); }
+inline Float<8> absOf(Float<8> a) { return _mm256_andnot_ps(_mm256_set1_ps(-0.0f), a.v); }
+inline Float<8> negatedWhere(Mask<8> m, Float<8> a) {
+  return _mm256_xor_ps(a.v, _mm256_and_ps(m.v, _mm256_set1_ps(-0.0f)));
+}
+
+#endif
+
+// ---------------------------------------------------------------- what every lane count shares
+
+template <int N>
+constexpr int allLanes() {
+  return (1 << N) - 1;
+}
+
+template <int N>
+Mask<N> operator>(Float<N> a, Float<N> b) {
+  return b < a;
+}
+
+template <int N>
+Mask<N> operator>=(Float<N> a, Float<N> b) {
+  return b <= a;
+}
+
+// first, first + 1, ... as floats, each rounded by itself.
+template <int N>
+Float<N> countedFrom(int32_t first);
+template <>
+inline Float<1> countedFrom<1>(int32_t first) {
+  return static_cast<float>(first);
+}
+template <>
+inline Float<4> countedFrom<4>(int32_t first) {
+  return _mm_cvtepi32_ps(_mm_add_epi32(_mm_set1_epi32(first), _mm_setr_epi32(0, 1, 2, 3)));
+}
+#ifdef __AVX2__
+template <>
+inline Float<8> countedFrom<8>(int32_t first) {
+  return _mm256_cvtepi32_ps(
+      _mm256_add_epi32(_mm256_set1_epi32(first), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7)));
+}
+#endif
+
+// +0 where the lane is off: nothing of `a`, not even a NaN, comes through.
+inline Float<1> kept(Mask<1> m, Float<1> a) { return m.v ? a : Float<1>(0.0f); }
+inline Float<4> kept(Mask<4> m, Float<4> a) { return _mm_and_ps(m.v, a.v); }
+#ifdef __AVX2__
+inline Float<8> kept(Mask<8> m, Float<8> a) { return _mm256_and_ps(m.v, a.v); }
+#endif
+
+// Three lanes of a vector quantity.
+template <int N>
+struct Vec3 {
+  Float<N> x, y, z;
+};
+
+template <int N>
+Vec3<N> loadPlanes(const float *const *planes, int64_t i) {
+  return {Float<N>::load(planes[0] + i), Float<N>::load(planes[1] + i), Float<N>::load(planes[2] + i)};
+}
+
+template <int N>
+void storePlanes(float *const *planes, int64_t i, Vec3<N> a) {
+  a.x.store(planes[0] + i);
+  a.y.store(planes[1] + i);
+  a.z.store(planes[2] + i);
+}
+
+template <int N>
+Vec3<N> broadcast3(const float *p) {
+  return {p[0], p[1], p[2]};
+}
+
+template <int N>
+Vec3<N> operator-(Vec3<N> a, Vec3<N> b) {
+  return {a.x - b.x, a.y - b.y, a.z - b.z};
+}
+
+// The order of the sum is contract: (x + y) + z.
+template <int N>
+Float<N> dot(Vec3<N> a, Vec3<N> b) {
+  return (a.x * b.x + a.y * b.y) + a.z * b.z;
+}
+
+template <int N>
+Vec3<N> kept(Mask<N> m, Vec3<N> a) {
+  return {kept(m, a.x), kept(m, a.y), kept(m, a.z)};
+}
+
+}  // namespace vekr::VEKR_ISA

@@ -1,0 +1,20 @@
+// The two documented forms of a ray primitive. They differ at most in the last bits, in ways that are contract; both
+// run on as many lanes as the processor has.
+#pragma once
+
+#include <cstdint>
+
+#include "frame/checks.h"
+
+namespace vekr {
+
+enum class Form {
+  plain,    // the one-ray loop's order of operations
+  fourWide  // the four-ray kernel's
+};
+
+inline Form formFor(int32_t length, bool aligned) {
+  return isMultipleOfFour(length) && aligned ? Form::fourWide : Form::plain;
+}
+
+}  // namespace vekr

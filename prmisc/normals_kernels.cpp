@@ -1,0 +1,196 @@
+#include "prmisc/normals_kernels.h"
+
+#include <bit>
+
+#include "frame/integer.h"
+#include "prmisc/groups.h"
+
+namespace vekr::VEKR_ISA {
+
+namespace {
+
+// A normal, (x, y) in the low half and z in lane 0: three floats and not the one behind them, which may lie beyond
+// the caller's array.
+struct PackedNormal {
+  __m128 xy;
+  __m128 z;
+};
+
+PackedNormal loadNormal(const float *normals, int64_t number) {
+  const float *p = normals + 3 * number;
+  return {_mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double *>(p))), _mm_load_ss(p + 2)};
+}
+
+// normalOf(lane) gives the number of the normal of each lane.
+template <class NumberOf>
+Vec3<4> gatherNormals(const float *normals, const NumberOf &numberOf) {
+  const PackedNormal a = loadNormal(normals, numberOf(0)), b = loadNormal(normals, numberOf(1));
+  const PackedNormal c = loadNormal(normals, numberOf(2)), d = loadNormal(normals, numberOf(3));
+  const __m128 ab = _mm_unpacklo_ps(a.xy, b.xy);
+  const __m128 cd = _mm_unpacklo_ps(c.xy, d.xy);
+  return {_mm_movelh_ps(ab, cd), _mm_movehl_ps(cd, ab),
+          _mm_movelh_ps(_mm_unpacklo_ps(a.z, b.z), _mm_unpacklo_ps(c.z, d.z))};
+}
+
+template <int N>
+Vec3<N> broadcastNormal(const float *normals, int64_t number) {
+  return broadcast3<N>(normals + 3 * number);
+}
+
+// Triangle numbers of a group with at least one live lane. Dead lanes take the number of a live one, so that nothing
+// is indexed with a negative number and every number is one that the caller gave.
+template <int N>
+struct GroupNumbers {
+  int32_t lane[N];
+  bool equal;
+
+  GroupNumbers(const int32_t *numbers, Mask<N> alive) : equal(true) {
+    const int32_t live = numbers[std::countr_zero(static_cast<unsigned>(bits(alive)))];
+    for (int k = 0; k < N; ++k) {
+      lane[k] = numbers[k] < 0 ? live : numbers[k];
+      equal = equal && lane[k] == live;
+    }
+  }
+};
+
+// The normals of a group: `numberOf(triangle)` tells which one belongs to a triangle. Neighbouring rays mostly hit
+// the same triangle, and then it is fetched once.
+template <int N, class NumberOf>
+Vec3<N> groupNormals(const float *normals, const GroupNumbers<N> &group, const NumberOf &numberOf) {
+  if (group.equal) return broadcastNormal<N>(normals, numberOf(group.lane[0]));
+  if constexpr (N == 4) {
+    return gatherNormals(normals, [&](int k) { return numberOf(group.lane[k]); });
+  }
+  return broadcastNormal<N>(normals, numberOf(group.lane[0]));  // not reached: one lane equals itself
+}
+
+// Squared length from which a sum of normals has a direction.
+constexpr float kShortest = std::bit_cast<float>(0x34000000u);  // 1.1920929e-7
+
+// The factor or divisor differs between the forms, and so does what a squared length of exactly kShortest gives.
+template <Form form, int N>
+Vec3<N> normalised(Vec3<N> sum) {
+  const Float<N> s = dot(sum, sum);
+  if constexpr (form == Form::fourWide) {
+    const Float<N> r = kept(s > Float<N>(kShortest), approxReciprocalSqrt(s));
+    const Float<N> q = (r * -0.5f) * (((s * r) * r) - 3.0f);
+    return {sum.x * q, sum.y * q, sum.z * q};
+  } else {
+    const Float<N> length = sqrtOf(s);
+    return kept(!(s < Float<N>(kShortest)), Vec3<N>{sum.x / length, sum.y / length, sum.z / length});
+  }
+}
+
+template <Form form>
+void surfSmoothNormal(const float *pVertexNormals, const int32_t *pNormalIndices, const int32_t *pHitTriangles,
+                      const float *const *pHits, float *const *pNormals, int32_t length, int32_t stride) {
+  forMaskedGroups<4>(
+      pHitTriangles, length,
+      [&]<int N>(int64_t i, Mask<N> alive) {
+        const Float<N> u = Float<N>::load(pHits[0] + i);
+        const Float<N> v = Float<N>::load(pHits[1] + i);
+        const Float<N> w = (1.0f - u) - v;
+        const GroupNumbers<N> group(pHitTriangles + i, alive);
+        const auto corner = [&](int which) {
+          return groupNormals<N>(pVertexNormals, group, [&](int32_t triangle) -> int64_t {
+            return pNormalIndices[static_cast<int64_t>(wrappingMul(triangle, stride)) + which];
+          });
+        };
+        const Vec3<N> a = corner(0), b = corner(1), c = corner(2);
+        const Vec3<N> sum = {(a.x * u + b.x * v) + c.x * w, (a.y * u + b.y * v) + c.y * w,
+                             (a.z * u + b.z * v) + c.z * w};
+        storePlanes(pNormals, i, kept(alive, normalised<form, N>(sum)));
+      },
+      [&]<int N>(Lanes<N>, int64_t i) { clearPlanes<N>(pNormals, i); });
+}
+
+}  // namespace
+
+void ownTriangleNormal_32f(const float *pVertices, const int32_t *pIndices, float *pTriangleNormals, int64_t first,
+                           int64_t end) {
+  // Cross products one by one, then roots and quotients of a whole chunk, which the compiler puts into lanes.
+  constexpr int kChunk = 64;
+  double n[3][kChunk], lengthOf[kChunk];
+  constexpr double kSmallest = 2.220446049250313e-16;  // 2^-52
+  for (int64_t start = first; start < end; start += kChunk) {
+    const int count = static_cast<int>(end - start < kChunk ? end - start : kChunk);
+    for (int k = 0; k < count; ++k) {
+      const int32_t *corners = pIndices + 4 * (start + k);
+      const float *a = pVertices + 3 * static_cast<int64_t>(corners[0]);
+      const float *b = pVertices + 3 * static_cast<int64_t>(corners[1]);
+      const float *c = pVertices + 3 * static_cast<int64_t>(corners[2]);
+      double e1[3], e2[3];
+      for (int axis = 0; axis < 3; ++axis) {
+        e1[axis] = static_cast<double>(a[axis]) - static_cast<double>(c[axis]);
+        e2[axis] = static_cast<double>(b[axis]) - static_cast<double>(c[axis]);
+      }
+      n[0][k] = e1[1] * e2[2] - e1[2] * e2[1];
+      n[1][k] = e1[2] * e2[0] - e2[2] * e1[0];
+      n[2][k] = e2[1] * e1[0] - e1[1] * e2[0];
+    }
+    for (int k = 0; k < count; ++k) {
+      const double s = (n[0][k] * n[0][k] + n[1][k] * n[1][k]) + n[2][k] * n[2][k];
+      lengthOf[k] = kSmallest > s ? 0.0 : std::sqrt(s);
+    }
+    float *out = pTriangleNormals + 3 * start;
+    for (int k = 0; k < count; ++k) {
+      const double length = lengthOf[k];
+      for (int axis = 0; axis < 3; ++axis) {
+        out[3 * k + axis] = length == 0.0 ? 0.0f : static_cast<float>(n[axis][k] / length);
+      }
+    }
+  }
+}
+
+void ownSurfFlatNormal_32f(const float *pTriangleNormals, const int32_t *pHitTriangles, float *const *pNormals,
+                           int32_t length) {
+  forMaskedGroups<4>(
+      pHitTriangles, length,
+      [&]<int N>(int64_t i, Mask<N> alive) {
+        const GroupNumbers<N> group(pHitTriangles + i, alive);
+        const Vec3<N> normal =
+            groupNormals<N>(pTriangleNormals, group, [](int32_t triangle) -> int64_t { return triangle; });
+        storePlanes(pNormals, i, kept(alive, normal));
+      },
+      [&]<int N>(Lanes<N>, int64_t i) { clearPlanes<N>(pNormals, i); });
+}
+
+void ownSurfSmoothNormal_32f(const float *pVertexNormals, const int32_t *pNormalIndices,
+                             const int32_t *pHitTriangles, const float *const *pHits, float *const *pNormals,
+                             int32_t length, int32_t stride, Form form) {
+  const auto run = form == Form::fourWide ? surfSmoothNormal<Form::fourWide> : surfSmoothNormal<Form::plain>;
+  run(pVertexNormals, pNormalIndices, pHitTriangles, pHits, pNormals, length, stride);
+}
+
+void ownBounds(const float *pVertices, int64_t count, float *box) {
+  // Four vertices are twelve floats, three registers whose lanes keep their axis from step to step. A NaN loses
+  // every comparison.
+  const auto smaller = [](float a, float b) { return a < b ? a : b; };
+  const auto larger = [](float a, float b) { return a > b ? a : b; };
+  float low[12], high[12];
+  for (int k = 0; k < 12; ++k) {
+    low[k] = box[k % 3];
+    high[k] = box[3 + k % 3];
+  }
+  int64_t vertex = 0;
+  for (; vertex + 4 <= count; vertex += 4) {
+    const float *p = pVertices + 3 * vertex;
+    for (int k = 0; k < 12; k += 4) {
+      const __m128 v = _mm_loadu_ps(p + k);
+      _mm_storeu_ps(low + k, _mm_min_ps(v, _mm_loadu_ps(low + k)));
+      _mm_storeu_ps(high + k, _mm_max_ps(v, _mm_loadu_ps(high + k)));
+    }
+  }
+  for (; vertex < count; ++vertex) {
+    for (int axis = 0; axis < 3; ++axis) {
+      low[axis] = smaller(pVertices[3 * vertex + axis], low[axis]);
+      high[axis] = larger(pVertices[3 * vertex + axis], high[axis]);
+    }
+  }
+  for (int k = 0; k < 12; ++k) {
+    box[k % 3] = smaller(low[k], box[k % 3]);
+    box[3 + k % 3] = larger(high[k], box[3 + k % 3]);
+  }
+}
+
+}  // namespace vekr::VEKR_ISA
