@@ -6,8 +6,8 @@
 extern "C" {
 #endif
 
-/* Asks the C library, which has asked the processor at program start: no instruction that a hypervisor would trap, and
- * no state here. Can be switched off from outside with GLIBC_TUNABLES=glibc.cpu.hwcaps=-AVX2. */
+/* Asks the C library, which has asked the processor at program start: no instruction that a hypervisor would
+ * trap, and no state here. Can be switched off from outside with GLIBC_TUNABLES=glibc.cpu.hwcaps=-AVX2. */
 int ownHasAvx2(void);
 
 #ifdef __cplusplus

@@ -1,9 +1,9 @@
 // Lane types of the kernels: thin enough to see the instruction through them.
 //
-// Float<N>, Int<N> and Mask<N> hold N lanes. N = 1 is one plain element, so that a loop's remainder runs through the
-// very body of its groups; N = 4 is one 128-bit register; N = 8 one 256-bit register where the file is compiled
-// for it. A lane replays the scalar order of operations exactly: no operation here is fused or reassociated. Loads and
-// stores take any address.
+// Float<N>, Int<N> and Mask<N> hold N lanes. N = 1 is one plain element, so that a loop's remainder runs
+// through the very body of its groups; N = 4 is one 128-bit register; N = 8 one 256-bit register where the
+// file is compiled for it. A lane replays the scalar order of operations exactly: no operation here is fused
+// or reassociated. Loads and stores take any address.
 //
 // Everything lives in the namespace of the instruction set that the file is compiled for (frame/dispatch.h).
 #pragma once
@@ -15,7 +15,8 @@
 #include <cstring>
 
 #ifndef VEKR_ISA
-#error "lane types belong into kernel files, which are listed with vekr_kernels() and compiled once for each set"
+#error \
+    "lane types belong into kernel files, which are listed with vekr_kernels() and compiled once for each set"
 #endif
 
 namespace vekr::VEKR_ISA {
@@ -59,25 +60,63 @@ struct Float<1> {
   void store(float *p) const { *p = v; }
 };
 
-inline Float<1> operator+(Float<1> a, Float<1> b) { return a.v + b.v; }
-inline Float<1> operator-(Float<1> a, Float<1> b) { return a.v - b.v; }
-inline Float<1> operator*(Float<1> a, Float<1> b) { return a.v * b.v; }
-inline Float<1> operator/(Float<1> a, Float<1> b) { return a.v / b.v; }
-inline Mask<1> operator<(Float<1> a, Float<1> b) { return {a.v < b.v}; }
-inline Mask<1> operator<=(Float<1> a, Float<1> b) { return {a.v <= b.v}; }
-inline Mask<1> operator==(Float<1> a, Float<1> b) { return {a.v == b.v}; }
-inline Mask<1> operator&(Mask<1> a, Mask<1> b) { return {a.v && b.v}; }
-inline Mask<1> operator|(Mask<1> a, Mask<1> b) { return {a.v || b.v}; }
-inline Mask<1> operator!(Mask<1> a) { return {!a.v}; }
-inline Mask<1> isNegative(Int<1> a) { return {a.v < 0}; }
-inline int bits(Mask<1> m) { return m.v ? 1 : 0; }
-inline Float<1> select(Mask<1> m, Float<1> yes, Float<1> no) { return m.v ? yes : no; }
-inline Int<1> select(Mask<1> m, Int<1> yes, Int<1> no) { return m.v ? yes : no; }
-inline Float<1> maxOf(Float<1> a, Float<1> b) { return a.v > b.v ? a : b; }
-inline Float<1> approxReciprocalSqrt(Float<1> a) { return _mm_cvtss_f32(_mm_rsqrt_ss(_mm_set_ss(a.v))); }
-inline Float<1> sqrtOf(Float<1> a) { return std::sqrt(a.v); }
-inline Float<1> absOf(Float<1> a) { return std::fabs(a.v); }
-inline Float<1> negatedWhere(Mask<1> m, Float<1> a) { return m.v ? -a.v : a.v; }
+inline Float<1> operator+(Float<1> a, Float<1> b) {
+  return a.v + b.v;
+}
+inline Float<1> operator-(Float<1> a, Float<1> b) {
+  return a.v - b.v;
+}
+inline Float<1> operator*(Float<1> a, Float<1> b) {
+  return a.v * b.v;
+}
+inline Float<1> operator/(Float<1> a, Float<1> b) {
+  return a.v / b.v;
+}
+inline Mask<1> operator<(Float<1> a, Float<1> b) {
+  return {a.v < b.v};
+}
+inline Mask<1> operator<=(Float<1> a, Float<1> b) {
+  return {a.v <= b.v};
+}
+inline Mask<1> operator==(Float<1> a, Float<1> b) {
+  return {a.v == b.v};
+}
+inline Mask<1> operator&(Mask<1> a, Mask<1> b) {
+  return {a.v && b.v};
+}
+inline Mask<1> operator|(Mask<1> a, Mask<1> b) {
+  return {a.v || b.v};
+}
+inline Mask<1> operator!(Mask<1> a) {
+  return {!a.v};
+}
+inline Mask<1> isNegative(Int<1> a) {
+  return {a.v < 0};
+}
+inline int bits(Mask<1> m) {
+  return m.v ? 1 : 0;
+}
+inline Float<1> select(Mask<1> m, Float<1> yes, Float<1> no) {
+  return m.v ? yes : no;
+}
+inline Int<1> select(Mask<1> m, Int<1> yes, Int<1> no) {
+  return m.v ? yes : no;
+}
+inline Float<1> maxOf(Float<1> a, Float<1> b) {
+  return a.v > b.v ? a : b;
+}
+inline Float<1> approxReciprocalSqrt(Float<1> a) {
+  return _mm_cvtss_f32(_mm_rsqrt_ss(_mm_set_ss(a.v)));
+}
+inline Float<1> sqrtOf(Float<1> a) {
+  return std::sqrt(a.v);
+}
+inline Float<1> absOf(Float<1> a) {
+  return std::fabs(a.v);
+}
+inline Float<1> negatedWhere(Mask<1> m, Float<1> a) {
+  return m.v ? -a.v : a.v;
+}
 
 // ---------------------------------------------------------------- four lanes
 
@@ -106,29 +145,61 @@ struct Float<4> {
   void store(float *p) const { _mm_storeu_ps(p, v); }
 };
 
-inline Float<4> operator+(Float<4> a, Float<4> b) { return _mm_add_ps(a.v, b.v); }
-inline Float<4> operator-(Float<4> a, Float<4> b) { return _mm_sub_ps(a.v, b.v); }
-inline Float<4> operator*(Float<4> a, Float<4> b) { return _mm_mul_ps(a.v, b.v); }
-inline Float<4> operator/(Float<4> a, Float<4> b) { return _mm_div_ps(a.v, b.v); }
-inline Mask<4> operator<(Float<4> a, Float<4> b) { return {_mm_cmplt_ps(a.v, b.v)}; }
-inline Mask<4> operator<=(Float<4> a, Float<4> b) { return {_mm_cmple_ps(a.v, b.v)}; }
-inline Mask<4> operator==(Float<4> a, Float<4> b) { return {_mm_cmpeq_ps(a.v, b.v)}; }
-inline Mask<4> operator&(Mask<4> a, Mask<4> b) { return {_mm_and_ps(a.v, b.v)}; }
-inline Mask<4> operator|(Mask<4> a, Mask<4> b) { return {_mm_or_ps(a.v, b.v)}; }
+inline Float<4> operator+(Float<4> a, Float<4> b) {
+  return _mm_add_ps(a.v, b.v);
+}
+inline Float<4> operator-(Float<4> a, Float<4> b) {
+  return _mm_sub_ps(a.v, b.v);
+}
+inline Float<4> operator*(Float<4> a, Float<4> b) {
+  return _mm_mul_ps(a.v, b.v);
+}
+inline Float<4> operator/(Float<4> a, Float<4> b) {
+  return _mm_div_ps(a.v, b.v);
+}
+inline Mask<4> operator<(Float<4> a, Float<4> b) {
+  return {_mm_cmplt_ps(a.v, b.v)};
+}
+inline Mask<4> operator<=(Float<4> a, Float<4> b) {
+  return {_mm_cmple_ps(a.v, b.v)};
+}
+inline Mask<4> operator==(Float<4> a, Float<4> b) {
+  return {_mm_cmpeq_ps(a.v, b.v)};
+}
+inline Mask<4> operator&(Mask<4> a, Mask<4> b) {
+  return {_mm_and_ps(a.v, b.v)};
+}
+inline Mask<4> operator|(Mask<4> a, Mask<4> b) {
+  return {_mm_or_ps(a.v, b.v)};
+}
 inline Mask<4> operator!(Mask<4> a) {
   return {_mm_xor_ps(a.v, _mm_castsi128_ps(_mm_set1_epi32(-1)))};
 }
-inline Mask<4> isNegative(Int<4> a) { return {_mm_castsi128_ps(_mm_srai_epi32(a.v, 31))}; }
-inline int bits(Mask<4> m) { return _mm_movemask_ps(m.v); }
-inline Float<4> select(Mask<4> m, Float<4> yes, Float<4> no) { return _mm_blendv_ps(no.v, yes.v, m.v); }
+inline Mask<4> isNegative(Int<4> a) {
+  return {_mm_castsi128_ps(_mm_srai_epi32(a.v, 31))};
+}
+inline int bits(Mask<4> m) {
+  return _mm_movemask_ps(m.v);
+}
+inline Float<4> select(Mask<4> m, Float<4> yes, Float<4> no) {
+  return _mm_blendv_ps(no.v, yes.v, m.v);
+}
 inline Int<4> select(Mask<4> m, Int<4> yes, Int<4> no) {
   return _mm_blendv_epi8(no.v, yes.v, _mm_castps_si128(m.v));
 }
 // The second operand where either is a NaN, and where both are zero.
-inline Float<4> maxOf(Float<4> a, Float<4> b) { return _mm_max_ps(a.v, b.v); }
-inline Float<4> approxReciprocalSqrt(Float<4> a) { return _mm_rsqrt_ps(a.v); }
-inline Float<4> sqrtOf(Float<4> a) { return _mm_sqrt_ps(a.v); }
-inline Float<4> absOf(Float<4> a) { return _mm_andnot_ps(_mm_set1_ps(-0.0f), a.v); }
+inline Float<4> maxOf(Float<4> a, Float<4> b) {
+  return _mm_max_ps(a.v, b.v);
+}
+inline Float<4> approxReciprocalSqrt(Float<4> a) {
+  return _mm_rsqrt_ps(a.v);
+}
+inline Float<4> sqrtOf(Float<4> a) {
+  return _mm_sqrt_ps(a.v);
+}
+inline Float<4> absOf(Float<4> a) {
+  return _mm_andnot_ps(_mm_set1_ps(-0.0f), a.v);
+}
 inline Float<4> negatedWhere(Mask<4> m, Float<4> a) {
   return _mm_xor_ps(a.v, _mm_and_ps(m.v, _mm_set1_ps(-0.0f)));
 }
@@ -162,28 +233,60 @@ struct Float<8> {
   void store(float *p) const { _mm256_storeu_ps(p, v); }
 };
 
-inline Float<8> operator+(Float<8> a, Float<8> b) { return _mm256_add_ps(a.v, b.v); }
-inline Float<8> operator-(Float<8> a, Float<8> b) { return _mm256_sub_ps(a.v, b.v); }
-inline Float<8> operator*(Float<8> a, Float<8> b) { return _mm256_mul_ps(a.v, b.v); }
-inline Float<8> operator/(Float<8> a, Float<8> b) { return _mm256_div_ps(a.v, b.v); }
-inline Mask<8> operator<(Float<8> a, Float<8> b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_LT_OQ)}; }
-inline Mask<8> operator<=(Float<8> a, Float<8> b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_LE_OQ)}; }
-inline Mask<8> operator==(Float<8> a, Float<8> b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_EQ_OQ)}; }
-inline Mask<8> operator&(Mask<8> a, Mask<8> b) { return {_mm256_and_ps(a.v, b.v)}; }
-inline Mask<8> operator|(Mask<8> a, Mask<8> b) { return {_mm256_or_ps(a.v, b.v)}; }
+inline Float<8> operator+(Float<8> a, Float<8> b) {
+  return _mm256_add_ps(a.v, b.v);
+}
+inline Float<8> operator-(Float<8> a, Float<8> b) {
+  return _mm256_sub_ps(a.v, b.v);
+}
+inline Float<8> operator*(Float<8> a, Float<8> b) {
+  return _mm256_mul_ps(a.v, b.v);
+}
+inline Float<8> operator/(Float<8> a, Float<8> b) {
+  return _mm256_div_ps(a.v, b.v);
+}
+inline Mask<8> operator<(Float<8> a, Float<8> b) {
+  return {_mm256_cmp_ps(a.v, b.v, _CMP_LT_OQ)};
+}
+inline Mask<8> operator<=(Float<8> a, Float<8> b) {
+  return {_mm256_cmp_ps(a.v, b.v, _CMP_LE_OQ)};
+}
+inline Mask<8> operator==(Float<8> a, Float<8> b) {
+  return {_mm256_cmp_ps(a.v, b.v, _CMP_EQ_OQ)};
+}
+inline Mask<8> operator&(Mask<8> a, Mask<8> b) {
+  return {_mm256_and_ps(a.v, b.v)};
+}
+inline Mask<8> operator|(Mask<8> a, Mask<8> b) {
+  return {_mm256_or_ps(a.v, b.v)};
+}
 inline Mask<8> operator!(Mask<8> a) {
   return {_mm256_xor_ps(a.v, _mm256_castsi256_ps(_mm256_set1_epi32(-1)))};
 }
-inline Mask<8> isNegative(Int<8> a) { return {_mm256_castsi256_ps(_mm256_srai_epi32(a.v, 31))}; }
-inline int bits(Mask<8> m) { return _mm256_movemask_ps(m.v); }
-inline Float<8> select(Mask<8> m, Float<8> yes, Float<8> no) { return _mm256_blendv_ps(no.v, yes.v, m.v); }
+inline Mask<8> isNegative(Int<8> a) {
+  return {_mm256_castsi256_ps(_mm256_srai_epi32(a.v, 31))};
+}
+inline int bits(Mask<8> m) {
+  return _mm256_movemask_ps(m.v);
+}
+inline Float<8> select(Mask<8> m, Float<8> yes, Float<8> no) {
+  return _mm256_blendv_ps(no.v, yes.v, m.v);
+}
 inline Int<8> select(Mask<8> m, Int<8> yes, Int<8> no) {
   return _mm256_blendv_epi8(no.v, yes.v, _mm256_castps_si256(m.v));
 }
-inline Float<8> maxOf(Float<8> a, Float<8> b) { return _mm256_max_ps(a.v, b.v); }
-inline Float<8> approxReciprocalSqrt(Float<8> a) { return _mm256_rsqrt_ps(a.v); }
-inline Float<8> sqrtOf(Float<8> a) { return _mm256_sqrt_ps(a.v); }
-inline Float<8> absOf(Float<8> a) { return _mm256_andnot_ps(_mm256_set1_ps(-0.0f), a.v); }
+inline Float<8> maxOf(Float<8> a, Float<8> b) {
+  return _mm256_max_ps(a.v, b.v);
+}
+inline Float<8> approxReciprocalSqrt(Float<8> a) {
+  return _mm256_rsqrt_ps(a.v);
+}
+inline Float<8> sqrtOf(Float<8> a) {
+  return _mm256_sqrt_ps(a.v);
+}
+inline Float<8> absOf(Float<8> a) {
+  return _mm256_andnot_ps(_mm256_set1_ps(-0.0f), a.v);
+}
 inline Float<8> negatedWhere(Mask<8> m, Float<8> a) {
   return _mm256_xor_ps(a.v, _mm256_and_ps(m.v, _mm256_set1_ps(-0.0f)));
 }
@@ -227,10 +330,16 @@ inline Float<8> countedFrom<8>(int32_t first) {
 #endif
 
 // +0 where the lane is off: nothing of `a`, not even a NaN, comes through.
-inline Float<1> kept(Mask<1> m, Float<1> a) { return m.v ? a : Float<1>(0.0f); }
-inline Float<4> kept(Mask<4> m, Float<4> a) { return _mm_and_ps(m.v, a.v); }
+inline Float<1> kept(Mask<1> m, Float<1> a) {
+  return m.v ? a : Float<1>(0.0f);
+}
+inline Float<4> kept(Mask<4> m, Float<4> a) {
+  return _mm_and_ps(m.v, a.v);
+}
 #ifdef __AVX2__
-inline Float<8> kept(Mask<8> m, Float<8> a) { return _mm256_and_ps(m.v, a.v); }
+inline Float<8> kept(Mask<8> m, Float<8> a) {
+  return _mm256_and_ps(m.v, a.v);
+}
 #endif
 
 // Three lanes of a vector quantity.

@@ -13,12 +13,13 @@ struct WalkRay {
   float near, far;
 };
 
-// Walks from `root` along w.near to w.far. At a leaf, visit(triangle) is called for its triangles in their order;
-// it returns false to end the walk at once. done(far) is asked when a cell has been left at distance `far` and
-// others are waiting; it returns true to end the walk. `margin` widens the comparisons at inner nodes.
-// The stack has no bounds check: a tree is at most kMaxTreeDepth deep.
+// Walks from `root` along w.near to w.far. At a leaf, visit(triangle) is called for its triangles in their
+// order; it returns false to end the walk at once. done(far) is asked when a cell has been left at distance
+// `far` and others are waiting; it returns true to end the walk. `margin` widens the comparisons at inner
+// nodes. The stack has no bounds check: a tree is at most kMaxTreeDepth deep.
 template <class Visit, class Done>
-void walkTree(const VekrKDTreeNode *root, const WalkRay &w, float margin, const Visit &visit, const Done &done) {
+void walkTree(const VekrKDTreeNode *root, const WalkRay &w, float margin, const Visit &visit,
+              const Done &done) {
   struct Entry {
     const VekrKDTreeNode *node;
     float far;

@@ -19,8 +19,8 @@ VekrTriangleAccel makeRecord(const float *a, const float *b, const float *c) {
     e1[axis] = static_cast<double>(a[axis]) - static_cast<double>(c[axis]);
     e2[axis] = static_cast<double>(b[axis]) - static_cast<double>(c[axis]);
   }
-  const double n[3] = {e1[1] * e2[2] - e1[2] * e2[1],   //
-                       e1[2] * e2[0] - e2[2] * e1[0],   //
+  const double n[3] = {e1[1] * e2[2] - e1[2] * e2[1],  //
+                       e1[2] * e2[0] - e2[2] * e1[0],  //
                        e2[1] * e1[0] - e1[1] * e2[0]};
   // The dominant axis; x wins a tie with y or z, y wins a tie with z.
   int k = std::fabs(n[1]) > std::fabs(n[0]) ? 1 : 0;

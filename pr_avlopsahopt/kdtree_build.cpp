@@ -9,10 +9,12 @@ using namespace vekr;
 
 namespace {
 
-bool isTreeDepth(int32_t depth) { return depth >= 0 && depth <= kMaxTreeDepth; }
+bool isTreeDepth(int32_t depth) {
+  return depth >= 0 && depth <= kMaxTreeDepth;
+}
 
-// The floor of the budget, compared as unsigned 64-bit in units of half a byte: a negative limit becomes huge, which
-// is how a caller asks for no limit.
+// The floor of the budget, compared as unsigned 64-bit in units of half a byte: a negative limit becomes
+// huge, which is how a caller asks for no limit.
 bool isBelowSmallestBudget(int32_t memoryLimitMB) {
   return (static_cast<uint64_t>(static_cast<int64_t>(memoryLimitMB)) << 19) < 0x1000000u;
 }
@@ -38,9 +40,13 @@ VekStatus vekrKDTreeBuildAlloc(VekrKDTreeNode **ppTree, const float *pVertices, 
       if (!isTreeDepth(context.maxDepth)) return vekErrRange;
       return ownKDTBldSmpl_TL(triangleCount, ppTree, pTreeSize);
     }
-    case vekrPSAHBuildIdentifier: return buildPSAH(*static_cast<const VekrPSAHBuildContext *>(pContext));
-    default: return vekErrContext;
+    case vekrPSAHBuildIdentifier:
+      return buildPSAH(*static_cast<const VekrPSAHBuildContext *>(pContext));
+    default:
+      return vekErrContext;
   }
 }
 
-void vekrKDTreeFree(VekrKDTreeNode *pTree) { veksFree(pTree); }
+void vekrKDTreeFree(VekrKDTreeNode *pTree) {
+  veksFree(pTree);
+}

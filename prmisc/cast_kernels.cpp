@@ -45,9 +45,8 @@ void castReflection(const float *const *pIncident, const int32_t *pMask, const f
         const Vec3<N> in = loadPlanes<N>(pIncident, i);
         const Vec3<N> normal = loadPlanes<N>(pNormals, i);
         // The two forms sum in different orders; callers depend on each.
-        const Float<N> s = form == Form::fourWide
-                               ? dot(in, normal)
-                               : (in.y * normal.y + in.z * normal.z) + normal.x * in.x;
+        const Float<N> s =
+            form == Form::fourWide ? dot(in, normal) : (in.y * normal.y + in.z * normal.z) + normal.x * in.x;
         const Float<N> twice = s + s;
         const Vec3<N> out = in - Vec3<N>{twice * normal.x, twice * normal.y, twice * normal.z};
         storePlanes(pReflected, i, kept(alive, out));
@@ -58,8 +57,8 @@ void castReflection(const float *const *pIncident, const int32_t *pMask, const f
 // A tenth of a degree in radians: what grazes more is unlit.
 constexpr float kGrazing = std::bit_cast<float>(0x3ae4c388u);
 
-// The mask that a dead ray leaves with. Groups of four overwrite it, the rays behind the last group keep theirs:
-// callers depend on the difference.
+// The mask that a dead ray leaves with. Groups of four overwrite it, the rays behind the last group keep
+// theirs: callers depend on the difference.
 template <int N>
 Int<N> maskOfDead(Int<N> before) {
   if constexpr (N == 1) return before.v < 0 ? before : Int<N>(-1);
@@ -72,8 +71,9 @@ void ownCastEye(const EyeGrid &grid, float *const *pDirections, VekrBlockSize si
   (form == Form::fourWide ? castEyeFourWide : castEyePlain)(grid, pDirections, size);
 }
 
-void ownCastReflectionRay_32f(const float *const *pIncident, const int32_t *pMask, const float *const *pNormals,
-                              float *const *pReflected, int32_t length, Form form) {
+void ownCastReflectionRay_32f(const float *const *pIncident, const int32_t *pMask,
+                              const float *const *pNormals, float *const *pReflected, int32_t length,
+                              Form form) {
   const auto run = form == Form::fourWide ? castReflection<Form::fourWide> : castReflection<Form::plain>;
   run(pIncident, pMask, pNormals, pReflected, length);
 }

@@ -1,5 +1,5 @@
-// The two documented forms of a ray primitive. They differ at most in the last bits, in ways that are contract; both
-// run on as many lanes as the processor has.
+// The two documented forms of a ray primitive. They differ at most in the last bits, in ways that are
+// contract; both run on as many lanes as the processor has.
 #pragma once
 
 #include <cstdint>

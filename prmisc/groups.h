@@ -1,5 +1,5 @@
-// Walks an array in groups of lanes: the widest first, then four, then the remainder one by one. Bodies are generic
-// lambdas over the lane count, so that every group and the remainder run through the same lines.
+// Walks an array in groups of lanes: the widest first, then four, then the remainder one by one. Bodies are
+// generic lambdas over the lane count, so that every group and the remainder run through the same lines.
 #pragma once
 
 #include <cstdint>
@@ -35,8 +35,8 @@ void maskedGroup(const int32_t *mask, int64_t i, const Live &live, const Dead &d
   }
 }
 
-// Groups over rays with a mask plane. Callers rely on it that nothing but the mask is read for a group of four dead
-// rays, so that eight lanes are taken at once only if neither half is such a group.
+// Groups over rays with a mask plane. Callers rely on it that nothing but the mask is read for a group of
+// four dead rays, so that eight lanes are taken at once only if neither half is such a group.
 template <int Widest = kWidestGroup, class Live, class Dead>
 void forMaskedGroups(const int32_t *mask, int32_t length, const Live &live, const Dead &dead) {
   int64_t i = 0;

@@ -6,12 +6,13 @@
 
 using namespace vekr;
 
-VekStatus vekrHitPoint3DEpsS0_32f_M(const float *pOrigin, const float *const *pDirections, const float *pDistances,
-                                    const int32_t *pMask, float *const *pHitPoints, int32_t length, float eps) {
+VekStatus vekrHitPoint3DEpsS0_32f_M(const float *pOrigin, const float *const *pDirections,
+                                    const float *pDistances, const int32_t *pMask, float *const *pHitPoints,
+                                    int32_t length, float eps) {
   if (anyNull(pDistances, pMask, pDirections, pHitPoints)) return vekErrNullPtr;
   if (length < 1) return vekOk;
-  const Form form = formFor(length, allAligned(pDistances, pMask) && planesAligned(pDirections) &&
-                                        planesAligned(pHitPoints));
+  const Form form = formFor(
+      length, allAligned(pDistances, pMask) && planesAligned(pDirections) && planesAligned(pHitPoints));
   VEKR_DISPATCH(ownHitPoint3DEpsS0_32f_M)
   (pOrigin, pDirections, pDistances, pMask, pHitPoints, length, eps, form);
   return vekOk;
@@ -29,16 +30,16 @@ VekStatus vekrHitPoint3DEpsM0_32f_M(const float *const *pOrigins, const float *c
   return vekOk;
 }
 
-VekStatus vekrDot_32f_P3C1M(const float *const *pSrc0, const float *const *pSrc1, const int32_t *pMask, float *pDot,
-                            int32_t length) {
+VekStatus vekrDot_32f_P3C1M(const float *const *pSrc0, const float *const *pSrc1, const int32_t *pMask,
+                            float *pDot, int32_t length) {
   if (anyNull(pSrc0, pSrc1, pMask, pDot)) return vekErrNullPtr;
   if (length < 1) return vekOk;
   VEKR_DISPATCH(ownDot_32f_P3C1M)(pSrc0, pSrc1, pMask, pDot, length);
   return vekOk;
 }
 
-VekStatus vekrDotChangeNorm_32f_IM(const float *const *pDirections, const int32_t *pMask, float *const *pNormals,
-                                   float *pDot, int32_t length) {
+VekStatus vekrDotChangeNorm_32f_IM(const float *const *pDirections, const int32_t *pMask,
+                                   float *const *pNormals, float *pDot, int32_t length) {
   if (anyNull(pDirections, pMask, pNormals, pDot)) return vekErrNullPtr;
   if (length < 1) return vekOk;
   VEKR_DISPATCH(ownDotChangeNorm_32f_IM)(pDirections, pMask, pNormals, pDot, length);

@@ -62,7 +62,8 @@ void distAttenuation(const float *pLight, const float *const *pPoints, const int
       [&]<int N>(int64_t i, Mask<N> alive) {
         const Vec3<N> toPoint = loadPlanes<N>(pPoints, i) - broadcast3<N>(light);
         const Float<N> s = kept(alive, dot(toPoint, toPoint));
-        // The order of the operands decides what a NaN gives: NaN in the plain form, 1.0 in the four-wide one.
+        // The order of the operands decides what a NaN gives: NaN in the plain form, 1.0 in the four-wide
+        // one.
         const Float<N> atLeastOne =
             form == Form::fourWide ? maxOf(s, Float<N>(1.0f)) : maxOf(Float<N>(1.0f), s);
         sqrtOf(atLeastOne).store(pDistance + i);
@@ -109,8 +110,9 @@ void ownDotChangeNorm_32f_IM(const float *const *pDirections, const int32_t *pMa
         const Vec3<N> normal = loadPlanes<N>(pNormals, i);
         const Float<N> d = kept(alive, dot(loadPlanes<N>(pDirections, i), normal));
         const Mask<N> away = d > Float<N>(0.0f);
-        storePlanes<N>(pNormals, i, {negatedWhere(away, normal.x), negatedWhere(away, normal.y),
-                                     negatedWhere(away, normal.z)});
+        storePlanes<N>(
+            pNormals, i,
+            {negatedWhere(away, normal.x), negatedWhere(away, normal.y), negatedWhere(away, normal.z)});
         negatedWhere(away, d).store(pDot + i);
       },
       [&]<int N>(Lanes<N>, int64_t i) { fillGroup<N>(pDot, i, 0.0f); });

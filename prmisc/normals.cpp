@@ -35,12 +35,13 @@ VekStatus vekrSurfFlatNormal_32f(const float *pTriangleNormals, const int32_t *p
 }
 
 VekStatus vekrSurfSmoothNormal_32f(const float *pVertexNormals, const int32_t *pNormalIndices,
-                                   const int32_t *pHitTriangles, const float *const *pHits, float *const *pNormals,
-                                   int32_t length, int32_t stride) {
+                                   const int32_t *pHitTriangles, const float *const *pHits,
+                                   float *const *pNormals, int32_t length, int32_t stride) {
   if (anyNull(pVertexNormals, pNormalIndices, pHitTriangles, pHits, pNormals)) return vekErrNullPtr;
   if (length < 1) return vekOk;
-  const Form form = formFor(length, allAligned(pVertexNormals, pNormalIndices, pHitTriangles, pHits[0], pHits[1]) &&
-                                        planesAligned(pNormals));
+  const Form form =
+      formFor(length, allAligned(pVertexNormals, pNormalIndices, pHitTriangles, pHits[0], pHits[1]) &&
+                          planesAligned(pNormals));
   VEKR_DISPATCH(ownSurfSmoothNormal_32f)
   (pVertexNormals, pNormalIndices, pHitTriangles, pHits, pNormals, length, stride, form);
   return vekOk;

@@ -9,8 +9,8 @@ namespace vekr::VEKR_ISA {
 
 namespace {
 
-// A normal, (x, y) in the low half and z in lane 0: three floats and not the one behind them, which may lie beyond
-// the caller's array.
+// A normal, (x, y) in the low half and z in lane 0: three floats and not the one behind them, which may lie
+// beyond the caller's array.
 struct PackedNormal {
   __m128 xy;
   __m128 z;
@@ -37,8 +37,8 @@ Vec3<N> broadcastNormal(const float *normals, int64_t number) {
   return broadcast3<N>(normals + 3 * number);
 }
 
-// Triangle numbers of a group with at least one live lane. Dead lanes take the number of a live one, so that nothing
-// is indexed with a negative number and every number is one that the caller gave.
+// Triangle numbers of a group with at least one live lane. Dead lanes take the number of a live one, so that
+// nothing is indexed with a negative number and every number is one that the caller gave.
 template <int N>
 struct GroupNumbers {
   int32_t lane[N];
@@ -53,8 +53,8 @@ struct GroupNumbers {
   }
 };
 
-// The normals of a group: `numberOf(triangle)` tells which one belongs to a triangle. Neighbouring rays mostly hit
-// the same triangle, and then it is fetched once.
+// The normals of a group: `numberOf(triangle)` tells which one belongs to a triangle. Neighbouring rays
+// mostly hit the same triangle, and then it is fetched once.
 template <int N, class NumberOf>
 Vec3<N> groupNormals(const float *normals, const GroupNumbers<N> &group, const NumberOf &numberOf) {
   if (group.equal) return broadcastNormal<N>(normals, numberOf(group.lane[0]));
@@ -67,7 +67,8 @@ Vec3<N> groupNormals(const float *normals, const GroupNumbers<N> &group, const N
 // Squared length from which a sum of normals has a direction.
 constexpr float kShortest = std::bit_cast<float>(0x34000000u);  // 1.1920929e-7
 
-// The factor or divisor differs between the forms, and so does what a squared length of exactly kShortest gives.
+// The factor or divisor differs between the forms, and so does what a squared length of exactly kShortest
+// gives.
 template <Form form, int N>
 Vec3<N> normalised(Vec3<N> sum) {
   const Float<N> s = dot(sum, sum);
@@ -82,8 +83,9 @@ Vec3<N> normalised(Vec3<N> sum) {
 }
 
 template <Form form>
-void surfSmoothNormal(const float *pVertexNormals, const int32_t *pNormalIndices, const int32_t *pHitTriangles,
-                      const float *const *pHits, float *const *pNormals, int32_t length, int32_t stride) {
+void surfSmoothNormal(const float *pVertexNormals, const int32_t *pNormalIndices,
+                      const int32_t *pHitTriangles, const float *const *pHits, float *const *pNormals,
+                      int32_t length, int32_t stride) {
   forMaskedGroups<4>(
       pHitTriangles, length,
       [&]<int N>(int64_t i, Mask<N> alive) {
@@ -106,8 +108,8 @@ void surfSmoothNormal(const float *pVertexNormals, const int32_t *pNormalIndices
 
 }  // namespace
 
-void ownTriangleNormal_32f(const float *pVertices, const int32_t *pIndices, float *pTriangleNormals, int64_t first,
-                           int64_t end) {
+void ownTriangleNormal_32f(const float *pVertices, const int32_t *pIndices, float *pTriangleNormals,
+                           int64_t first, int64_t end) {
   // Cross products one by one, then roots and quotients of a whole chunk, which the compiler puts into lanes.
   constexpr int kChunk = 64;
   double n[3][kChunk], lengthOf[kChunk];
@@ -142,8 +144,8 @@ void ownTriangleNormal_32f(const float *pVertices, const int32_t *pIndices, floa
   }
 }
 
-void ownSurfFlatNormal_32f(const float *pTriangleNormals, const int32_t *pHitTriangles, float *const *pNormals,
-                           int32_t length) {
+void ownSurfFlatNormal_32f(const float *pTriangleNormals, const int32_t *pHitTriangles,
+                           float *const *pNormals, int32_t length) {
   forMaskedGroups<4>(
       pHitTriangles, length,
       [&]<int N>(int64_t i, Mask<N> alive) {
@@ -163,8 +165,8 @@ void ownSurfSmoothNormal_32f(const float *pVertexNormals, const int32_t *pNormal
 }
 
 void ownBounds(const float *pVertices, int64_t count, float *box) {
-  // Four vertices are twelve floats, three registers whose lanes keep their axis from step to step. A NaN loses
-  // every comparison.
+  // Four vertices are twelve floats, three registers whose lanes keep their axis from step to step. A NaN
+  // loses every comparison.
   const auto smaller = [](float a, float b) { return a < b ? a : b; };
   const auto larger = [](float a, float b) { return a > b ? a : b; };
   float low[12], high[12];

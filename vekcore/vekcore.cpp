@@ -10,7 +10,8 @@ constexpr size_t kAlignment = 64;  // a cache line, and the widest vector regist
 // Set by the host, 0 for the default. Relaxed order suffices: the number guards no other data.
 int32_t threadCount = 0;
 
-// The affinity mask of the calling thread. Masks of machines beyond `cpu_set_t` are asked for in growing sizes.
+// The affinity mask of the calling thread. Masks of machines beyond `cpu_set_t` are asked for in growing
+// sizes.
 int32_t countProcessors() {
   for (int capacity = CPU_SETSIZE; capacity <= (1 << 20); capacity *= 4) {
     cpu_set_t *set = CPU_ALLOC(static_cast<size_t>(capacity));
@@ -33,7 +34,9 @@ __attribute__((visibility("default"))) void *vekMalloc(size_t size) {
   return posix_memalign(&block, kAlignment, size) == 0 ? block : nullptr;
 }
 
-__attribute__((visibility("default"))) void vekFree(void *p) { free(p); }
+__attribute__((visibility("default"))) void vekFree(void *p) {
+  free(p);
+}
 
 __attribute__((visibility("default"))) int32_t ownGetNumThreads(void) {
   const int32_t count = __atomic_load_n(&threadCount, __ATOMIC_RELAXED);

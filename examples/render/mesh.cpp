@@ -1,0 +1,151 @@
+#include "mesh.h"
+
+#include <assimp/postprocess.h>
+#include <assimp/scene.h>
+
+#include <algorithm>
+#include <assimp/Importer.hpp>
+#include <cmath>
+#include <fstream>
+#include <limits>
+#include <numbers>
+
+namespace {
+
+// Turns z-up coordinates into y-up ones.
+void append(std::vector<float> &list, const aiVector3D &v, Axis up) {
+  const float turned[2][3] = {{v.x, v.y, v.z}, {v.x, v.z, -v.y}};
+  const float *p = turned[up == Axis::z];
+  list.insert(list.end(), p, p + 3);
+}
+
+void appendMaterials(const aiScene &scene, Mesh &mesh) {
+  for (unsigned i = 0; i < scene.mNumMaterials; ++i) {
+    aiColor4D colour(0.7f, 0.7f, 0.7f, 1.0f);
+    if (scene.mMaterials[i]->Get(AI_MATKEY_BASE_COLOR, colour) != AI_SUCCESS) {
+      scene.mMaterials[i]->Get(AI_MATKEY_COLOR_DIFFUSE, colour);
+    }
+    for (const float c : {colour.r, colour.g, colour.b}) mesh.colours.push_back(std::clamp(c, 0.02f, 0.95f));
+  }
+  if (scene.mNumMaterials == 0) mesh.colours = {0.7f, 0.7f, 0.7f};
+}
+
+void appendPart(const aiMesh &part, Axis up, Mesh &mesh) {
+  const int32_t first = mesh.vertexCount();
+  for (unsigned i = 0; i < part.mNumVertices; ++i) {
+    append(mesh.vertices, part.mVertices[i], up);
+    append(mesh.normals, part.HasNormals() ? part.mNormals[i] : aiVector3D(0, 1, 0), up);
+  }
+  for (unsigned i = 0; i < part.mNumFaces; ++i) {
+    const aiFace &face = part.mFaces[i];
+    if (face.mNumIndices != 3) continue;  // points and lines
+    mesh.addTriangle(first + static_cast<int32_t>(face.mIndices[0]), first + static_cast<int32_t>(face.mIndices[1]),
+                     first + static_cast<int32_t>(face.mIndices[2]), static_cast<int32_t>(part.mMaterialIndex));
+  }
+}
+
+}  // namespace
+
+void Mesh::addTriangle(int32_t a, int32_t b, int32_t c, int32_t materialNumber) {
+  indices.insert(indices.end(), {a, b, c, 0});
+  material.push_back(materialNumber);
+}
+
+std::string loadMesh(const std::string &path, Axis up, Mesh &mesh) {
+  if (!std::ifstream(path)) return "cannot be read";
+  Assimp::Importer importer;
+  importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE, aiPrimitiveType_POINT | aiPrimitiveType_LINE);
+  const aiScene *scene = importer.ReadFile(
+      path, aiProcess_Triangulate | aiProcess_PreTransformVertices | aiProcess_JoinIdenticalVertices |
+                aiProcess_GenSmoothNormals | aiProcess_SortByPType);
+  if (scene == nullptr) {
+    std::string reason = importer.GetErrorString();
+    std::replace(reason.begin(), reason.end(), '\n', ' ');
+    return "is no mesh that can be read: " + reason;
+  }
+  constexpr size_t kMost = static_cast<size_t>(std::numeric_limits<int32_t>::max()) / 4;
+  size_t vertices = 0, faces = 0;
+  for (unsigned i = 0; i < scene->mNumMeshes; ++i) {
+    vertices += scene->mMeshes[i]->mNumVertices;
+    faces += scene->mMeshes[i]->mNumFaces;
+  }
+  if (vertices > kMost || faces > kMost) return "has too many triangles";
+  appendMaterials(*scene, mesh);
+  for (unsigned i = 0; i < scene->mNumMeshes; ++i) appendPart(*scene->mMeshes[i], up, mesh);
+  if (mesh.triangleCount() == 0) return "has no triangle";
+  if (!std::all_of(mesh.vertices.begin(), mesh.vertices.end(), [](float x) { return std::isfinite(x); })) {
+    return "has a vertex that is not a finite number";
+  }
+  return "";
+}
+
+Mesh makeKnot() {
+  constexpr int kRings = 480, kSides = 40;
+  constexpr double kTau = 2 * std::numbers::pi;
+  const auto centre = [](double s, double *p) {
+    const double a = 2 * s, r = 2 + std::cos(3 * s);
+    p[0] = r * std::cos(a);
+    p[1] = 1.2 * std::sin(3 * s);
+    p[2] = r * std::sin(a);
+  };
+  Mesh mesh;
+  mesh.colours = {0.80f, 0.42f, 0.20f, 0.20f, 0.45f, 0.75f};
+  for (int ring = 0; ring < kRings; ++ring) {
+    double p[3], q[3];
+    centre(kTau * ring / kRings, p);
+    centre(kTau * (ring + 0.01) / kRings, q);
+    // A frame around the tangent: `side` level, `over` at right angles to both.
+    double t[3], length = 0;
+    for (int c = 0; c < 3; ++c) length += (q[c] - p[c]) * (q[c] - p[c]);
+    for (int c = 0; c < 3; ++c) t[c] = (q[c] - p[c]) / std::sqrt(length);
+    const double level = std::hypot(t[0], t[2]);
+    const double side[3] = {t[2] / level, 0, -t[0] / level};
+    const double over[3] = {side[1] * t[2] - side[2] * t[1], side[2] * t[0] - side[0] * t[2],
+                            side[0] * t[1] - side[1] * t[0]};
+    for (int k = 0; k < kSides; ++k) {
+      const double angle = kTau * k / kSides;
+      for (int c = 0; c < 3; ++c) {
+        const double normal = std::cos(angle) * side[c] + std::sin(angle) * over[c];
+        mesh.vertices.push_back(static_cast<float>(p[c] + 0.42 * normal));
+        mesh.normals.push_back(static_cast<float>(normal));
+      }
+    }
+  }
+  for (int ring = 0; ring < kRings; ++ring) {
+    for (int k = 0; k < kSides; ++k) {
+      const int next = (ring + 1) % kRings, beside = (k + 1) % kSides;
+      const int a = ring * kSides + k, b = ring * kSides + beside, c = next * kSides + k, d = next * kSides + beside;
+      const int stripe = (ring / 12) % 2;
+      mesh.addTriangle(a, c, b, stripe);
+      mesh.addTriangle(b, c, d, stripe);
+    }
+  }
+  return mesh;
+}
+
+void placeOnFloor(Mesh &mesh, float radius, bool floor) {
+  double low[3] = {1e300, 1e300, 1e300}, high[3] = {-1e300, -1e300, -1e300};
+  for (size_t i = 0; i < mesh.vertices.size(); ++i) {
+    low[i % 3] = std::min<double>(low[i % 3], mesh.vertices[i]);
+    high[i % 3] = std::max<double>(high[i % 3], mesh.vertices[i]);
+  }
+  const double diagonal = std::hypot(high[0] - low[0], high[1] - low[1], high[2] - low[2]);
+  const double scale = diagonal > 0 ? 2 * radius / diagonal : 1;
+  const double move[3] = {(low[0] + high[0]) / 2, low[1], (low[2] + high[2]) / 2};
+  for (size_t i = 0; i < mesh.vertices.size(); ++i) {
+    mesh.vertices[i] = static_cast<float>((mesh.vertices[i] - move[i % 3]) * scale);
+  }
+  if (!floor) return;
+  const int32_t first = mesh.vertexCount();
+  const auto grey = static_cast<int32_t>(mesh.colours.size() / 3);
+  mesh.colours.insert(mesh.colours.end(), {0.55f, 0.55f, 0.52f});
+  const float reach = 12 * radius, y = -0.002f * radius;
+  for (const float x : {-reach, reach}) {
+    for (const float z : {-reach, reach}) {
+      mesh.vertices.insert(mesh.vertices.end(), {x, y, z});
+      mesh.normals.insert(mesh.normals.end(), {0.0f, 1.0f, 0.0f});
+    }
+  }
+  mesh.addTriangle(first, first + 1, first + 2, grey);
+  mesh.addTriangle(first + 1, first + 3, first + 2, grey);
+}

@@ -1,0 +1,25 @@
+// The four one-ray forms. Sizes are at least 1 by 1.
+#pragma once
+
+#include "frame/integer.h"
+#include "vekr.h"
+
+namespace vekr {
+
+VekStatus ownIntersectBlock(const float *const *pOrigins, const float *const *pDirections,
+                            const VekrIntersectScene &scene, float *pDistances, float *const *pHits,
+                            int32_t *pHitTriangles, VekrBlockSize size);
+VekStatus ownIntersectEyeBlock(const float *pOrigin, const float *const *pDirections,
+                               const VekrIntersectScene &scene, float *pDistances, float *const *pHits,
+                               int32_t *pHitTriangles, VekrBlockSize size);
+VekStatus ownIntersectAnyBlock(const float *pOrigin, const float *const *pDirections,
+                               const VekrIntersectScene &scene, int32_t *pOccluders, int32_t *pMask,
+                               VekrBlockSize size);
+VekStatus ownIntersectMultipleBlock(const float *pOrigin, const float *const *pDirections,
+                                    const VekrIntersectScene &scene, float *pDistances, float *const *pHits,
+                                    int32_t *pHitTriangles, VekrVolumeSize volume);
+
+// Sets all layers of all rays to -1; nothing if width * height * depth, in 32 bits, is below 1.
+void presetLayers(int32_t *pHitTriangles, VekrVolumeSize volume);
+
+}  // namespace vekr
