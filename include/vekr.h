@@ -1,26 +1,24 @@
 /* vekr.h: the public interface of libvekre9.so.6.1.
  *
- * Low-level routines for ray-traced rendering and for volumes of sampled data. The library is given arrays
- * and gives back arrays: it does no input or output, prints nothing, keeps no state, needs no initialisation.
+ * Low-level routines for ray-traced rendering and for volumes of sampled data. The library is given arrays and
+ * gives back arrays: it does no input or output, prints nothing, keeps no state, needs no initialisation.
  *
  * What holds for every function unless its own text says otherwise:
- *   - Result: a VekStatus. 0 is success, positive a warning, negative an error. After an error the outputs
- * are as they were. Errors are listed in the order in which they are looked for; the first one found is
- * returned.
- *   - Threads: every function may be called from several threads at once, on separate outputs. Most do all
- * their work on the caller's thread; the few that fork OpenMP threads say so, and all of those have ended on
- * return.
- *   - Exactness: results are the same to the last bit on every run, for every thread count and compiler.
- * Where two forms of a function differ in the last bits, the text tells which form runs when.
- *   - Planes: a per-ray quantity is a dense array, one 32-bit entry a ray; a vector quantity is three such
- * arrays (x, y, z), passed as a list of three pointers. Arrays need only the alignment of their element type.
+ *   - Result: a VekStatus. 0 is success, positive a warning, negative an error. After an error the outputs are
+ *     as they were. Errors are listed in the order in which they are looked for; the first one found is returned.
+ *   - Threads: every function may be called from several threads at once, on separate outputs. Most do all their
+ *     work on the caller's thread; the few that fork OpenMP threads say so, and all of those have ended on return.
+ *   - Exactness: results are the same to the last bit on every run, for every thread count and compiler. Where
+ *     two forms of a function differ in the last bits, the text tells which form runs when.
+ *   - Planes: a per-ray quantity is a dense array, one 32-bit entry a ray; a vector quantity is three such arrays
+ *     (x, y, z), passed as a list of three pointers. Arrays need only the alignment of their element type.
  *   - Masks: a mask plane holds signed ints; a negative entry marks a dead ray. Triangle numbers, which are
  *     -1 at a miss, serve as a mask directly.
  *   - Distances along a ray are in units of the direction's length. Directions are never normalised.
  *
  * Letters in names: C1 one array, C3 three interleaved values, P3 three planes, AC1 one constant a component,
- * I in place, M masked, SO/S0 one origin for all rays, MO/M0 one origin a ray, V a volume as one block, PV a
- * volume as a list of plane pointers; 8u 16u 16s 32s 32f the element types. */
+ * I in place, M masked, SO/S0 one origin for all rays, MO/M0 one origin a ray, V a volume as one block, PV a volume
+ * as a list of plane pointers; 8u 16u 16s 32s 32f the element types. */
 #ifndef VEKR_H
 #define VEKR_H
 
@@ -38,8 +36,7 @@ extern "C" {
 
 /* ------------------------------------------------------------------------------------------------------------
  * Statuses and version
- * ---------------------------------------------------------------------------------------------------------
- */
+ * --------------------------------------------------------------------------------------------------------- */
 
 /* Result of a call: 0 success, above 0 a warning (less was done than asked), below 0 an error. */
 typedef int32_t VekStatus;
@@ -73,25 +70,24 @@ typedef struct VekLibVersion {
   const char *buildDate;
 } VekLibVersion;
 
-/* Returns the library's version record: constant, the same address on every call, not to be freed. Never
- * fails. */
+/* Returns the library's version record: constant, the same address on every call, not to be freed. Never fails. */
 VEKR_API const VekLibVersion *vekrGetLibVersion(void);
 
 /* ------------------------------------------------------------------------------------------------------------
  * Scene tree: a kd-tree over the triangles of a mesh
  *
- * A mesh is an array of vertices, three consecutive floats (x, y, z) each, and an array of triangles, four
- * signed 32-bit ints each: three vertex numbers (not checked) and one int that nothing reads. A triangle's
- * number is its place in that array, counted from 0.
+ * A mesh is an array of vertices, three consecutive floats (x, y, z) each, and an array of triangles, four signed
+ * 32-bit ints each: three vertex numbers (not checked) and one int that nothing reads. A triangle's number is its
+ * place in that array, counted from 0.
  *
  * The finished tree is one block of memory without absolute addresses; it may be moved or written to a file.
  * It starts with the root; 16 bytes on, pairs of child nodes; behind them, lists of triangle numbers (int32).
- * ---------------------------------------------------------------------------------------------------------
- */
+ * --------------------------------------------------------------------------------------------------------- */
 
-/* A node. Inner node (word0 >= 0): bits 0-1 of word0 are the axis of the plane (0 x, 1 y, 2 z); word0 with
- * bits 0-2 cleared is the distance in bytes from this node to its two children, the one below the plane
- * first; word1 is the plane's coordinate, a float. Leaf (word0 < 0), by word1: 0                    empty
+/* A node. Inner node (word0 >= 0): bits 0-1 of word0 are the axis of the plane (0 x, 1 y, 2 z); word0 with bits 0-2
+ * cleared is the distance in bytes from this node to its two children, the one below the plane first; word1 is the
+ * plane's coordinate, a float. Leaf (word0 < 0), by word1:
+ *   0                    empty
  *   above 0              word1 triangle numbers in a list, at this node's address minus word0
  *   sign bit, low bits 1 one triangle: word0 & 0x7FFFFFFF
  *   sign bit, low bits 2 two: word0 & 0x7FFFFFFF, and (word1 & 0x7FFFFFFC) >> 2
@@ -127,10 +123,10 @@ typedef struct VekrPSAHBuildContext {
  *   vertexCount, triangleCount   0 or more; the tree of no triangles is an empty leaf
  *   pTreeSize      receives the tree's size in bytes; written on success only
  *   pContext       one of the two contexts above
- * Errors: vekErrNullPtr (ppTree, pVertices, pIndices, pTreeSize), vekErrSize (a negative count),
- * vekErrNullPtr (pContext), vekErrRange (maxDepth, splitBias), vekErrMemAlloc (memoryLimitMB 0 to 31, or no
- * memory for the tree), vekErrTreeBuild, vekErrTreeInternal, vekErrContext. After an error nothing remains
- * allocated. The tree is a function of the arguments alone. The caller gives it back with vekrKDTreeFree.
+ * Errors: vekErrNullPtr (ppTree, pVertices, pIndices, pTreeSize), vekErrSize (a negative count), vekErrNullPtr
+ * (pContext), vekErrRange (maxDepth, splitBias), vekErrMemAlloc (memoryLimitMB 0 to 31, or no memory for the tree),
+ * vekErrTreeBuild, vekErrTreeInternal, vekErrContext. After an error nothing remains allocated.
+ * The tree is a function of the arguments alone. The caller gives it back with vekrKDTreeFree.
  * Threads: the surface-area builder may fork up to three. The tree is never written again, so any number of
  * threads may trace through it. */
 VEKR_API VekStatus vekrKDTreeBuildAlloc(VekrKDTreeNode **ppTree, const float *pVertices,
@@ -142,13 +138,12 @@ VEKR_API void vekrKDTreeFree(VekrKDTreeNode *pTree);
 
 /* ------------------------------------------------------------------------------------------------------------
  * Triangle records
- * ---------------------------------------------------------------------------------------------------------
- */
+ * --------------------------------------------------------------------------------------------------------- */
 
-/* What a ray/triangle test needs of one triangle A, B, C: its plane and its barycentric coordinates,
- * projected along the dominant axis k of the normal N = (A - C) x (B - C) on the other two axes u, v. All
- * zero: degenerate, never hit. With E1 = A - C, E2 = B - C and s = -1 for k = 1, else 1. After I. Wald,
- * "Realtime Ray Tracing and Interactive Global Illumination", 2004, chapter 7. */
+/* What a ray/triangle test needs of one triangle A, B, C: its plane and its barycentric coordinates, projected along
+ * the dominant axis k of the normal N = (A - C) x (B - C) on the other two axes u, v. All zero: degenerate, never hit.
+ * With E1 = A - C, E2 = B - C and s = -1 for k = 1, else 1. After I. Wald, "Realtime Ray Tracing and Interactive
+ * Global Illumination", 2004, chapter 7. */
 typedef struct VekrTriangleAccel {
   uint32_t axes; /* bits 0-1 v, bits 2-3 u, bits 4-5 k; bit 31: the triangle lies in a plane of constant k */
   float nu;      /* N[u] / N[k] */
@@ -177,16 +172,14 @@ VEKR_API VekStatus vekrTriangleAccelInit(VekrTriangleAccel *pAccel, const float 
 /* ------------------------------------------------------------------------------------------------------------
  * Intersection of ray blocks with a mesh
  *
- * A block is width * height rays; ray (x, y) has index y * width + x in every plane. The functions test
- * nothing and always return vekOk; a width or height below 1 reads and writes nothing. Triangles are hit from
- * both sides.
+ * A block is width * height rays; ray (x, y) has index y * width + x in every plane. The functions test nothing
+ * and always return vekOk; a width or height below 1 reads and writes nothing. Triangles are hit from both sides.
  *
  * Each function has a packet form, four rays at a time, and a one-ray form. The packet form runs if width and
  * height are multiples of four and every array that the call walks ray by ray is 16-byte aligned. Results of
  * the two forms are not equal in the last bits: the packet form divides by an approximate reciprocal with one
  * Newton step and takes no margin at tree nodes.
- * ---------------------------------------------------------------------------------------------------------
- */
+ * --------------------------------------------------------------------------------------------------------- */
 
 typedef struct VekrBlockSize {
   int32_t width;
@@ -204,16 +197,17 @@ typedef struct VekrIntersectScene {
  *   pOrigins, pDirections   three planes each
  *   pDistances     in: the farthest distance wanted; out: the distance of the hit, unchanged at a miss
  *   pHits          two planes, out: the hit's barycentric weights of the triangle's first and second vertex;
- *                  one-ray form: unchanged at a miss; packet form: 0 at a miss, or unchanged if the box was
- * missed pHitTriangles  out: the triangle's number, -1 at a miss One-ray form: a hit must lie more than 1e-5
- * before the best one so far, and a ray parallel to a pair of box planes must start strictly between them.
+ *                  one-ray form: unchanged at a miss; packet form: 0 at a miss, or unchanged if the box was missed
+ *   pHitTriangles  out: the triangle's number, -1 at a miss
+ * One-ray form: a hit must lie more than 1e-5 before the best one so far, and a ray parallel to a pair of box
+ * planes must start strictly between them.
  * Walk: V. Havran, "Heuristic Ray Shooting Algorithms", 2000; triangle test: see VekrTriangleAccel. */
 VEKR_API VekStatus vekrIntersectMO_32f(const float *const *pOrigins, const float *const *pDirections,
                                        float *pDistances, float *const *pHits, int32_t *pHitTriangles,
                                        const VekrIntersectScene *pScene, VekrBlockSize size);
 
-/* The same for rays from one point. `pOrigin`: three floats. Of two hits at the same distance the one met
- * first on the walk stays. */
+/* The same for rays from one point. `pOrigin`: three floats. Of two hits at the same distance the one met first
+ * on the walk stays. */
 VEKR_API VekStatus vekrIntersectEyeSO_32f(const float *pOrigin, const float *const *pDirections,
                                           float *pDistances, float *const *pHits, int32_t *pHitTriangles,
                                           const VekrIntersectScene *pScene, VekrBlockSize size);
@@ -254,8 +248,7 @@ VEKR_API VekStatus vekrIntersectMultipleSO_32f(const float *pOrigin, const float
 
 /* ------------------------------------------------------------------------------------------------------------
  * Ray casting
- * ---------------------------------------------------------------------------------------------------------
- */
+ * --------------------------------------------------------------------------------------------------------- */
 
 /* Position of a block in an image, counted in blocks. */
 typedef struct VekrBlockIndex {
@@ -269,9 +262,9 @@ typedef struct VekrBlockIndex {
  *   blockStepX, blockStepY   columns and rows from one block to the next; the products with blockIndex are
  *                         formed in 32 bits
  *   pDirections           out, three planes of size.width * size.height entries
- * A width or height below 1 reads and writes nothing. With a width that is a multiple of four the row's start
- * is accumulated by adding pStepY row after row; otherwise each row is computed afresh. Errors: vekErrNullPtr
- * (pDirections). */
+ * A width or height below 1 reads and writes nothing. With a width that is a multiple of four the row's start is
+ * accumulated by adding pStepY row after row; otherwise each row is computed afresh.
+ * Errors: vekErrNullPtr (pDirections). */
 VEKR_API VekStatus vekrCastEye_32f(const float *pCorner, const float *pStepX, const float *pStepY,
                                    int32_t blockStepX, int32_t blockStepY, VekrBlockIndex blockIndex,
                                    float *const *pDirections, VekrBlockSize size);
@@ -288,15 +281,17 @@ VEKR_API VekStatus vekrCastReflectionRay_32f(const float *const *pIncident, cons
 
 /* Segments from a point light to the shaded points, for those points that it can light.
  *   pLight              three floats
- *   pSurfaceDot         dot products of the incoming rays and the normals (vekrDotChangeNorm_32f_IM): they
- * tell the side of the surface that the viewer sees pNormals, pPoints   three planes each pMask in and out:
- * -1 where no ray is to be traced pLightDot           out: |N.W| with W = point - light, not normalised; 0
- * where no ray is to be traced pShadowDirections   out, three planes: W, or 0 where no ray is to be traced
+ *   pSurfaceDot         dot products of the incoming rays and the normals (vekrDotChangeNorm_32f_IM): they tell the
+ *                       side of the surface that the viewer sees
+ *   pNormals, pPoints   three planes each
+ *   pMask               in and out: -1 where no ray is to be traced
+ *   pLightDot           out: |N.W| with W = point - light, not normalised; 0 where no ray is to be traced
+ *   pShadowDirections   out, three planes: W, or 0 where no ray is to be traced
  *   length              below 1: nothing is read or written
- * A ray is kept if it is live, light and viewer are on one side of the surface, and |N.W| is at least
- * 0.0017453292 (float 0x3ae4c388). Of the last length % 4 rays the dead ones keep their negative mask as it
- * is; all others get -1. Trace the result with vekrIntersectAnySO_32f from pLight. Errors: vekErrNullPtr
- * (pSurfaceDot, pNormals, pPoints, pMask, pShadowDirections, pLightDot). */
+ * A ray is kept if it is live, light and viewer are on one side of the surface, and |N.W| is at least 0.0017453292
+ * (float 0x3ae4c388). Of the last length % 4 rays the dead ones keep their negative mask as it is; all others get -1.
+ * Trace the result with vekrIntersectAnySO_32f from pLight.
+ * Errors: vekErrNullPtr (pSurfaceDot, pNormals, pPoints, pMask, pShadowDirections, pLightDot). */
 VEKR_API VekStatus vekrCastShadowSO_32f(const float *pLight, const float *pSurfaceDot,
                                         const float *const *pNormals, const float *const *pPoints,
                                         int32_t *pMask, float *pLightDot, float *const *pShadowDirections,
@@ -305,11 +300,10 @@ VEKR_API VekStatus vekrCastShadowSO_32f(const float *pLight, const float *pSurfa
 /* ------------------------------------------------------------------------------------------------------------
  * Hit points and masked arithmetic: the steps of a shading loop over `length` rays
  *
- * A length below 1 reads and writes nothing. Pointers inside a list of planes are never tested. An output may
- * be the very array of an input. "Kernel" below is the form that runs if length is a multiple of four and all
+ * A length below 1 reads and writes nothing. Pointers inside a list of planes are never tested. An output may be
+ * the very array of an input. "Kernel" below is the form that runs if length is a multiple of four and all
  * arrays named in "aligned" are 16-byte aligned; where nothing is said, results don't depend on it.
- * ---------------------------------------------------------------------------------------------------------
- */
+ * --------------------------------------------------------------------------------------------------------- */
 
 /* Points along rays from one origin: H = O + eps t D, (0, 0, 0) at dead rays.
  *   pOrigin       three floats
@@ -332,9 +326,10 @@ VEKR_API VekStatus vekrHitPoint3DEpsM0_32f_M(const float *const *pOrigins, const
 VEKR_API VekStatus vekrDot_32f_P3C1M(const float *const *pSrc0, const float *const *pSrc1,
                                      const int32_t *pMask, float *pDot, int32_t length);
 
-/* Turns normals against the rays: where d = D.N is above 0, N = -N and d = -d. pDot = d, 0 at dead rays,
- * whose normals stay. pDirections   three planes; pNormals: three planes, in and out; pDot: out Errors:
- * vekErrNullPtr (pDirections, pMask, pNormals, pDot). */
+/* Turns normals against the rays: where d = D.N is above 0, N = -N and d = -d. pDot = d, 0 at dead rays, whose
+ * normals stay.
+ *   pDirections   three planes; pNormals: three planes, in and out; pDot: out
+ * Errors: vekErrNullPtr (pDirections, pMask, pNormals, pDot). */
 VEKR_API VekStatus vekrDotChangeNorm_32f_IM(const float *const *pDirections, const int32_t *pMask,
                                             float *const *pNormals, float *pDot, int32_t length);
 
@@ -345,18 +340,18 @@ VEKR_API VekStatus vekrMul_32f_C1IM(const float *pSrc, const int32_t *pMask, flo
 VEKR_API VekStatus vekrMul_32f_C1P3IM(const float *pSrc, const int32_t *pMask, float *const *pSrcDst,
                                       int32_t length);
 
-/* pSrcDst /= pSrc, 0 at dead rays. A divisor of 0 of either sign gives +infinity for a positive dividend,
- * -infinity for a negative one, else the NaN 0xffc00000; no warning is reported. Errors: vekErrNullPtr (pSrc,
- * pSrcDst; pMask is not tested). */
+/* pSrcDst /= pSrc, 0 at dead rays. A divisor of 0 of either sign gives +infinity for a positive dividend, -infinity
+ * for a negative one, else the NaN 0xffc00000; no warning is reported.
+ * Errors: vekErrNullPtr (pSrc, pSrcDst; pMask is not tested). */
 VEKR_API VekStatus vekrDiv_32f_C1IM(const float *pSrc, const int32_t *pMask, float *pSrcDst, int32_t length);
 
 /* Adds light to a colour: pAccumulator += pScale * pColour * pFactor; unchanged at dead rays.
  *   pScale         three floats, one for each plane
  *   pFactor        length entries
  *   pColour        three planes; pAccumulator: three planes, in and out
- * Kernel (colour factor) scale + accumulator, otherwise (scale colour) factor + accumulator; aligned:
- * pFactor, pMask, pAccumulator. Errors: vekErrNullPtr (pFactor, pColour, pMask, pAccumulator; pScale is not
- * tested). */
+ * Kernel (colour factor) scale + accumulator, otherwise (scale colour) factor + accumulator; aligned: pFactor, pMask,
+ * pAccumulator.
+ * Errors: vekErrNullPtr (pFactor, pColour, pMask, pAccumulator; pScale is not tested). */
 VEKR_API VekStatus vekrAddMulMul_32f_AC1P3IM(const float *pScale, const float *pFactor,
                                              const float *const *pColour, const int32_t *pMask,
                                              float *const *pAccumulator, int32_t length);
@@ -370,12 +365,11 @@ VEKR_API VekStatus vekrDistAttenuationSO_32f_M(const float *pLight, const float 
 
 /* ------------------------------------------------------------------------------------------------------------
  * Normals and bounds
- * ---------------------------------------------------------------------------------------------------------
- */
+ * --------------------------------------------------------------------------------------------------------- */
 
-/* Bounds of `count` vertices, widened on every side by 0.0001 times the largest absolute coordinate (at least
- * the smallest normal float). pBox: out, min x, y, z, max x, y, z, not tested. A count below 1 gives an
- * inverted box. Errors: vekErrNullPtr (pVertices). */
+/* Bounds of `count` vertices, widened on every side by 0.0001 times the largest absolute coordinate (at least the
+ * smallest normal float). pBox: out, min x, y, z, max x, y, z, not tested. A count below 1 gives an inverted box.
+ * Errors: vekErrNullPtr (pVertices). */
 VEKR_API VekStatus vekrSetBoundBox_32f(const float *pVertices, int32_t count, float *pBox);
 
 /* Unit normal (A - C) x (B - C) of each triangle, computed in double; (0, 0, 0) where its length before the
@@ -396,16 +390,19 @@ VEKR_API VekStatus vekrTriangleNormal_32f(const float *pVertices, const int32_t 
 VEKR_API VekStatus vekrSurfFlatNormal_32f(const float *pTriangleNormals, const int32_t *pHitTriangles,
                                           float *const *pNormals, int32_t length);
 
-/* Vertex normals, interpolated at each hit and normalised; (0, 0, 0) at a negative triangle number, or where
- * the squared length is below 1.1920929e-7. pVertexNormals   three consecutive floats a normal pNormalIndices
- * triangle n has its normal numbers at [n * stride], [n * stride + 1], [n * stride + 2], the product in 32
- * bits pHitTriangles    length triangle numbers pHits            two planes of weights, as the intersection
- * functions write them pNormals         out, three planes; length below 1: nothing is read or written stride
- * ints from one triangle to the next: 4 for a mesh's index array, 3 for a plain one Kernel: approximate
- * reciprocal square root with one Newton step, otherwise a division; and the kernel gives 0 where the squared
- * length equals the threshold. It runs if length is a multiple of four and pVertexNormals, pNormalIndices,
- * pHitTriangles, pNormals and pHits are 16-byte aligned. Errors: vekErrNullPtr (pVertexNormals,
- * pNormalIndices, pHitTriangles, pHits, pNormals). */
+/* Vertex normals, interpolated at each hit and normalised; (0, 0, 0) at a negative triangle number, or where the
+ * squared length is below 1.1920929e-7.
+ *   pVertexNormals   three consecutive floats a normal
+ *   pNormalIndices   triangle n has its normal numbers at [n * stride], [n * stride + 1], [n * stride + 2], the
+ *                    product in 32 bits
+ *   pHitTriangles    length triangle numbers
+ *   pHits            two planes of weights, as the intersection functions write them
+ *   pNormals         out, three planes; length below 1: nothing is read or written
+ *   stride           ints from one triangle to the next: 4 for a mesh's index array, 3 for a plain one
+ * Kernel: approximate reciprocal square root with one Newton step, otherwise a division; and the kernel gives 0 where
+ * the squared length equals the threshold. It runs if length is a multiple of four and pVertexNormals,
+ * pNormalIndices, pHitTriangles, pNormals and pHits are 16-byte aligned.
+ * Errors: vekErrNullPtr (pVertexNormals, pNormalIndices, pHitTriangles, pHits, pNormals). */
 VEKR_API VekStatus vekrSurfSmoothNormal_32f(const float *pVertexNormals, const int32_t *pNormalIndices,
                                             const int32_t *pHitTriangles, const float *const *pHits,
                                             float *const *pNormals, int32_t length, int32_t stride);
