@@ -39,8 +39,9 @@ void appendPart(const aiMesh &part, Axis up, Mesh &mesh) {
   for (unsigned i = 0; i < part.mNumFaces; ++i) {
     const aiFace &face = part.mFaces[i];
     if (face.mNumIndices != 3) continue;  // points and lines
-    mesh.addTriangle(first + static_cast<int32_t>(face.mIndices[0]), first + static_cast<int32_t>(face.mIndices[1]),
-                     first + static_cast<int32_t>(face.mIndices[2]), static_cast<int32_t>(part.mMaterialIndex));
+    mesh.addTriangle(
+        first + static_cast<int32_t>(face.mIndices[0]), first + static_cast<int32_t>(face.mIndices[1]),
+        first + static_cast<int32_t>(face.mIndices[2]), static_cast<int32_t>(part.mMaterialIndex));
   }
 }
 
@@ -55,9 +56,9 @@ std::string loadMesh(const std::string &path, Axis up, Mesh &mesh) {
   if (!std::ifstream(path)) return "cannot be read";
   Assimp::Importer importer;
   importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE, aiPrimitiveType_POINT | aiPrimitiveType_LINE);
-  const aiScene *scene = importer.ReadFile(
-      path, aiProcess_Triangulate | aiProcess_PreTransformVertices | aiProcess_JoinIdenticalVertices |
-                aiProcess_GenSmoothNormals | aiProcess_SortByPType);
+  const aiScene *scene = importer.ReadFile(path, aiProcess_Triangulate | aiProcess_PreTransformVertices |
+                                                     aiProcess_JoinIdenticalVertices |
+                                                     aiProcess_GenSmoothNormals | aiProcess_SortByPType);
   if (scene == nullptr) {
     std::string reason = importer.GetErrorString();
     std::replace(reason.begin(), reason.end(), '\n', ' ');
@@ -114,7 +115,8 @@ Mesh makeKnot() {
   for (int ring = 0; ring < kRings; ++ring) {
     for (int k = 0; k < kSides; ++k) {
       const int next = (ring + 1) % kRings, beside = (k + 1) % kSides;
-      const int a = ring * kSides + k, b = ring * kSides + beside, c = next * kSides + k, d = next * kSides + beside;
+      const int a = ring * kSides + k, b = ring * kSides + beside, c = next * kSides + k,
+                d = next * kSides + beside;
       const int stripe = (ring / 12) % 2;
       mesh.addTriangle(a, c, b, stripe);
       mesh.addTriangle(b, c, d, stripe);

@@ -1,0 +1,22 @@
+# Sourced by the other scripts: installs Debian packages that are missing, as root or with sudo.
+
+install_missing() {
+  local missing=() package
+  for package in "$@"; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] && return 0
+  local as_root=()
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || { echo "these packages are missing and there is no sudo: ${missing[*]}" >&2; return 1; }
+    as_root=(sudo)
+  fi
+  echo "installing ${missing[*]}"
+  "${as_root[@]}" apt-get update -q >/dev/null
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+build_packages=(g++ cmake ninja-build pkg-config libgomp1)
+example_packages=(libassimp-dev libcli11-dev libpng-dev)
+test_packages=(clang clang-format clang-tidy libomp-14-dev libclang-rt-14-dev libgtest-dev libbenchmark-dev binutils)
+demo_data=(assimp-testmodels)

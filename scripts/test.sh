@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# Runs every check: formatting, both compilers without warnings, all tests, and all tests again under the sanitizers.
+#   scripts/test.sh            everything
+#   scripts/test.sh release    only the named presets (release debug clang asan tsan), without the other checks
+set -euo pipefail
+cd "$(dirname "$0")/.."
+source scripts/packages.sh
+install_missing "${build_packages[@]}" "${example_packages[@]}" "${test_packages[@]}"
+
+run_preset() {
+  local preset=$1
+  shift
+  echo "== $preset"
+  cmake --preset "$preset" -DVEKR_WERROR=ON >/dev/null
+  cmake --build --preset "$preset" | tail -n 1
+  ctest --preset "$preset" -j "$(nproc)" "$@"
+}
+
+check_format() {
+  echo "== format"
+  git ls-files '*.h' '*.c' '*.cpp' | xargs clang-format-14 --dry-run -Werror
+}
+
+# The library by itself must need no more than a compiler, CMake and OpenMP.
+check_library_alone() {
+  echo "== library alone"
+  cmake --preset release -B build/alone -DBUILD_TESTING=OFF -DVEKR_BUILD_BENCHMARKS=OFF -DVEKR_BUILD_EXAMPLES=OFF >/dev/null
+  cmake --build build/alone | tail -n 1
+}
+
+if [ $# -gt 0 ]; then
+  for preset in "$@"; do run_preset "$preset"; done
+  exit 0
+fi
+
+check_format
+check_library_alone
+# The tests whose threads matter; the other presets run everything.
+run_preset tsan -L threads
+run_preset asan
+run_preset clang
+run_preset debug -L anywhere
+run_preset release
