@@ -24,8 +24,6 @@ bool planesAligned(const T *const *planes) {
   return allAligned(planes[0], planes[1], planes[2]);
 }
 
-constexpr bool isMultipleOfFour(int32_t count) {
-  return (count & 3) == 0;
-}
+constexpr bool isMultipleOfFour(int32_t count) { return (count & 3) == 0; }
 
 }  // namespace vekr

@@ -18,8 +18,6 @@ inline void *veksMalloc_64s(int32_t len) {
   return len < 1 ? nullptr : vekMalloc(8 * static_cast<size_t>(len));
 }
 
-inline void veksFree(void *p) {
-  vekFree(p);
-}
+inline void veksFree(void *p) { vekFree(p); }
 
 }  // namespace vekr

@@ -60,63 +60,25 @@ struct Float<1> {
   void store(float *p) const { *p = v; }
 };
 
-inline Float<1> operator+(Float<1> a, Float<1> b) {
-  return a.v + b.v;
-}
-inline Float<1> operator-(Float<1> a, Float<1> b) {
-  return a.v - b.v;
-}
-inline Float<1> operator*(Float<1> a, Float<1> b) {
-  return a.v * b.v;
-}
-inline Float<1> operator/(Float<1> a, Float<1> b) {
-  return a.v / b.v;
-}
-inline Mask<1> operator<(Float<1> a, Float<1> b) {
-  return {a.v < b.v};
-}
-inline Mask<1> operator<=(Float<1> a, Float<1> b) {
-  return {a.v <= b.v};
-}
-inline Mask<1> operator==(Float<1> a, Float<1> b) {
-  return {a.v == b.v};
-}
-inline Mask<1> operator&(Mask<1> a, Mask<1> b) {
-  return {a.v && b.v};
-}
-inline Mask<1> operator|(Mask<1> a, Mask<1> b) {
-  return {a.v || b.v};
-}
-inline Mask<1> operator!(Mask<1> a) {
-  return {!a.v};
-}
-inline Mask<1> isNegative(Int<1> a) {
-  return {a.v < 0};
-}
-inline int bits(Mask<1> m) {
-  return m.v ? 1 : 0;
-}
-inline Float<1> select(Mask<1> m, Float<1> yes, Float<1> no) {
-  return m.v ? yes : no;
-}
-inline Int<1> select(Mask<1> m, Int<1> yes, Int<1> no) {
-  return m.v ? yes : no;
-}
-inline Float<1> maxOf(Float<1> a, Float<1> b) {
-  return a.v > b.v ? a : b;
-}
-inline Float<1> approxReciprocalSqrt(Float<1> a) {
-  return _mm_cvtss_f32(_mm_rsqrt_ss(_mm_set_ss(a.v)));
-}
-inline Float<1> sqrtOf(Float<1> a) {
-  return std::sqrt(a.v);
-}
-inline Float<1> absOf(Float<1> a) {
-  return std::fabs(a.v);
-}
-inline Float<1> negatedWhere(Mask<1> m, Float<1> a) {
-  return m.v ? -a.v : a.v;
-}
+inline Float<1> operator+(Float<1> a, Float<1> b) { return a.v + b.v; }
+inline Float<1> operator-(Float<1> a, Float<1> b) { return a.v - b.v; }
+inline Float<1> operator*(Float<1> a, Float<1> b) { return a.v * b.v; }
+inline Float<1> operator/(Float<1> a, Float<1> b) { return a.v / b.v; }
+inline Mask<1> operator<(Float<1> a, Float<1> b) { return {a.v < b.v}; }
+inline Mask<1> operator<=(Float<1> a, Float<1> b) { return {a.v <= b.v}; }
+inline Mask<1> operator==(Float<1> a, Float<1> b) { return {a.v == b.v}; }
+inline Mask<1> operator&(Mask<1> a, Mask<1> b) { return {a.v && b.v}; }
+inline Mask<1> operator|(Mask<1> a, Mask<1> b) { return {a.v || b.v}; }
+inline Mask<1> operator!(Mask<1> a) { return {!a.v}; }
+inline Mask<1> isNegative(Int<1> a) { return {a.v < 0}; }
+inline int bits(Mask<1> m) { return m.v ? 1 : 0; }
+inline Float<1> select(Mask<1> m, Float<1> yes, Float<1> no) { return m.v ? yes : no; }
+inline Int<1> select(Mask<1> m, Int<1> yes, Int<1> no) { return m.v ? yes : no; }
+inline Float<1> maxOf(Float<1> a, Float<1> b) { return a.v > b.v ? a : b; }
+inline Float<1> approxReciprocalSqrt(Float<1> a) { return _mm_cvtss_f32(_mm_rsqrt_ss(_mm_set_ss(a.v))); }
+inline Float<1> sqrtOf(Float<1> a) { return std::sqrt(a.v); }
+inline Float<1> absOf(Float<1> a) { return std::fabs(a.v); }
+inline Float<1> negatedWhere(Mask<1> m, Float<1> a) { return m.v ? -a.v : a.v; }
 
 // ---------------------------------------------------------------- four lanes
 
@@ -145,66 +107,43 @@ struct Float<4> {
   void store(float *p) const { _mm_storeu_ps(p, v); }
 };
 
-inline Float<4> operator+(Float<4> a, Float<4> b) {
-  return _mm_add_ps(a.v, b.v);
-}
-inline Float<4> operator-(Float<4> a, Float<4> b) {
-  return _mm_sub_ps(a.v, b.v);
-}
-inline Float<4> operator*(Float<4> a, Float<4> b) {
-  return _mm_mul_ps(a.v, b.v);
-}
-inline Float<4> operator/(Float<4> a, Float<4> b) {
-  return _mm_div_ps(a.v, b.v);
-}
-inline Mask<4> operator<(Float<4> a, Float<4> b) {
-  return {_mm_cmplt_ps(a.v, b.v)};
-}
-inline Mask<4> operator<=(Float<4> a, Float<4> b) {
-  return {_mm_cmple_ps(a.v, b.v)};
-}
-inline Mask<4> operator==(Float<4> a, Float<4> b) {
-  return {_mm_cmpeq_ps(a.v, b.v)};
-}
-inline Mask<4> operator&(Mask<4> a, Mask<4> b) {
-  return {_mm_and_ps(a.v, b.v)};
-}
-inline Mask<4> operator|(Mask<4> a, Mask<4> b) {
-  return {_mm_or_ps(a.v, b.v)};
-}
-inline Mask<4> operator!(Mask<4> a) {
-  return {_mm_xor_ps(a.v, _mm_castsi128_ps(_mm_set1_epi32(-1)))};
-}
-inline Mask<4> isNegative(Int<4> a) {
-  return {_mm_castsi128_ps(_mm_srai_epi32(a.v, 31))};
-}
-inline int bits(Mask<4> m) {
-  return _mm_movemask_ps(m.v);
-}
-inline Float<4> select(Mask<4> m, Float<4> yes, Float<4> no) {
-  return _mm_blendv_ps(no.v, yes.v, m.v);
-}
+inline Float<4> operator+(Float<4> a, Float<4> b) { return _mm_add_ps(a.v, b.v); }
+inline Float<4> operator-(Float<4> a, Float<4> b) { return _mm_sub_ps(a.v, b.v); }
+inline Float<4> operator*(Float<4> a, Float<4> b) { return _mm_mul_ps(a.v, b.v); }
+inline Float<4> operator/(Float<4> a, Float<4> b) { return _mm_div_ps(a.v, b.v); }
+inline Mask<4> operator<(Float<4> a, Float<4> b) { return {_mm_cmplt_ps(a.v, b.v)}; }
+inline Mask<4> operator<=(Float<4> a, Float<4> b) { return {_mm_cmple_ps(a.v, b.v)}; }
+inline Mask<4> operator==(Float<4> a, Float<4> b) { return {_mm_cmpeq_ps(a.v, b.v)}; }
+inline Mask<4> operator&(Mask<4> a, Mask<4> b) { return {_mm_and_ps(a.v, b.v)}; }
+inline Mask<4> operator|(Mask<4> a, Mask<4> b) { return {_mm_or_ps(a.v, b.v)}; }
+inline Mask<4> operator!(Mask<4> a) { return {_mm_xor_ps(a.v, _mm_castsi128_ps(_mm_set1_epi32(-1)))}; }
+inline Mask<4> isNegative(Int<4> a) { return {_mm_castsi128_ps(_mm_srai_epi32(a.v, 31))}; }
+inline int bits(Mask<4> m) { return _mm_movemask_ps(m.v); }
+inline Float<4> select(Mask<4> m, Float<4> yes, Float<4> no) { return _mm_blendv_ps(no.v, yes.v, m.v); }
 inline Int<4> select(Mask<4> m, Int<4> yes, Int<4> no) {
   return _mm_blendv_epi8(no.v, yes.v, _mm_castps_si128(m.v));
 }
 // The second operand where either is a NaN, and where both are zero.
-inline Float<4> maxOf(Float<4> a, Float<4> b) {
-  return _mm_max_ps(a.v, b.v);
-}
-inline Float<4> approxReciprocalSqrt(Float<4> a) {
-  return _mm_rsqrt_ps(a.v);
-}
-inline Float<4> sqrtOf(Float<4> a) {
-  return _mm_sqrt_ps(a.v);
-}
-inline Float<4> absOf(Float<4> a) {
-  return _mm_andnot_ps(_mm_set1_ps(-0.0f), a.v);
-}
+inline Float<4> maxOf(Float<4> a, Float<4> b) { return _mm_max_ps(a.v, b.v); }
+inline Float<4> approxReciprocalSqrt(Float<4> a) { return _mm_rsqrt_ps(a.v); }
+inline Float<4> sqrtOf(Float<4> a) { return _mm_sqrt_ps(a.v); }
+inline Float<4> absOf(Float<4> a) { return _mm_andnot_ps(_mm_set1_ps(-0.0f), a.v); }
 inline Float<4> negatedWhere(Mask<4> m, Float<4> a) {
   return _mm_xor_ps(a.v, _mm_and_ps(m.v, _mm_set1_ps(-0.0f)));
 }
 
-// ---------------------------------------------------------------- eight lanes
+inline Float<4> minOf(Float<4> a, Float<4> b) { return _mm_min_ps(a.v, b.v); }
+inline Float<4> approxReciprocal(Float<4> a) { return _mm_rcp_ps(a.v); }
+inline Mask<4> equal(Int<4> a, Int<4> b) { return {_mm_castsi128_ps(_mm_cmpeq_epi32(a.v, b.v))}; }
+inline bool anyOf(Mask<4> m) { return _mm_movemask_ps(m.v) != 0; }
+// Lane k is on where bit k is set.
+inline Mask<4> maskOfBits(unsigned bitsOfLanes) {
+  const __m128i one = _mm_setr_epi32(1, 2, 4, 8);
+  const __m128i all = _mm_set1_epi32(static_cast<int>(bitsOfLanes));
+  return {_mm_castsi128_ps(_mm_cmpeq_epi32(_mm_and_si128(all, one), one))};
+}
+
+// ---------------------------------------------------------------- eight lanes: two rows of four
 
 #ifdef __AVX2__
 
@@ -233,63 +172,101 @@ struct Float<8> {
   void store(float *p) const { _mm256_storeu_ps(p, v); }
 };
 
-inline Float<8> operator+(Float<8> a, Float<8> b) {
-  return _mm256_add_ps(a.v, b.v);
-}
-inline Float<8> operator-(Float<8> a, Float<8> b) {
-  return _mm256_sub_ps(a.v, b.v);
-}
-inline Float<8> operator*(Float<8> a, Float<8> b) {
-  return _mm256_mul_ps(a.v, b.v);
-}
-inline Float<8> operator/(Float<8> a, Float<8> b) {
-  return _mm256_div_ps(a.v, b.v);
-}
-inline Mask<8> operator<(Float<8> a, Float<8> b) {
-  return {_mm256_cmp_ps(a.v, b.v, _CMP_LT_OQ)};
-}
-inline Mask<8> operator<=(Float<8> a, Float<8> b) {
-  return {_mm256_cmp_ps(a.v, b.v, _CMP_LE_OQ)};
-}
-inline Mask<8> operator==(Float<8> a, Float<8> b) {
-  return {_mm256_cmp_ps(a.v, b.v, _CMP_EQ_OQ)};
-}
-inline Mask<8> operator&(Mask<8> a, Mask<8> b) {
-  return {_mm256_and_ps(a.v, b.v)};
-}
-inline Mask<8> operator|(Mask<8> a, Mask<8> b) {
-  return {_mm256_or_ps(a.v, b.v)};
-}
+inline Float<8> operator+(Float<8> a, Float<8> b) { return _mm256_add_ps(a.v, b.v); }
+inline Float<8> operator-(Float<8> a, Float<8> b) { return _mm256_sub_ps(a.v, b.v); }
+inline Float<8> operator*(Float<8> a, Float<8> b) { return _mm256_mul_ps(a.v, b.v); }
+inline Float<8> operator/(Float<8> a, Float<8> b) { return _mm256_div_ps(a.v, b.v); }
+inline Mask<8> operator<(Float<8> a, Float<8> b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_LT_OQ)}; }
+inline Mask<8> operator<=(Float<8> a, Float<8> b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_LE_OQ)}; }
+inline Mask<8> operator==(Float<8> a, Float<8> b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_EQ_OQ)}; }
+inline Mask<8> operator&(Mask<8> a, Mask<8> b) { return {_mm256_and_ps(a.v, b.v)}; }
+inline Mask<8> operator|(Mask<8> a, Mask<8> b) { return {_mm256_or_ps(a.v, b.v)}; }
 inline Mask<8> operator!(Mask<8> a) {
   return {_mm256_xor_ps(a.v, _mm256_castsi256_ps(_mm256_set1_epi32(-1)))};
 }
-inline Mask<8> isNegative(Int<8> a) {
-  return {_mm256_castsi256_ps(_mm256_srai_epi32(a.v, 31))};
-}
-inline int bits(Mask<8> m) {
-  return _mm256_movemask_ps(m.v);
-}
-inline Float<8> select(Mask<8> m, Float<8> yes, Float<8> no) {
-  return _mm256_blendv_ps(no.v, yes.v, m.v);
-}
+inline Mask<8> isNegative(Int<8> a) { return {_mm256_castsi256_ps(_mm256_srai_epi32(a.v, 31))}; }
+inline int bits(Mask<8> m) { return _mm256_movemask_ps(m.v); }
+inline Float<8> select(Mask<8> m, Float<8> yes, Float<8> no) { return _mm256_blendv_ps(no.v, yes.v, m.v); }
 inline Int<8> select(Mask<8> m, Int<8> yes, Int<8> no) {
   return _mm256_blendv_epi8(no.v, yes.v, _mm256_castps_si256(m.v));
 }
-inline Float<8> maxOf(Float<8> a, Float<8> b) {
-  return _mm256_max_ps(a.v, b.v);
-}
-inline Float<8> approxReciprocalSqrt(Float<8> a) {
-  return _mm256_rsqrt_ps(a.v);
-}
-inline Float<8> sqrtOf(Float<8> a) {
-  return _mm256_sqrt_ps(a.v);
-}
-inline Float<8> absOf(Float<8> a) {
-  return _mm256_andnot_ps(_mm256_set1_ps(-0.0f), a.v);
-}
+inline Float<8> maxOf(Float<8> a, Float<8> b) { return _mm256_max_ps(a.v, b.v); }
+inline Float<8> approxReciprocalSqrt(Float<8> a) { return _mm256_rsqrt_ps(a.v); }
+inline Float<8> sqrtOf(Float<8> a) { return _mm256_sqrt_ps(a.v); }
+inline Float<8> absOf(Float<8> a) { return _mm256_andnot_ps(_mm256_set1_ps(-0.0f), a.v); }
 inline Float<8> negatedWhere(Mask<8> m, Float<8> a) {
   return _mm256_xor_ps(a.v, _mm256_and_ps(m.v, _mm256_set1_ps(-0.0f)));
 }
+inline Float<8> minOf(Float<8> a, Float<8> b) { return _mm256_min_ps(a.v, b.v); }
+inline Float<8> approxReciprocal(Float<8> a) { return _mm256_rcp_ps(a.v); }
+inline Mask<8> equal(Int<8> a, Int<8> b) { return {_mm256_castsi256_ps(_mm256_cmpeq_epi32(a.v, b.v))}; }
+inline bool anyOf(Mask<8> m) { return _mm256_movemask_ps(m.v) != 0; }
+
+inline Float<8> rowsOf(Float<4> a, Float<4> b) { return _mm256_set_m128(b.v, a.v); }
+inline Int<8> rowsOf(Int<4> a, Int<4> b) { return _mm256_set_m128i(b.v, a.v); }
+inline Mask<8> rowsOf(Mask<4> a, Mask<4> b) { return {_mm256_set_m128(b.v, a.v)}; }
+inline Float<4> firstRow(Float<8> a) { return _mm256_castps256_ps128(a.v); }
+inline Float<4> secondRow(Float<8> a) { return _mm256_extractf128_ps(a.v, 1); }
+inline Int<4> firstRow(Int<8> a) { return _mm256_castsi256_si128(a.v); }
+inline Int<4> secondRow(Int<8> a) { return _mm256_extracti128_si256(a.v, 1); }
+inline Mask<4> firstRow(Mask<8> a) { return {_mm256_castps256_ps128(a.v)}; }
+inline Mask<4> secondRow(Mask<8> a) { return {_mm256_extractf128_ps(a.v, 1)}; }
+
+#else  // a pair of 128-bit registers, for packets of two rows
+
+template <>
+struct Mask<8> {
+  Mask<4> a, b;
+};
+
+template <>
+struct Int<8> {
+  Int<4> a, b;
+  Int() = default;
+  Int(Int<4> first, Int<4> second) : a(first), b(second) {}
+  Int(int32_t x) : a(x), b(x) {}
+};
+
+template <>
+struct Float<8> {
+  Float<4> a, b;
+  Float() = default;
+  Float(Float<4> first, Float<4> second) : a(first), b(second) {}
+  Float(float x) : a(x), b(x) {}
+};
+
+inline Float<8> operator+(Float<8> x, Float<8> y) { return {x.a + y.a, x.b + y.b}; }
+inline Float<8> operator-(Float<8> x, Float<8> y) { return {x.a - y.a, x.b - y.b}; }
+inline Float<8> operator*(Float<8> x, Float<8> y) { return {x.a * y.a, x.b * y.b}; }
+inline Mask<8> operator<(Float<8> x, Float<8> y) { return {x.a < y.a, x.b < y.b}; }
+inline Mask<8> operator<=(Float<8> x, Float<8> y) { return {x.a <= y.a, x.b <= y.b}; }
+inline Mask<8> operator&(Mask<8> x, Mask<8> y) { return {x.a & y.a, x.b & y.b}; }
+inline Mask<8> operator|(Mask<8> x, Mask<8> y) { return {x.a | y.a, x.b | y.b}; }
+inline Mask<8> operator!(Mask<8> x) { return {!x.a, !x.b}; }
+inline Mask<8> isNegative(Int<8> x) { return {isNegative(x.a), isNegative(x.b)}; }
+inline Mask<8> equal(Int<8> x, Int<8> y) { return {equal(x.a, y.a), equal(x.b, y.b)}; }
+inline int bits(Mask<8> m) { return bits(m.a) | (bits(m.b) << 4); }
+inline bool anyOf(Mask<8> m) { return anyOf(m.a | m.b); }
+inline Float<8> select(Mask<8> m, Float<8> yes, Float<8> no) {
+  return {select(m.a, yes.a, no.a), select(m.b, yes.b, no.b)};
+}
+inline Int<8> select(Mask<8> m, Int<8> yes, Int<8> no) {
+  return {select(m.a, yes.a, no.a), select(m.b, yes.b, no.b)};
+}
+inline Float<8> minOf(Float<8> x, Float<8> y) { return {minOf(x.a, y.a), minOf(x.b, y.b)}; }
+inline Float<8> maxOf(Float<8> x, Float<8> y) { return {maxOf(x.a, y.a), maxOf(x.b, y.b)}; }
+inline Float<8> absOf(Float<8> x) { return {absOf(x.a), absOf(x.b)}; }
+inline Float<8> approxReciprocal(Float<8> x) { return {approxReciprocal(x.a), approxReciprocal(x.b)}; }
+
+inline Float<8> rowsOf(Float<4> first, Float<4> second) { return {first, second}; }
+inline Int<8> rowsOf(Int<4> first, Int<4> second) { return {first, second}; }
+inline Mask<8> rowsOf(Mask<4> first, Mask<4> second) { return {first, second}; }
+inline Float<4> firstRow(Float<8> x) { return x.a; }
+inline Float<4> secondRow(Float<8> x) { return x.b; }
+inline Int<4> firstRow(Int<8> x) { return x.a; }
+inline Int<4> secondRow(Int<8> x) { return x.b; }
+inline Mask<4> firstRow(Mask<8> x) { return x.a; }
+inline Mask<4> secondRow(Mask<8> x) { return x.b; }
 
 #endif
 
@@ -330,16 +307,12 @@ inline Float<8> countedFrom<8>(int32_t first) {
 #endif
 
 // +0 where the lane is off: nothing of `a`, not even a NaN, comes through.
-inline Float<1> kept(Mask<1> m, Float<1> a) {
-  return m.v ? a : Float<1>(0.0f);
-}
-inline Float<4> kept(Mask<4> m, Float<4> a) {
-  return _mm_and_ps(m.v, a.v);
-}
+inline Float<1> kept(Mask<1> m, Float<1> a) { return m.v ? a : Float<1>(0.0f); }
+inline Float<4> kept(Mask<4> m, Float<4> a) { return _mm_and_ps(m.v, a.v); }
 #ifdef __AVX2__
-inline Float<8> kept(Mask<8> m, Float<8> a) {
-  return _mm256_and_ps(m.v, a.v);
-}
+inline Float<8> kept(Mask<8> m, Float<8> a) { return _mm256_and_ps(m.v, a.v); }
+#else
+inline Float<8> kept(Mask<8> m, Float<8> x) { return {kept(m.a, x.a), kept(m.b, x.b)}; }
 #endif
 
 // Three lanes of a vector quantity.

@@ -1,13 +1,20 @@
-// Ray blocks against a scene: the doors. They test nothing; a block of no rays reads and writes nothing.
+// Ray blocks against a scene: the doors. They test nothing; a block of no rays reads and writes nothing. What they do is
+// to choose between the packet form and the one-ray form, whose results differ: the rule is contract.
+#include "frame/checks.h"
 #include "intersect/one_ray.h"
+#include "intersect/packet_forms.h"
 #include "vekr.h"
 
 using namespace vekr;
 
 namespace {
 
-bool isEmpty(VekrBlockSize size) {
-  return size.width < 1 || size.height < 1;
+bool isEmpty(VekrBlockSize size) { return size.width < 1 || size.height < 1; }
+
+bool isTiled(VekrBlockSize size) { return isMultipleOfFour(size.width) && isMultipleOfFour(size.height); }
+
+bool hitsAligned(const float *pDistances, const float *const *pHits, const int32_t *pHitTriangles) {
+  return allAligned(pDistances, pHits[0], pHits[1], pHitTriangles);
 }
 
 }  // namespace
@@ -16,25 +23,37 @@ VekStatus vekrIntersectMO_32f(const float *const *pOrigins, const float *const *
                               float *pDistances, float *const *pHits, int32_t *pHitTriangles,
                               const VekrIntersectScene *pScene, VekrBlockSize size) {
   if (isEmpty(size)) return vekOk;
-  return ownIntersectBlock(pOrigins, pDirections, *pScene, pDistances, pHits, pHitTriangles, size);
+  const bool packets = isTiled(size) && planesAligned(pOrigins) && planesAligned(pDirections) &&
+                       hitsAligned(pDistances, pHits, pHitTriangles);
+  const auto form = packets ? VEKR_DISPATCH(ownIntersectBlock4_w7) : &ownIntersectBlock;
+  return form(pOrigins, pDirections, *pScene, pDistances, pHits, pHitTriangles, size);
 }
 
 VekStatus vekrIntersectEyeSO_32f(const float *pOrigin, const float *const *pDirections, float *pDistances,
                                  float *const *pHits, int32_t *pHitTriangles,
                                  const VekrIntersectScene *pScene, VekrBlockSize size) {
   if (isEmpty(size)) return vekOk;
-  return ownIntersectEyeBlock(pOrigin, pDirections, *pScene, pDistances, pHits, pHitTriangles, size);
+  const bool packets =
+      isTiled(size) && planesAligned(pDirections) && hitsAligned(pDistances, pHits, pHitTriangles);
+  const auto form = packets ? VEKR_DISPATCH(ownIntersectEyeBlock4_w7) : &ownIntersectEyeBlock;
+  return form(pOrigin, pDirections, *pScene, pDistances, pHits, pHitTriangles, size);
 }
 
 VekStatus vekrIntersectAnySO_32f(const float *pOrigin, const float *const *pDirections, int32_t *pOccluders,
                                  int32_t *pMask, VekrBlockSize size, const VekrIntersectScene *pScene) {
   if (isEmpty(size)) return vekOk;
-  return ownIntersectAnyBlock(pOrigin, pDirections, *pScene, pOccluders, pMask, size);
+  const bool packets = isTiled(size) && planesAligned(pDirections) && allAligned(pOccluders, pMask);
+  const auto form = packets ? VEKR_DISPATCH(ownIntersectAnyBlock4_w7) : &ownIntersectAnyBlock;
+  return form(pOrigin, pDirections, *pScene, pOccluders, pMask, size);
 }
 
 VekStatus vekrIntersectMultipleSO_32f(const float *pOrigin, const float *const *pDirections,
                                       float *pDistances, float *const *pHits, int32_t *pHitTriangles,
                                       const VekrIntersectScene *pScene, VekrVolumeSize volume) {
-  if (isEmpty({volume.width, volume.height})) return vekOk;
-  return ownIntersectMultipleBlock(pOrigin, pDirections, *pScene, pDistances, pHits, pHitTriangles, volume);
+  const VekrBlockSize size = {volume.width, volume.height};
+  if (isEmpty(size)) return vekOk;
+  const bool packets =
+      isTiled(size) && planesAligned(pDirections) && hitsAligned(pDistances, pHits, pHitTriangles);
+  const auto form = packets ? VEKR_DISPATCH(ownIntersectMultipleBlock4_w7) : &ownIntersectMultipleBlock;
+  return form(pOrigin, pDirections, *pScene, pDistances, pHits, pHitTriangles, volume);
 }

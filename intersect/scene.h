@@ -43,8 +43,6 @@ struct TriangleTest {
   bool inside() const { return c * a >= 0.0f && a * b >= 0.0f && c * b >= 0.0f; }
 };
 
-inline bool isDegenerate(const VekrTriangleAccel &record) {
-  return record.axes == 0;
-}
+static inline bool isDegenerate(const VekrTriangleAccel &record) { return record.axes == 0; }
 
 }  // namespace vekr

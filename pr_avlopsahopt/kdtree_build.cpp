@@ -9,9 +9,7 @@ using namespace vekr;
 
 namespace {
 
-bool isTreeDepth(int32_t depth) {
-  return depth >= 0 && depth <= kMaxTreeDepth;
-}
+bool isTreeDepth(int32_t depth) { return depth >= 0 && depth <= kMaxTreeDepth; }
 
 // The floor of the budget, compared as unsigned 64-bit in units of half a byte: a negative limit becomes
 // huge, which is how a caller asks for no limit.
@@ -47,6 +45,4 @@ VekStatus vekrKDTreeBuildAlloc(VekrKDTreeNode **ppTree, const float *pVertices, 
   }
 }
 
-void vekrKDTreeFree(VekrKDTreeNode *pTree) {
-  veksFree(pTree);
-}
+void vekrKDTreeFree(VekrKDTreeNode *pTree) { veksFree(pTree); }

@@ -8,6 +8,8 @@
 
 namespace vekr {
 
+// Functions here are static: kernels for several instruction sets use them, and must not share compiled forms.
+
 static_assert(sizeof(VekrKDTreeNode) == 8, "the block's layout is public");
 
 // Greatest depth of a tree; walk stacks have as many entries on the strength of it.
@@ -16,26 +18,20 @@ constexpr int32_t kMaxTreeDepth = 50;
 // The root and the 8 zero bytes behind it.
 constexpr int32_t kTreeHeaderBytes = 16;
 
-inline bool isLeaf(const VekrKDTreeNode &node) {
-  return node.word0 < 0;
-}
+static inline bool isLeaf(const VekrKDTreeNode &node) { return node.word0 < 0; }
 
-inline int32_t splitAxis(const VekrKDTreeNode &node) {
-  return node.word0 & 3;
-}
-inline float splitPosition(const VekrKDTreeNode &node) {
-  return std::bit_cast<float>(node.word1);
-}
+static inline int32_t splitAxis(const VekrKDTreeNode &node) { return node.word0 & 3; }
+static inline float splitPosition(const VekrKDTreeNode &node) { return std::bit_cast<float>(node.word1); }
 
 // The child below the plane; the one above stands behind it.
-inline const VekrKDTreeNode *childPair(const VekrKDTreeNode *node) {
+static inline const VekrKDTreeNode *childPair(const VekrKDTreeNode *node) {
   return reinterpret_cast<const VekrKDTreeNode *>(reinterpret_cast<const char *>(node) + (node->word0 & ~7));
 }
 
 // Calls visit(triangle) for the triangles of a leaf in their order, until it returns false; returns whether
 // all have been visited.
 template <class Visit>
-inline bool forLeafTriangles(const VekrKDTreeNode *leaf, const Visit &visit) {
+static inline bool forLeafTriangles(const VekrKDTreeNode *leaf, const Visit &visit) {
   const int32_t word0 = leaf->word0, word1 = leaf->word1;
   if (word1 > 0) {
     const auto *list = reinterpret_cast<const int32_t *>(reinterpret_cast<const char *>(leaf) - (word0 & ~3));

@@ -34,9 +34,7 @@ __attribute__((visibility("default"))) void *vekMalloc(size_t size) {
   return posix_memalign(&block, kAlignment, size) == 0 ? block : nullptr;
 }
 
-__attribute__((visibility("default"))) void vekFree(void *p) {
-  free(p);
-}
+__attribute__((visibility("default"))) void vekFree(void *p) { free(p); }
 
 __attribute__((visibility("default"))) int32_t ownGetNumThreads(void) {
   const int32_t count = __atomic_load_n(&threadCount, __ATOMIC_RELAXED);

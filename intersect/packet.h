@@ -1,0 +1,263 @@
+// Packets of rays: one row of four (N = 4) or two rows of four (N = 8) that point into one octant and walk the tree
+// together. The walk and the triangle test here serve every kind of query; what a kind does otherwise is in its
+// own file.
+#pragma once
+
+#include <initializer_list>
+#include <type_traits>
+
+#include "frame/simd.h"
+#include "intersect/scene.h"
+
+namespace vekr::VEKR_ISA {
+
+constexpr int kTileSide = 4;
+
+// ---------------------------------------------------------------- rows of the caller's planes
+
+// Two rows are `width` entries apart; with N = 4 `width` plays no part.
+template <int N>
+Float<N> loadRows(const float *p, int64_t width) {
+  if constexpr (N == 4) {
+    return Float<4>::load(p);
+  } else {
+    return rowsOf(Float<4>::load(p), Float<4>::load(p + width));
+  }
+}
+
+template <int N>
+Int<N> loadRows(const int32_t *p, int64_t width) {
+  if constexpr (N == 4) {
+    return Int<4>::load(p);
+  } else {
+    return rowsOf(Int<4>::load(p), Int<4>::load(p + width));
+  }
+}
+
+template <int N, class T>
+void storeRows(T *p, int64_t width, std::conditional_t<std::is_same_v<T, float>, Float<N>, Int<N>> x) {
+  if constexpr (N == 4) {
+    x.store(p);
+  } else {
+    firstRow(x).store(p);
+    secondRow(x).store(p + width);
+  }
+}
+
+// Whether any ray of a tile has a distance left to look for.
+inline bool anyWanted(const float *distances, int64_t width) {
+  const Float<4> zero(0.0f);
+  Mask<4> wanted = zero < Float<4>::load(distances);
+  for (int row = 1; row < kTileSide; ++row)
+    wanted = wanted | (zero < Float<4>::load(distances + row * width));
+  return anyOf(wanted);
+}
+
+// ---------------------------------------------------------------- octants
+
+// Signs of the sixteen directions of a tile, bit 4 * row + lane set where a component is below zero; -0 and NaN
+// count as positive.
+struct TileSigns {
+  unsigned axis[3];
+
+  TileSigns(const float *const *directions, int64_t first, int64_t width) {
+    for (int c = 0; c < 3; ++c) {
+      axis[c] = 0;
+      for (int row = 0; row < kTileSide; ++row) {
+        const Float<4> d = Float<4>::load(directions[c] + first + row * width);
+        axis[c] |= static_cast<unsigned>(bits(d < Float<4>(0.0f))) << (4 * row);
+      }
+    }
+  }
+
+  // The rays that point into an octant: bit a of its number tells the sign along axis a.
+  unsigned raysIn(int octant) const {
+    unsigned rays = 0xFFFF;
+    for (int c = 0; c < 3; ++c) rays &= (octant >> c) & 1 ? axis[c] : ~axis[c];
+    return rays;
+  }
+
+  // The octant of all sixteen, or -1.
+  int common() const {
+    int octant = 0;
+    for (int c = 0; c < 3; ++c) {
+      if (axis[c] == 0xFFFF) {
+        octant |= 1 << c;
+      } else if (axis[c] != 0) {
+        return -1;
+      }
+    }
+    return octant;
+  }
+};
+
+// Calls visit(octant, row, lanes) for the rows of a mixed tile: octants ascending, rows ascending within.
+template <class Visit>
+void forRowsByOctant(const TileSigns &signs, const Visit &visit) {
+  for (int octant = 0; octant < 8; ++octant) {
+    const unsigned rays = signs.raysIn(octant);
+    for (int row = 0; row < kTileSide; ++row) {
+      const unsigned lanes = (rays >> (4 * row)) & 0xF;
+      if (lanes != 0) visit(octant, row, maskOfBits(lanes));
+    }
+  }
+}
+
+// ---------------------------------------------------------------- rays
+
+template <int N>
+struct PacketRay {
+  Float<N> origin[3];
+  Float<N> direction[3];
+  Float<N> inverse[3];
+
+  void loadDirections(const float *const *directions, int64_t first, int64_t width) {
+    for (int c = 0; c < 3; ++c) direction[c] = loadRows<N>(directions[c] + first, width);
+  }
+  void loadOrigins(const float *const *origins, int64_t first, int64_t width) {
+    for (int c = 0; c < 3; ++c) origin[c] = loadRows<N>(origins[c] + first, width);
+  }
+  void setOrigin(const float *p) {
+    for (int c = 0; c < 3; ++c) origin[c] = Float<N>(p[c]);
+  }
+};
+
+template <int N>
+Mask<N> isParallel(Float<N> d) {
+  return absOf(d) <= Float<N>(kParallel);
+}
+
+// One Newton step on an estimate r of 1 / d.
+template <int N>
+Float<N> refined(Float<N> r, Float<N> d) {
+  return (r + r) - (r * r) * d;
+}
+
+// Reciprocal whose estimate is replaced in parallel lanes: d = 0 gives twice `big`.
+template <int N>
+Float<N> reciprocalWithBigEstimate(Float<N> d, float big) {
+  return refined(select(isParallel(d), Float<N>(big), approxReciprocal(d)), d);
+}
+
+// Reciprocal of a divisor that is itself replaced in parallel lanes.
+template <int N>
+Float<N> reciprocalOfReplaced(Float<N> d, float replacement) {
+  const Float<N> x = select(isParallel(d), Float<N>(replacement), d);
+  return refined(approxReciprocal(x), x);
+}
+
+template <int N>
+struct PacketInterval {
+  Float<N> near, far;
+};
+
+template <int N>
+void clipToBox(const float *box, const PacketRay<N> &ray, PacketInterval<N> &interval) {
+  for (int c = 0; c < 3; ++c) {
+    const Float<N> t0 = (Float<N>(box[c]) - ray.origin[c]) * ray.inverse[c];
+    const Float<N> t1 = (Float<N>(box[3 + c]) - ray.origin[c]) * ray.inverse[c];
+    interval.near = maxOf(interval.near, minOf(t0, t1));
+    interval.far = minOf(interval.far, maxOf(t0, t1));
+  }
+}
+
+// ---------------------------------------------------------------- walk
+
+// Walks from `root` with one decision for the whole packet at each inner node, taken by the active lanes alone. At a
+// leaf, visit(triangle, active) is called for its triangles in their order; it returns false to end the walk at
+// once. resume(far) gives the lanes that are active in the next cell, when one has been left at `far` and others
+// are waiting; none ends the walk. Comparisons at the nodes carry no margin.
+template <int N, class Visit, class Resume>
+void walkTree(const VekrKDTreeNode *root, const PacketRay<N> &ray, int octant, Mask<N> active,
+              PacketInterval<N> interval, const Visit &visit, const Resume &resume) {
+  struct Entry {
+    const VekrKDTreeNode *node;
+    Float<N> far;
+  };
+  Entry stack[kMaxTreeDepth];
+  Entry *top = stack;
+  const VekrKDTreeNode *node = root;
+  Float<N> near = interval.near, far = interval.far;
+  for (;;) {
+    while (!isLeaf(*node)) {
+      const int32_t axis = splitAxis(*node);
+      const Float<N> t = (Float<N>(splitPosition(*node)) - ray.origin[axis]) * ray.inverse[axis];
+      const VekrKDTreeNode *pair = childPair(node);
+      const int first = (octant >> axis) & 1;
+      if (!anyOf(active & (near <= t))) {
+        node = pair + (1 - first);
+      } else if (!anyOf(active & (t <= far))) {
+        node = pair + first;
+      } else {
+        top->node = pair + (1 - first);
+        top->far = far;
+        ++top;
+        const Float<N> end = minOf(far, t);
+        active = active & (near <= end);
+        far = maxOf(end, near);
+        node = pair + first;
+      }
+    }
+    if (!forLeafTriangles(node, [&](int32_t triangle) { return visit(triangle, active); })) return;
+    if (top == stack) return;
+    --top;
+    active = resume(far);
+    if (!anyOf(active)) return;
+    near = far;
+    far = top->far;
+    node = top->node;
+  }
+}
+
+// ---------------------------------------------------------------- triangle test
+
+// All lanes against one record, up to the acceptance by the weights, which are multiplied by den. The two widths sum
+// num in different orders; callers depend on each.
+template <int N, bool TwoRowOrder = (N == 8)>
+struct PacketTest {
+  Float<N> den, num;
+  Float<N> a, b;
+  Mask<N> inside;
+
+  PacketTest(const VekrTriangleAccel &r, const PacketRay<N> &ray) {
+    const uint32_t v = r.axes & 3, u = (r.axes >> 2) & 3, k = (r.axes >> 4) & 3;
+    const Float<N> du = ray.direction[u], dv = ray.direction[v];
+    den = (Float<N>(r.nu) * du + ray.direction[k]) + Float<N>(r.nv) * dv;
+    const Float<N> pu = Float<N>(r.cu) - ray.origin[u], pv = Float<N>(r.cv) - ray.origin[v];
+    const Float<N> toPlane = Float<N>(r.ck) - ray.origin[k];
+    num = TwoRowOrder ? (toPlane + pv * Float<N>(r.nv)) + pu * Float<N>(r.nu)
+                      : (pu * Float<N>(r.nu) + toPlane) + pv * Float<N>(r.nv);
+    const Float<N> wu = num * du - pu * den, wv = num * dv - pv * den;
+    a = wu * Float<N>(r.e2v) - wv * Float<N>(r.e2u);
+    b = wv * Float<N>(r.e1u) - wu * Float<N>(r.e1v);
+    const Float<N> c = (den - a) - b;
+    const Float<N> zero(0.0f);
+    // In this form a NaN passes; the comparisons of t refuse it.
+    inside = !((c * a < zero) | (c * b < zero) | (a * b < zero));
+  }
+
+  // Approximate 1 / den, for the lanes that are inside.
+  Float<N> inverseDen() const { return refined(kept(inside, approxReciprocal(den)), den); }
+};
+
+// The numbers of the last four triangles tested, so that one which straddles neighbouring leaves is not tested twice.
+class Mailbox {
+ public:
+  void clear() { numbers_ = Int<4>(-1); }
+
+  // Whether the triangle is among them; if not, it takes the place of the oldest.
+  bool containsOrTakes(int32_t triangle) {
+    if (anyOf(equal(numbers_, Int<4>(triangle)))) return true;
+    alignas(16) int32_t slots[4];
+    numbers_.store(slots);
+    slots[counter_++ & 3] = triangle;
+    numbers_ = Int<4>::load(slots);
+    return false;
+  }
+
+ private:
+  Int<4> numbers_ = Int<4>(-1);
+  unsigned counter_ = 0;
+};
+
+}  // namespace vekr::VEKR_ISA

@@ -1,0 +1,190 @@
+// Blocked segments, tile by tile, with the triangle that blocked the last tile tried first.
+#include "intersect/one_ray.h"
+#include "intersect/packet.h"
+#include "intersect/packet_forms.h"
+
+namespace vekr::VEKR_ISA {
+
+namespace {
+
+constexpr float kBigInverse = std::bit_cast<float>(0x4b000000u);  // 8388608.0
+constexpr float kSegmentFar = std::bit_cast<float>(0x3f800347u);  // 1.0001
+constexpr float kSegmentEnd = 1.0f;
+
+// The lanes whose segment the triangle of a test blocks.
+template <int N, bool TwoRowOrder>
+Mask<N> blockedLanes(const PacketTest<N, TwoRowOrder> &test) {
+  const Float<N> t = test.num * test.inverseDen();
+  return test.inside & (t < Float<N>(kSegmentEnd)) & (Float<N>(0.0f) < t);
+}
+
+template <int N>
+void setReciprocals(PacketRay<N> &ray) {
+  for (int c = 0; c < 3; ++c) ray.inverse[c] = reciprocalWithBigEstimate(ray.direction[c], kBigInverse);
+}
+
+// Two rows, all eight lanes, whatever their masks. Leaves the cache with a blocker of the second row if all of that
+// row is blocked, otherwise empty.
+void ownIntersectAnyBlock4x2(const VekrIntersectScene &scene, PacketRay<8> &ray, int octant,
+                             int32_t *pOccluderRow, int32_t *pMaskRow, int64_t width, int32_t *pCached) {
+  setReciprocals(ray);
+  const Mask<8> all = rowsOf(maskOfBits(0xF), maskOfBits(0xF));
+  Mask<8> live = all;
+  Int<8> occluders = loadRows<8>(pOccluderRow, width);
+  const auto visit = [&](int32_t triangle, Mask<8>) {
+    const VekrTriangleAccel &record = scene.pTriangles[triangle];
+    if (isDegenerate(record)) return true;
+    const PacketTest<8> test(record, ray);
+    if (!anyOf(test.inside)) return true;
+    const Mask<8> blocked = blockedLanes(test);
+    occluders = select(blocked, Int<8>(triangle), occluders);
+    live = live & !blocked;
+    return anyOf(live);
+  };
+  walkTree(scene.pRoot, ray, octant, all, {Float<8>(0.0f), Float<8>(kSegmentFar)}, visit,
+           [&](Float<8>) { return live; });
+  storeRows<8>(pOccluderRow, width, occluders);
+  storeRows<8>(pMaskRow, width, select(live, loadRows<8>(pMaskRow, width), Int<8>(-1)));
+  *pCached = anyOf(secondRow(live)) ? -1 : pOccluderRow[width + 2];
+}
+
+// The lanes of one row that point into one octant. Returns those that are blocked; `occluders` holds their numbers.
+// A triangle whose weights accept an active lane overwrites all of `occluders`: its number where it blocks, 0
+// elsewhere. So a lane that another triangle has blocked before may end with 0; callers know that the mask alone tells
+// what is blocked.
+Mask<4> ownIntersectAnyBlock4x1(const VekrIntersectScene &scene, PacketRay<4> &ray, int octant, Mask<4> lanes,
+                                Int<4> &occluders) {
+  Mask<4> live = lanes;
+  const auto visit = [&](int32_t triangle, Mask<4> active) {
+    const VekrTriangleAccel &record = scene.pTriangles[triangle];
+    if (isDegenerate(record) || !anyOf(live & active)) return true;
+    const PacketTest<4> test(record, ray);
+    if (!anyOf(test.inside & active)) return true;
+    const Mask<4> blocked = blockedLanes(test);
+    occluders = select(blocked, Int<4>(triangle), Int<4>(0));
+    live = live & !blocked;
+    return true;
+  };
+  walkTree(scene.pRoot, ray, octant, lanes, {Float<4>(0.0f), kept(lanes, Float<4>(kSegmentFar))}, visit,
+           [&](Float<4>) { return live; });
+  return lanes & !live;
+}
+
+// One tile: sixteen segments from index `first` on.
+class Tile {
+ public:
+  Tile(const float *const *pDirections, int32_t *pOccluders, int32_t *pMask, int64_t first, int64_t width)
+      : directions_(pDirections), occluders_(pOccluders), mask_(pMask), first_(first), width_(width) {}
+
+  void presetOccluders() const {
+    for (int row = 0; row < kTileSide; ++row) Int<4>(-1).store(occluders_ + at(row));
+  }
+
+  bool isDead() const {
+    int dead = allLanes<4>();
+    for (int row = 0; row < kTileSide; ++row) dead &= bits(isNegative(Int<4>::load(mask_ + at(row))));
+    return dead == allLanes<4>();
+  }
+
+  // Live segments against the cached triangle. If no live lane of row 1 passes its weights, rows 2 and 3 are not
+  // tested: callers depend on this shortcut, which looks at row 1 alone.
+  void testCached(const VekrIntersectScene &scene, const float *origin, int32_t cached) const {
+    const VekrTriangleAccel &record = scene.pTriangles[cached];
+    for (int row = 0; row < kTileSide; ++row) {
+      const Int<4> mask = Int<4>::load(mask_ + at(row));
+      const Mask<4> live = !isNegative(mask);
+      const PacketTest<4> test(record, rayOf(origin, row));
+      if (!anyOf(test.inside & live)) {
+        if (row == 1) return;
+        continue;
+      }
+      const Mask<4> blocked = blockedLanes(test) & live;
+      select(blocked, Int<4>(cached), Int<4>::load(occluders_ + at(row))).store(occluders_ + at(row));
+      select(blocked, Int<4>(-1), mask).store(mask_ + at(row));
+    }
+  }
+
+  void traceUniform(const VekrIntersectScene &scene, const float *origin, int octant, int32_t &cached) const {
+    for (const int row : {0, 2}) {
+      PacketRay<8> ray;
+      ray.loadDirections(directions_, at(row), width_);
+      ray.setOrigin(origin);
+      ownIntersectAnyBlock4x2(scene, ray, octant, occluders_ + at(row), mask_ + at(row), width_, &cached);
+    }
+  }
+
+  void traceMixed(const VekrIntersectScene &scene, const float *origin, const TileSigns &signs) const {
+    forRowsByOctant(signs, [&](int octant, int row, Mask<4> lanes) {
+      PacketRay<4> ray = rayOf(origin, row);
+      setReciprocals(ray);
+      int32_t *occluderRow = occluders_ + at(row), *maskRow = mask_ + at(row);
+      const Int<4> before = Int<4>::load(occluderRow);
+      Int<4> occluders = before;
+      const Mask<4> blocked = ownIntersectAnyBlock4x1(scene, ray, octant, lanes, occluders);
+      select(blocked, occluders, before).store(occluderRow);
+      select(blocked, Int<4>(-1), Int<4>::load(maskRow)).store(maskRow);
+    });
+  }
+
+ private:
+  int64_t at(int row) const { return first_ + row * width_; }
+
+  PacketRay<4> rayOf(const float *origin, int row) const {
+    PacketRay<4> ray;
+    ray.loadDirections(directions_, at(row), width_);
+    ray.setOrigin(origin);
+    return ray;
+  }
+
+  const float *const *directions_;
+  int32_t *occluders_;
+  int32_t *mask_;
+  int64_t first_;
+  int64_t width_;
+};
+
+// The triangle in front of the first live segment among the first four of row 3, or -1.
+int32_t seedCache(const VekrIntersectScene &scene, const float *origin, const float *const *pDirections,
+                  const int32_t *pMask, int64_t width) {
+  for (int64_t i = 3 * width; i < 3 * width + kTileSide; ++i) {
+    if (pMask[i] < 0) continue;
+    float limit = kSegmentEnd;
+    int32_t nearest = -1;
+    const float *const direction[3] = {pDirections[0] + i, pDirections[1] + i, pDirections[2] + i};
+    ownIntersectNearestOccl(origin, direction, scene.pTriangles, scene.pRoot, &limit, &nearest);
+    return nearest;
+  }
+  return -1;
+}
+
+}  // namespace
+
+VekStatus ownIntersectAnyBlock4_w7(const float *pOrigin, const float *const *pDirections,
+                                   const VekrIntersectScene &scene, int32_t *pOccluders, int32_t *pMask,
+                                   VekrBlockSize size) {
+  const float origin[3] = {pOrigin[0], pOrigin[1], pOrigin[2]};
+  const int64_t width = size.width;
+  const int64_t rays = width * size.height;
+  int32_t cached = seedCache(scene, origin, pDirections, pMask, width);
+  for (int64_t tileRow = 0; tileRow < rays; tileRow += kTileSide * width) {
+    for (int64_t first = tileRow; first < tileRow + width; first += kTileSide) {
+      const Tile tile(pDirections, pOccluders, pMask, first, width);
+      tile.presetOccluders();
+      if (tile.isDead()) continue;
+      if (cached >= 0) {
+        tile.testCached(scene, origin, cached);
+        if (tile.isDead()) continue;
+      }
+      const TileSigns signs(pDirections, first, width);
+      const int common = signs.common();
+      if (common >= 0) {
+        tile.traceUniform(scene, origin, common, cached);
+      } else {
+        tile.traceMixed(scene, origin, signs);
+      }
+    }
+  }
+  return vekOk;
+}
+
+}  // namespace vekr::VEKR_ISA
