@@ -15,5 +15,9 @@
   __VA_ARGS__             \
   }
 
+// On a kernel's definition: everything that it calls becomes part of it. Without this the bodies of its groups stay
+// functions of their own, whose captured pointers are fetched from memory again after every store.
+#define VEKR_FLATTEN __attribute__((flatten))
+
 // The best form of a kernel for this processor; to be called on the spot.
 #define VEKR_DISPATCH(kernel) (ownHasAvx2() ? &::vekr::avx2::kernel : &::vekr::sse41::kernel)

@@ -321,16 +321,29 @@ struct Vec3 {
   Float<N> x, y, z;
 };
 
+// The three planes of a vector quantity, by value: a store through a lane type may alias anything, so pointers that were
+// read through the caller's list would be fetched again after every store.
+struct Planes {
+  float *x, *y, *z;
+  Planes(float *const *list) : x(list[0]), y(list[1]), z(list[2]) {}
+};
+
+struct ConstPlanes {
+  const float *x, *y, *z;
+  ConstPlanes(const float *const *list) : x(list[0]), y(list[1]), z(list[2]) {}
+  ConstPlanes(Planes p) : x(p.x), y(p.y), z(p.z) {}
+};
+
 template <int N>
-Vec3<N> loadPlanes(const float *const *planes, int64_t i) {
-  return {Float<N>::load(planes[0] + i), Float<N>::load(planes[1] + i), Float<N>::load(planes[2] + i)};
+Vec3<N> loadPlanes(ConstPlanes planes, int64_t i) {
+  return {Float<N>::load(planes.x + i), Float<N>::load(planes.y + i), Float<N>::load(planes.z + i)};
 }
 
 template <int N>
-void storePlanes(float *const *planes, int64_t i, Vec3<N> a) {
-  a.x.store(planes[0] + i);
-  a.y.store(planes[1] + i);
-  a.z.store(planes[2] + i);
+void storePlanes(Planes planes, int64_t i, Vec3<N> a) {
+  a.x.store(planes.x + i);
+  a.y.store(planes.y + i);
+  a.z.store(planes.z + i);
 }
 
 template <int N>

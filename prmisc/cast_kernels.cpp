@@ -9,7 +9,7 @@ namespace vekr::VEKR_ISA {
 namespace {
 
 // Each ray by itself: (y stepY + corner) + x stepX.
-void castEyePlain(const EyeGrid &grid, float *const *pDirections, VekrBlockSize size) {
+VEKR_FLATTEN void castEyePlain(const EyeGrid &grid, float *const *pDirections, VekrBlockSize size) {
   for (int32_t row = 0; row < size.height; ++row) {
     const float y = grid.y0 + static_cast<float>(row);
     const int64_t rowStart = static_cast<int64_t>(row) * size.width;
@@ -24,7 +24,7 @@ void castEyePlain(const EyeGrid &grid, float *const *pDirections, VekrBlockSize 
 }
 
 // Row starts accumulate by addition, from row to row.
-void castEyeFourWide(const EyeGrid &grid, float *const *pDirections, VekrBlockSize size) {
+VEKR_FLATTEN void castEyeFourWide(const EyeGrid &grid, float *const *pDirections, VekrBlockSize size) {
   for (int c = 0; c < 3; ++c) {
     float start = (grid.stepY[c] * grid.y0 + grid.corner[c]) + grid.stepX[c] * grid.x0;
     float *out = pDirections[c];
@@ -37,21 +37,21 @@ void castEyeFourWide(const EyeGrid &grid, float *const *pDirections, VekrBlockSi
 }
 
 template <Form form>
-void castReflection(const float *const *pIncident, const int32_t *pMask, const float *const *pNormals,
-                    float *const *pReflected, int32_t length) {
+VEKR_FLATTEN void castReflection(ConstPlanes incident, const int32_t *pMask, ConstPlanes normals,
+                                 Planes reflected, int32_t length) {
   forMaskedGroups(
       pMask, length,
-      [&]<int N>(int64_t i, Mask<N> alive) {
-        const Vec3<N> in = loadPlanes<N>(pIncident, i);
-        const Vec3<N> normal = loadPlanes<N>(pNormals, i);
+      [=]<int N>(int64_t i, Mask<N> alive) {
+        const Vec3<N> in = loadPlanes<N>(incident, i);
+        const Vec3<N> normal = loadPlanes<N>(normals, i);
         // The two forms sum in different orders; callers depend on each.
         const Float<N> s =
             form == Form::fourWide ? dot(in, normal) : (in.y * normal.y + in.z * normal.z) + normal.x * in.x;
         const Float<N> twice = s + s;
         const Vec3<N> out = in - Vec3<N>{twice * normal.x, twice * normal.y, twice * normal.z};
-        storePlanes(pReflected, i, kept(alive, out));
+        storePlanes(reflected, i, kept(alive, out));
       },
-      [&]<int N>(Lanes<N>, int64_t i) { clearPlanes<N>(pReflected, i); });
+      [=]<int N>(Lanes<N>, int64_t i) { clearPlanes<N>(reflected, i); });
 }
 
 // A tenth of a degree in radians: what grazes more is unlit.
@@ -67,36 +67,39 @@ Int<N> maskOfDead(Int<N> before) {
 
 }  // namespace
 
-void ownCastEye(const EyeGrid &grid, float *const *pDirections, VekrBlockSize size, Form form) {
+VEKR_FLATTEN void ownCastEye(const EyeGrid &grid, float *const *pDirections, VekrBlockSize size, Form form) {
   (form == Form::fourWide ? castEyeFourWide : castEyePlain)(grid, pDirections, size);
 }
 
-void ownCastReflectionRay_32f(const float *const *pIncident, const int32_t *pMask,
-                              const float *const *pNormals, float *const *pReflected, int32_t length,
-                              Form form) {
+VEKR_FLATTEN void ownCastReflectionRay_32f(const float *const *pIncident, const int32_t *pMask,
+                                           const float *const *pNormals, float *const *pReflected,
+                                           int32_t length, Form form) {
   const auto run = form == Form::fourWide ? castReflection<Form::fourWide> : castReflection<Form::plain>;
   run(pIncident, pMask, pNormals, pReflected, length);
 }
 
-void ownCastShadowSO_32f(const float *pLight, const float *pSurfaceDot, const float *const *pNormals,
-                         const float *const *pPoints, int32_t *pMask, float *pLightDot,
-                         float *const *pShadowDirections, int32_t length) {
+VEKR_FLATTEN void ownCastShadowSO_32f(const float *pLight, const float *pSurfaceDot,
+                                      const float *const *pNormals, const float *const *pPoints,
+                                      int32_t *pMask, float *pLightDot, float *const *pShadowDirections,
+                                      int32_t length) {
   const float light[3] = {pLight[0], pLight[1], pLight[2]};
+  const ConstPlanes points = pPoints, normals = pNormals;
+  const Planes shadowDirections = pShadowDirections;
   forMaskedGroups(
       pMask, length,
-      [&]<int N>(int64_t i, Mask<N> alive) {
-        const Vec3<N> toPoint = loadPlanes<N>(pPoints, i) - broadcast3<N>(light);
-        const Float<N> d = dot(toPoint, loadPlanes<N>(pNormals, i));
+      [=]<int N>(int64_t i, Mask<N> alive) {
+        const Vec3<N> toPoint = loadPlanes<N>(points, i) - broadcast3<N>(light);
+        const Float<N> d = dot(toPoint, loadPlanes<N>(normals, i));
         const Float<N> sameSide = d * Float<N>::load(pSurfaceDot + i);
         const Mask<N> keep = (sameSide > Float<N>(0.0f)) & alive & (absOf(d) >= Float<N>(kGrazing));
         const Int<N> before = Int<N>::load(pMask + i);
         kept(keep, absOf(d)).store(pLightDot + i);
-        storePlanes(pShadowDirections, i, kept(keep, toPoint));
+        storePlanes(shadowDirections, i, kept(keep, toPoint));
         select(keep, before, maskOfDead(before)).store(pMask + i);
       },
-      [&]<int N>(Lanes<N>, int64_t i) {
+      [=]<int N>(Lanes<N>, int64_t i) {
         fillGroup<N>(pLightDot, i, 0.0f);
-        clearPlanes<N>(pShadowDirections, i);
+        clearPlanes<N>(shadowDirections, i);
         maskOfDead(Int<N>::load(pMask + i)).store(pMask + i);
       });
 }

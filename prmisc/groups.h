@@ -67,8 +67,8 @@ void fillGroup(float *plane, int64_t i, float value) {
 }
 
 template <int N>
-void clearPlanes(float *const *planes, int64_t i) {
-  for (int c = 0; c < 3; ++c) fillGroup<N>(planes[c], i, 0.0f);
+void clearPlanes(Planes planes, int64_t i) {
+  storePlanes<N>(planes, i, {0.0f, 0.0f, 0.0f});
 }
 
 }  // namespace vekr::VEKR_ISA

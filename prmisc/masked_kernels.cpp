@@ -20,47 +20,46 @@ Vec3<N> hitPoint(Vec3<N> origin, Vec3<N> direction, Float<N> t, Float<N> eps) {
 
 // `originOf(Lanes<N>, i)` gives the origins of a group.
 template <Form form, class OriginOf>
-void hitPoints(const OriginOf &originOf, const float *const *pDirections, const float *pDistances,
-               const int32_t *pMask, float *const *pHitPoints, int32_t length, float eps) {
+VEKR_FLATTEN void hitPoints(const OriginOf &originOf, ConstPlanes directions, const float *pDistances,
+                            const int32_t *pMask, Planes points, int32_t length, float eps) {
   forMaskedGroups(
       pMask, length,
-      [&]<int N>(int64_t i, Mask<N> alive) {
-        const Vec3<N> points = hitPoint<form, N>(originOf(Lanes<N>(), i), loadPlanes<N>(pDirections, i),
-                                                 Float<N>::load(pDistances + i), eps);
-        storePlanes(pHitPoints, i, kept(alive, points));
+      [=]<int N>(int64_t i, Mask<N> alive) {
+        const Vec3<N> point = hitPoint<form, N>(originOf(Lanes<N>(), i), loadPlanes<N>(directions, i),
+                                                Float<N>::load(pDistances + i), eps);
+        storePlanes(points, i, kept(alive, point));
       },
-      [&]<int N>(Lanes<N>, int64_t i) { clearPlanes<N>(pHitPoints, i); });
+      [=]<int N>(Lanes<N>, int64_t i) { clearPlanes<N>(points, i); });
 }
 
 template <Form form>
-void addMulMul(const float *pScale, const float *pFactor, const float *const *pColour, const int32_t *pMask,
-               float *const *pAccumulator, int32_t length) {
+VEKR_FLATTEN void addMulMul(const float *pScale, const float *pFactor, ConstPlanes colours,
+                            const int32_t *pMask, Planes accumulators, int32_t length) {
   const float scale[3] = {pScale[0], pScale[1], pScale[2]};
   forMaskedGroups(
       pMask, length,
-      [&]<int N>(int64_t i, Mask<N> alive) {
+      [=]<int N>(int64_t i, Mask<N> alive) {
         const Float<N> factor = Float<N>::load(pFactor + i);
-        Float<N> sums[3];
-        for (int c = 0; c < 3; ++c) {
-          const Float<N> colour = Float<N>::load(pColour[c] + i);
-          const Float<N> before = Float<N>::load(pAccumulator[c] + i);
-          const Float<N> share =
-              form == Form::fourWide ? (colour * factor) * scale[c] : (scale[c] * colour) * factor;
-          sums[c] = select(alive, share + before, before);
-        }
-        for (int c = 0; c < 3; ++c) sums[c].store(pAccumulator[c] + i);
+        const auto sum = [&](float s, Float<N> colour, Float<N> before) {
+          const Float<N> share = form == Form::fourWide ? (colour * factor) * s : (s * colour) * factor;
+          return select(alive, share + before, before);
+        };
+        const Vec3<N> colour = loadPlanes<N>(colours, i), before = loadPlanes<N>(accumulators, i);
+        storePlanes<N>(accumulators, i,
+                       {sum(scale[0], colour.x, before.x), sum(scale[1], colour.y, before.y),
+                        sum(scale[2], colour.z, before.z)});
       },
       []<int N>(Lanes<N>, int64_t) {});
 }
 
 template <Form form>
-void distAttenuation(const float *pLight, const float *const *pPoints, const int32_t *pMask, float *pDistance,
-                     int32_t length) {
+VEKR_FLATTEN void distAttenuation(const float *pLight, ConstPlanes points, const int32_t *pMask,
+                                  float *pDistance, int32_t length) {
   const float light[3] = {pLight[0], pLight[1], pLight[2]};
   forMaskedGroups(
       pMask, length,
-      [&]<int N>(int64_t i, Mask<N> alive) {
-        const Vec3<N> toPoint = loadPlanes<N>(pPoints, i) - broadcast3<N>(light);
+      [=]<int N>(int64_t i, Mask<N> alive) {
+        const Vec3<N> toPoint = loadPlanes<N>(points, i) - broadcast3<N>(light);
         const Float<N> s = kept(alive, dot(toPoint, toPoint));
         // The order of the operands decides what a NaN gives: NaN in the plain form, 1.0 in the four-wide
         // one.
@@ -68,100 +67,108 @@ void distAttenuation(const float *pLight, const float *const *pPoints, const int
             form == Form::fourWide ? maxOf(s, Float<N>(1.0f)) : maxOf(Float<N>(1.0f), s);
         sqrtOf(atLeastOne).store(pDistance + i);
       },
-      [&]<int N>(Lanes<N>, int64_t i) { fillGroup<N>(pDistance, i, 1.0f); });
+      [=]<int N>(Lanes<N>, int64_t i) { fillGroup<N>(pDistance, i, 1.0f); });
 }
 
 }  // namespace
 
-void ownHitPoint3DEpsS0_32f_M(const float *pOrigin, const float *const *pDirections, const float *pDistances,
-                              const int32_t *pMask, float *const *pHitPoints, int32_t length, float eps,
-                              Form form) {
+VEKR_FLATTEN void ownHitPoint3DEpsS0_32f_M(const float *pOrigin, const float *const *pDirections,
+                                           const float *pDistances, const int32_t *pMask,
+                                           float *const *pHitPoints, int32_t length, float eps, Form form) {
   const float origin[3] = {pOrigin[0], pOrigin[1], pOrigin[2]};
-  const auto originOf = [&]<int N>(Lanes<N>, int64_t) { return broadcast3<N>(origin); };
+  const auto originOf = [=]<int N>(Lanes<N>, int64_t) { return broadcast3<N>(origin); };
   const auto run = form == Form::fourWide ? hitPoints<Form::fourWide, decltype(originOf)>
                                           : hitPoints<Form::plain, decltype(originOf)>;
   run(originOf, pDirections, pDistances, pMask, pHitPoints, length, eps);
 }
 
-void ownHitPoint3DEpsM0_32f_M(const float *const *pOrigins, const float *const *pDirections,
-                              const float *pDistances, const int32_t *pMask, float *const *pHitPoints,
-                              int32_t length, float eps, Form form) {
-  const auto originOf = [&]<int N>(Lanes<N>, int64_t i) { return loadPlanes<N>(pOrigins, i); };
+VEKR_FLATTEN void ownHitPoint3DEpsM0_32f_M(const float *const *pOrigins, const float *const *pDirections,
+                                           const float *pDistances, const int32_t *pMask,
+                                           float *const *pHitPoints, int32_t length, float eps, Form form) {
+  const ConstPlanes origins = pOrigins;
+  const auto originOf = [=]<int N>(Lanes<N>, int64_t i) { return loadPlanes<N>(origins, i); };
   const auto run = form == Form::fourWide ? hitPoints<Form::fourWide, decltype(originOf)>
                                           : hitPoints<Form::plain, decltype(originOf)>;
   run(originOf, pDirections, pDistances, pMask, pHitPoints, length, eps);
 }
 
-void ownDot_32f_P3C1M(const float *const *pSrc0, const float *const *pSrc1, const int32_t *pMask, float *pDot,
-                      int32_t length) {
+VEKR_FLATTEN void ownDot_32f_P3C1M(const float *const *pSrc0, const float *const *pSrc1, const int32_t *pMask,
+                                   float *pDot, int32_t length) {
+  const ConstPlanes src0 = pSrc0, src1 = pSrc1;
   forMaskedGroups(
       pMask, length,
-      [&]<int N>(int64_t i, Mask<N> alive) {
-        kept(alive, dot(loadPlanes<N>(pSrc0, i), loadPlanes<N>(pSrc1, i))).store(pDot + i);
+      [=]<int N>(int64_t i, Mask<N> alive) {
+        kept(alive, dot(loadPlanes<N>(src0, i), loadPlanes<N>(src1, i))).store(pDot + i);
       },
-      [&]<int N>(Lanes<N>, int64_t i) { fillGroup<N>(pDot, i, 0.0f); });
+      [=]<int N>(Lanes<N>, int64_t i) { fillGroup<N>(pDot, i, 0.0f); });
 }
 
-void ownDotChangeNorm_32f_IM(const float *const *pDirections, const int32_t *pMask, float *const *pNormals,
-                             float *pDot, int32_t length) {
+VEKR_FLATTEN void ownDotChangeNorm_32f_IM(const float *const *pDirections, const int32_t *pMask,
+                                          float *const *pNormals, float *pDot, int32_t length) {
+  const ConstPlanes directions = pDirections;
+  const Planes normals = pNormals;
   forMaskedGroups(
       pMask, length,
-      [&]<int N>(int64_t i, Mask<N> alive) {
-        const Vec3<N> normal = loadPlanes<N>(pNormals, i);
-        const Float<N> d = kept(alive, dot(loadPlanes<N>(pDirections, i), normal));
+      [=]<int N>(int64_t i, Mask<N> alive) {
+        const Vec3<N> normal = loadPlanes<N>(normals, i);
+        const Float<N> d = kept(alive, dot(loadPlanes<N>(directions, i), normal));
         const Mask<N> away = d > Float<N>(0.0f);
         storePlanes<N>(
             pNormals, i,
             {negatedWhere(away, normal.x), negatedWhere(away, normal.y), negatedWhere(away, normal.z)});
         negatedWhere(away, d).store(pDot + i);
       },
-      [&]<int N>(Lanes<N>, int64_t i) { fillGroup<N>(pDot, i, 0.0f); });
+      [=]<int N>(Lanes<N>, int64_t i) { fillGroup<N>(pDot, i, 0.0f); });
 }
 
-void ownMul_32f_C1IM(const float *pSrc, const int32_t *pMask, float *pSrcDst, int32_t length) {
+VEKR_FLATTEN void ownMul_32f_C1IM(const float *pSrc, const int32_t *pMask, float *pSrcDst, int32_t length) {
   forMaskedGroups(
       pMask, length,
-      [&]<int N>(int64_t i, Mask<N> alive) {
+      [=]<int N>(int64_t i, Mask<N> alive) {
         kept(alive, Float<N>::load(pSrcDst + i) * Float<N>::load(pSrc + i)).store(pSrcDst + i);
       },
-      [&]<int N>(Lanes<N>, int64_t i) { fillGroup<N>(pSrcDst, i, 0.0f); });
+      [=]<int N>(Lanes<N>, int64_t i) { fillGroup<N>(pSrcDst, i, 0.0f); });
 }
 
-void ownMul_32f_C1P3IM(const float *pSrc, const int32_t *pMask, float *const *pSrcDst, int32_t length) {
+VEKR_FLATTEN void ownMul_32f_C1P3IM(const float *pSrc, const int32_t *pMask, float *const *pSrcDst,
+                                    int32_t length) {
+  const Planes products = pSrcDst;
   forMaskedGroups(
       pMask, length,
-      [&]<int N>(int64_t i, Mask<N> alive) {
+      [=]<int N>(int64_t i, Mask<N> alive) {
         const Float<N> factor = Float<N>::load(pSrc + i);
-        for (int c = 0; c < 3; ++c) {
-          kept(alive, Float<N>::load(pSrcDst[c] + i) * factor).store(pSrcDst[c] + i);
-        }
+        const Vec3<N> before = loadPlanes<N>(products, i);
+        storePlanes(products, i,
+                    kept(alive, Vec3<N>{before.x * factor, before.y * factor, before.z * factor}));
       },
-      [&]<int N>(Lanes<N>, int64_t i) { clearPlanes<N>(pSrcDst, i); });
+      [=]<int N>(Lanes<N>, int64_t i) { clearPlanes<N>(products, i); });
 }
 
-void ownDiv_32f_C1IM(const float *pSrc, const int32_t *pMask, float *pSrcDst, int32_t length) {
+VEKR_FLATTEN void ownDiv_32f_C1IM(const float *pSrc, const int32_t *pMask, float *pSrcDst, int32_t length) {
   constexpr float infinity = std::numeric_limits<float>::infinity();
   constexpr float indefinite = std::bit_cast<float>(0xffc00000u);  // the NaN of 0 / 0, also for NaN / 0
   forMaskedGroups(
       pMask, length,
-      [&]<int N>(int64_t i, Mask<N> alive) {
+      [=]<int N>(int64_t i, Mask<N> alive) {
         const Float<N> zero(0.0f);
         const Float<N> p = Float<N>::load(pSrcDst + i);
         const Float<N> q = Float<N>::load(pSrc + i);
         const Float<N> byZero = select(p > zero, infinity, select(p < zero, -infinity, Float<N>(indefinite)));
         kept(alive, select(q == zero, byZero, p / q)).store(pSrcDst + i);
       },
-      [&]<int N>(Lanes<N>, int64_t i) { fillGroup<N>(pSrcDst, i, 0.0f); });
+      [=]<int N>(Lanes<N>, int64_t i) { fillGroup<N>(pSrcDst, i, 0.0f); });
 }
 
-void ownAddMulMul_32f_AC1P3IM(const float *pScale, const float *pFactor, const float *const *pColour,
-                              const int32_t *pMask, float *const *pAccumulator, int32_t length, Form form) {
+VEKR_FLATTEN void ownAddMulMul_32f_AC1P3IM(const float *pScale, const float *pFactor,
+                                           const float *const *pColour, const int32_t *pMask,
+                                           float *const *pAccumulator, int32_t length, Form form) {
   const auto run = form == Form::fourWide ? addMulMul<Form::fourWide> : addMulMul<Form::plain>;
   run(pScale, pFactor, pColour, pMask, pAccumulator, length);
 }
 
-void ownDistAttenuationSO_32f_M(const float *pLight, const float *const *pPoints, const int32_t *pMask,
-                                float *pDistance, int32_t length, Form form) {
+VEKR_FLATTEN void ownDistAttenuationSO_32f_M(const float *pLight, const float *const *pPoints,
+                                             const int32_t *pMask, float *pDistance, int32_t length,
+                                             Form form) {
   const auto run = form == Form::fourWide ? distAttenuation<Form::fourWide> : distAttenuation<Form::plain>;
   run(pLight, pPoints, pMask, pDistance, length);
 }

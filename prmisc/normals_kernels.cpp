@@ -83,9 +83,10 @@ Vec3<N> normalised(Vec3<N> sum) {
 }
 
 template <Form form>
-void surfSmoothNormal(const float *pVertexNormals, const int32_t *pNormalIndices,
-                      const int32_t *pHitTriangles, const float *const *pHits, float *const *pNormals,
-                      int32_t length, int32_t stride) {
+VEKR_FLATTEN void surfSmoothNormal(const float *pVertexNormals, const int32_t *pNormalIndices,
+                                   const int32_t *pHitTriangles, const float *const *pHits,
+                                   float *const *pNormals, int32_t length, int32_t stride) {
+  const Planes normals = pNormals;
   forMaskedGroups<4>(
       pHitTriangles, length,
       [&]<int N>(int64_t i, Mask<N> alive) {
@@ -101,15 +102,15 @@ void surfSmoothNormal(const float *pVertexNormals, const int32_t *pNormalIndices
         const Vec3<N> a = corner(0), b = corner(1), c = corner(2);
         const Vec3<N> sum = {(a.x * u + b.x * v) + c.x * w, (a.y * u + b.y * v) + c.y * w,
                              (a.z * u + b.z * v) + c.z * w};
-        storePlanes(pNormals, i, kept(alive, normalised<form, N>(sum)));
+        storePlanes(normals, i, kept(alive, normalised<form, N>(sum)));
       },
-      [&]<int N>(Lanes<N>, int64_t i) { clearPlanes<N>(pNormals, i); });
+      [&]<int N>(Lanes<N>, int64_t i) { clearPlanes<N>(normals, i); });
 }
 
 }  // namespace
 
-void ownTriangleNormal_32f(const float *pVertices, const int32_t *pIndices, float *pTriangleNormals,
-                           int64_t first, int64_t end) {
+VEKR_FLATTEN void ownTriangleNormal_32f(const float *pVertices, const int32_t *pIndices,
+                                        float *pTriangleNormals, int64_t first, int64_t end) {
   // Cross products one by one, then roots and quotients of a whole chunk, which the compiler puts into lanes.
   constexpr int kChunk = 64;
   double n[3][kChunk], lengthOf[kChunk];
@@ -144,27 +145,28 @@ void ownTriangleNormal_32f(const float *pVertices, const int32_t *pIndices, floa
   }
 }
 
-void ownSurfFlatNormal_32f(const float *pTriangleNormals, const int32_t *pHitTriangles,
-                           float *const *pNormals, int32_t length) {
+VEKR_FLATTEN void ownSurfFlatNormal_32f(const float *pTriangleNormals, const int32_t *pHitTriangles,
+                                        float *const *pNormals, int32_t length) {
+  const Planes normals = pNormals;
   forMaskedGroups<4>(
       pHitTriangles, length,
       [&]<int N>(int64_t i, Mask<N> alive) {
         const GroupNumbers<N> group(pHitTriangles + i, alive);
         const Vec3<N> normal =
             groupNormals<N>(pTriangleNormals, group, [](int32_t triangle) -> int64_t { return triangle; });
-        storePlanes(pNormals, i, kept(alive, normal));
+        storePlanes(normals, i, kept(alive, normal));
       },
-      [&]<int N>(Lanes<N>, int64_t i) { clearPlanes<N>(pNormals, i); });
+      [&]<int N>(Lanes<N>, int64_t i) { clearPlanes<N>(normals, i); });
 }
 
-void ownSurfSmoothNormal_32f(const float *pVertexNormals, const int32_t *pNormalIndices,
-                             const int32_t *pHitTriangles, const float *const *pHits, float *const *pNormals,
-                             int32_t length, int32_t stride, Form form) {
+VEKR_FLATTEN void ownSurfSmoothNormal_32f(const float *pVertexNormals, const int32_t *pNormalIndices,
+                                          const int32_t *pHitTriangles, const float *const *pHits,
+                                          float *const *pNormals, int32_t length, int32_t stride, Form form) {
   const auto run = form == Form::fourWide ? surfSmoothNormal<Form::fourWide> : surfSmoothNormal<Form::plain>;
   run(pVertexNormals, pNormalIndices, pHitTriangles, pHits, pNormals, length, stride);
 }
 
-void ownBounds(const float *pVertices, int64_t count, float *box) {
+VEKR_FLATTEN void ownBounds(const float *pVertices, int64_t count, float *box) {
   // Four vertices are twelve floats, three registers whose lanes keep their axis from step to step. A NaN
   // loses every comparison.
   const auto smaller = [](float a, float b) { return a < b ? a : b; };
