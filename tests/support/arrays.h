@@ -19,7 +19,6 @@ class Guarded {
       : count_(count), bytes_(kGuard + count * sizeof(T) + kGuard + 64 + offset, kFill) {
     const auto base = reinterpret_cast<uintptr_t>(bytes_.data()) + kGuard;
     start_ = (base + 63) / 64 * 64 + offset - reinterpret_cast<uintptr_t>(bytes_.data());
-    bytes_.resize(start_ + count * sizeof(T) + kGuard, kFill);
     for (size_t i = 0; i < count; ++i) (*this)[i] = T();
   }
   Guarded(const Guarded &) = delete;  // the address is the point of it
@@ -74,6 +73,7 @@ class PageEnd {
 
   T *data() { return data_; }
   T &operator[](size_t i) { return data_[i]; }
+  const T &operator[](size_t i) const { return data_[i]; }
   size_t size() const { return count_; }
   T *begin() { return data_; }
   T *end() { return data_ + count_; }
