@@ -40,11 +40,15 @@ inline bool forLeafTriangles(const VekrKDTreeNode *leaf, const Visit &visit) {
   }
   const int32_t middle = (word1 & 0x7FFFFFFC) >> 2;
   switch (word1 & 3) {  // 0 for an empty leaf, and for an inline leaf of none
-    case 1: return visit(word0 & 0x7FFFFFFF);
-    case 2: return visit(word0 & 0x7FFFFFFF) && visit(middle);
+    case 1:
+      return visit(word0 & 0x7FFFFFFF);
+    case 2:
+      return visit(word0 & 0x7FFFFFFF) && visit(middle);
     case 3:
-      return visit(middle - ((word0 & 0x7FFF0000) >> 16)) && visit(middle) && visit(middle + (word0 & 0xFFFF));
-    default: return true;
+      return visit(middle - ((word0 & 0x7FFF0000) >> 16)) && visit(middle) &&
+             visit(middle + (word0 & 0xFFFF));
+    default:
+      return true;
   }
 }
 
