@@ -11,17 +11,21 @@ namespace {
 
 bool isTreeDepth(int32_t depth) { return depth >= 0 && depth <= kMaxTreeDepth; }
 
-// The floor of the budget, compared as unsigned 64-bit in units of half a byte: a negative limit becomes
-// huge, which is how a caller asks for no limit.
+// The floor of the budget, compared as unsigned 64-bit in units of half a byte: a negative limit becomes huge, which
+// is how a caller asks for no limit.
 bool isBelowSmallestBudget(int32_t memoryLimitMB) {
   return (static_cast<uint64_t>(static_cast<int64_t>(memoryLimitMB)) << 19) < 0x1000000u;
 }
 
-VekStatus buildPSAH(const VekrPSAHBuildContext &context) {
+VekStatus checkPSAH(const VekrPSAHBuildContext &context) {
   if (!isTreeDepth(context.maxDepth)) return vekErrRange;
   if (0.0f > context.splitBias || context.splitBias > 1.0f) return vekErrRange;  // a NaN is taken
   if (isBelowSmallestBudget(context.memoryLimitMB)) return vekErrMemAlloc;
-  return vekErrMemAlloc;
+  return vekOk;
+}
+
+uint64_t budgetBytes(int32_t memoryLimitMB) {
+  return static_cast<uint64_t>(static_cast<int64_t>(memoryLimitMB)) << 20;
 }
 
 }  // namespace
@@ -38,8 +42,14 @@ VekStatus vekrKDTreeBuildAlloc(VekrKDTreeNode **ppTree, const float *pVertices, 
       if (!isTreeDepth(context.maxDepth)) return vekErrRange;
       return ownKDTBldSmpl_TL(triangleCount, ppTree, pTreeSize);
     }
-    case vekrPSAHBuildIdentifier:
-      return buildPSAH(*static_cast<const VekrPSAHBuildContext *>(pContext));
+    case vekrPSAHBuildIdentifier: {
+      const auto &context = *static_cast<const VekrPSAHBuildContext *>(pContext);
+      const VekStatus status = checkPSAH(context);
+      if (status != vekOk) return status;
+      return ownKDTBldPSAH_ML(pVertices, pIndices, vertexCount, triangleCount, ppTree, pTreeSize,
+                              context.maxDepth, budgetBytes(context.memoryLimitMB), context.pBounds,
+                              context.splitBias);
+    }
     default:
       return vekErrContext;
   }
