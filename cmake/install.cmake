@@ -12,5 +12,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/vekr-config-version.cmake
 install(FILES ${PROJECT_BINARY_DIR}/vekr-config.cmake ${PROJECT_BINARY_DIR}/vekr-config-version.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vekr)
 
+# From where the file lies, so that an installed tree may be moved or installed under another prefix.
+file(RELATIVE_PATH vekr_prefix_from_pc /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" vekr_prefix_from_pc "${vekr_prefix_from_pc}")
 configure_file(cmake/vekr.pc.in ${PROJECT_BINARY_DIR}/vekr.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vekr.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
