@@ -1,0 +1,16 @@
+// The switch on which the second run of every test stands.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "frame/cpu.h"
+
+TEST(Cpu, Avx2CanBeSwitchedOffFromOutside) {
+  const char *tunables = std::getenv("GLIBC_TUNABLES");
+  if (tunables != nullptr && std::strstr(tunables, "hwcaps=-AVX2") != nullptr) {
+    EXPECT_EQ(ownHasAvx2(), 0);
+  } else {
+    EXPECT_EQ(ownHasAvx2() != 0, __builtin_cpu_supports("avx2") != 0);
+  }
+}

@@ -1,0 +1,160 @@
+// Triangle records against their scalar twin.
+#include <gtest/gtest.h>
+
+#include "reference/triangle_record_reference.h"
+#include "support/arrays.h"
+#include "support/ray_arrays.h"
+#include "support/values.h"
+#include "vekr.h"
+
+namespace {
+
+using namespace vekr_test;
+
+::testing::AssertionResult sameRecords(const VekrTriangleAccel &a, const VekrTriangleAccel &b) {
+  float x[10], y[10];
+  std::memcpy(x, &a, 40);
+  std::memcpy(y, &b, 40);
+  if (a.axes != b.axes) return ::testing::AssertionFailure() << "axes " << a.axes << " instead of " << b.axes;
+  return sameArrays(x + 1, y + 1, 9);
+}
+
+VekrTriangleAccel recordOf(const float (&vertices)[9]) {
+  const int32_t indices[3] = {0, 1, 2};
+  VekrTriangleAccel record, expected;
+  std::memset(&record, 0xff, sizeof record);
+  EXPECT_EQ(vekrTriangleAccelInit(&record, vertices, indices, 1), vekOk);
+  vekr_reference::triangleAccelInit(&expected, vertices, indices, 1);
+  EXPECT_TRUE(sameRecords(record, expected));
+  return record;
+}
+
+TEST(TriangleRecord, SizeIsPublished) {
+  int32_t size = 0;
+  EXPECT_EQ(vekrTriangleAccelGetSize(&size), vekOk);
+  EXPECT_EQ(size, 40);
+  EXPECT_EQ(vekrTriangleAccelGetSize(nullptr), vekErrNullPtr);
+}
+
+TEST(TriangleRecord, IsItsTwinAtEveryCountAndAlignment) {
+  Random random(1);
+  for (int32_t count = 0; count <= 67; ++count) {
+    for (int repeat = 0; repeat < 8; ++repeat) {
+      const size_t offset = static_cast<size_t>(random.below(4) * 4);
+      Guarded<float> vertices(3 * 30, offset);
+      const float scales[] = {1, 1e-20f, 1e20f, 1e-38f};
+      const float scale = scales[random.below(4)];
+      for (float &x : vertices) {
+        // Small whole numbers make ties and degenerate triangles.
+        x = repeat < 3   ? scale * random.within(-2, 2)
+            : repeat < 6 ? static_cast<float>(random.below(5) - 2)
+                         : random.awkward();
+      }
+      Guarded<int32_t> indices(static_cast<size_t>(4 * count), offset ^ 4);
+      for (size_t i = 0; i < indices.size(); ++i) indices[i] = i % 4 == 3 ? INT32_MAX : random.below(30);
+      Guarded<VekrTriangleAccel> actual(static_cast<size_t>(count), offset);
+      std::vector<VekrTriangleAccel> expected(static_cast<size_t>(count));
+      ASSERT_EQ(vekrTriangleAccelInit(actual.data(), vertices.data(), indices.data(), count), vekOk);
+      vekr_reference::triangleAccelInit(expected.data(), vertices.data(), indices.data(), count);
+      for (size_t i = 0; i < expected.size(); ++i) {
+        ASSERT_TRUE(sameRecords(actual[i], expected[i])) << "triangle " << i << " of " << count;
+      }
+      ASSERT_TRUE(actual.intact());
+    }
+  }
+}
+
+TEST(TriangleRecord, DegenerateTrianglesAreAllZeroBits) {
+  for (const auto &vertices : {std::to_array<float>({1, 2, 3, 1, 2, 3, 1, 2, 3}),
+                               std::to_array<float>({0, 0, 0, -1, -1, -1, 2, 2, 2}),
+                               std::to_array<float>({-1, 2, 3, -1, 2, 3, 5, 6, 7}),
+                               std::to_array<float>({5, 6, 7, 1, -2, 3, 1, -2, 3})}) {
+    float v[9];
+    std::copy(vertices.begin(), vertices.end(), v);
+    const VekrTriangleAccel record = recordOf(v);
+    const unsigned char zeros[40] = {};
+    EXPECT_EQ(std::memcmp(&record, zeros, 40), 0);
+  }
+}
+
+TEST(TriangleRecord, FlatTrianglesSayso) {
+  const VekrTriangleAccel z = recordOf({0, 0, 5, 1, 0, 5, 0, 1, 5});
+  EXPECT_EQ(z.axes, 33u | 0x80000000u);
+  EXPECT_EQ(bitsOf(z.nu), 0u);
+  EXPECT_EQ(bitsOf(z.nv), 0u);
+  EXPECT_EQ(z.ck, 5.0f);
+  EXPECT_EQ(recordOf({0, 5, 0, 1, 5, 0, 0, 5, 1}).axes, 18u | 0x80000000u);
+  EXPECT_EQ(recordOf({5, 0, 0, 5, 1, 0, 5, 0, 1}).axes, 6u | 0x80000000u);
+}
+
+// C at the origin, A = (1, 0, a), B = (0, 1, b): N = (-a, -b, 1).
+TEST(TriangleRecord, FlatnessIsStrictAndNeedsBothComponents) {
+  const float at = 0x1p-52f, below = std::nextafter(at, 0.0f);
+  const auto axes = [](float a, float b) { return recordOf({1, 0, a, 0, 1, b, 0, 0, 0}).axes; };
+  EXPECT_EQ(axes(below, below), 33u | 0x80000000u);
+  EXPECT_EQ(axes(-below, -below), 33u | 0x80000000u);
+  EXPECT_EQ(axes(at, below), 33u);
+  EXPECT_EQ(axes(below, at), 33u);
+  EXPECT_EQ(axes(-at, below), 33u);
+  EXPECT_EQ(axes(below, -at), 33u);
+  EXPECT_EQ(recordOf({1, 0, at, 0, 1, below, 0, 0, 0}).nu, -at);
+}
+
+TEST(TriangleRecord, FlatnessIsAbsoluteNotRelative) {
+  // N is about 1e-20 in every component: all negligible, though none dominates.
+  const VekrTriangleAccel r = recordOf({1e-10f, 0, 0, 0, 1e-10f, 0, 0, 0, 1e-10f});
+  EXPECT_EQ(r.axes, 6u | 0x80000000u);
+  EXPECT_EQ(bitsOf(r.nu), 0u);
+}
+
+TEST(TriangleRecord, TiesGoToTheLowerAxis) {
+  EXPECT_EQ(recordOf({1, 0, 0, 0, 1, 0, 0, 0, 1}).axes, 6u);
+  // Normals (1, 1, 0), (1, 0, 1), (0, 1, 1) times signs: vertices C at the origin, in the plane's basis.
+  EXPECT_EQ(recordOf({1, -1, 0, 0, 0, 1, 0, 0, 0}).axes, 6u);
+  EXPECT_EQ(recordOf({1, 0, -1, 0, 1, 0, 0, 0, 0}).axes, 6u);
+  EXPECT_EQ(recordOf({0, 1, -1, 1, 0, 0, 0, 0, 0}).axes, 18u);
+  EXPECT_EQ(recordOf({0, 1, 1, 1, 0, 0, 0, 0, 0}).axes, 18u);
+}
+
+TEST(TriangleRecord, NansAreNotDegenerate) {
+  const VekrTriangleAccel r = recordOf({NAN, 0, 0, 0, 1, 0, 0, 0, 1});
+  EXPECT_NE(r.axes, 0u);
+}
+
+TEST(TriangleRecord, RoundsOnceFromDouble) {
+  // Quotients go through the reciprocal in double; these values tell it from a division and from float arithmetic.
+  Random random(9);
+  for (int i = 0; i < 20000; ++i) {
+    float v[9];
+    for (float &x : v) x = random.within(-1, 1);
+    recordOf(v);
+    if (HasFailure()) return;
+  }
+}
+
+TEST(TriangleRecord, ReadsNeitherTheFourthIndexNorBehindTheLastVertex) {
+  Random random(2);
+  for (int32_t count = 1; count <= 9; ++count) {
+    PageEnd<float> vertices(9);
+    for (float &x : vertices) x = random.within(-1, 1);
+    PageEnd<int32_t> indices(static_cast<size_t>(4 * count - 1));
+    for (size_t i = 0; i < indices.size(); ++i) indices[i] = static_cast<int32_t>((i + i / 4) % 4 % 3);
+    PageEnd<VekrTriangleAccel> actual(static_cast<size_t>(count));
+    std::vector<VekrTriangleAccel> expected(static_cast<size_t>(count));
+    ASSERT_EQ(vekrTriangleAccelInit(actual.data(), vertices.data(), indices.data(), count), vekOk);
+    vekr_reference::triangleAccelInit(expected.data(), vertices.data(), indices.data(), count);
+    for (size_t i = 0; i < expected.size(); ++i) ASSERT_TRUE(sameRecords(actual[i], expected[i]));
+  }
+}
+
+TEST(TriangleRecord, CountsBelowOneTouchNothing) {
+  Untouchable page;
+  for (const int32_t count : kNoLengths) {
+    EXPECT_EQ(
+        vekrTriangleAccelInit(page.as<VekrTriangleAccel>(), page.as<float>(), page.as<int32_t>(), count),
+        vekOk);
+    EXPECT_EQ(vekrTriangleAccelInit(nullptr, nullptr, nullptr, count), vekOk);
+  }
+}
+
+}  // namespace
