@@ -18,7 +18,7 @@ struct PackedNormal {
 
 PackedNormal loadNormal(const float *normals, int64_t number) {
   const float *p = normals + 3 * number;
-  return {_mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double *>(p))), _mm_load_ss(p + 2)};
+  return {_mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i_u *>(p))), _mm_load_ss(p + 2)};
 }
 
 // normalOf(lane) gives the number of the normal of each lane.
