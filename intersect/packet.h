@@ -168,7 +168,7 @@ void clipToBox(const float *box, const PacketRay<N> &ray, PacketInterval<N> &int
 // once. resume(far) gives the lanes that are active in the next cell, when one has been left at `far` and others
 // are waiting; none ends the walk. Comparisons at the nodes carry no margin.
 template <int N, class Visit, class Resume>
-void walkTree(const VekrKDTreeNode *root, const PacketRay<N> &ray, int octant, Mask<N> active,
+[[gnu::always_inline]] inline void walkTree(const VekrKDTreeNode *root, const PacketRay<N> &ray, int octant, Mask<N> active,
               PacketInterval<N> interval, const Visit &visit, const Resume &resume) {
   struct Entry {
     const VekrKDTreeNode *node;
