@@ -10,7 +10,6 @@
 
 #include <immintrin.h>
 
-#include <cmath>
 #include <cstdint>
 #include <cstring>
 
@@ -76,8 +75,8 @@ inline Float<1> select(Mask<1> m, Float<1> yes, Float<1> no) { return m.v ? yes 
 inline Int<1> select(Mask<1> m, Int<1> yes, Int<1> no) { return m.v ? yes : no; }
 inline Float<1> maxOf(Float<1> a, Float<1> b) { return a.v > b.v ? a : b; }
 inline Float<1> approxReciprocalSqrt(Float<1> a) { return _mm_cvtss_f32(_mm_rsqrt_ss(_mm_set_ss(a.v))); }
-inline Float<1> sqrtOf(Float<1> a) { return std::sqrt(a.v); }
-inline Float<1> absOf(Float<1> a) { return std::fabs(a.v); }
+inline Float<1> sqrtOf(Float<1> a) { return __builtin_sqrtf(a.v); }
+inline Float<1> absOf(Float<1> a) { return __builtin_fabsf(a.v); }
 inline Float<1> negatedWhere(Mask<1> m, Float<1> a) { return m.v ? -a.v : a.v; }
 
 // ---------------------------------------------------------------- four lanes

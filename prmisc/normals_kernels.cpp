@@ -133,7 +133,7 @@ VEKR_FLATTEN void ownTriangleNormal_32f(const float *pVertices, const int32_t *p
     }
     for (int k = 0; k < count; ++k) {
       const double s = (n[0][k] * n[0][k] + n[1][k] * n[1][k]) + n[2][k] * n[2][k];
-      lengthOf[k] = kSmallest > s ? 0.0 : std::sqrt(s);
+      lengthOf[k] = kSmallest > s ? 0.0 : __builtin_sqrt(s);
     }
     float *out = pTriangleNormals + 3 * start;
     for (int k = 0; k < count; ++k) {
