@@ -80,11 +80,12 @@ TEST(Concurrency, TriangleNormalsWithinAParallelRegion) {
     omp_set_max_active_levels(levels);
     for (const int32_t count : {1, 3, 5}) {
       ThreadCount setting(count);
+      std::vector<float> normals[2];
 #pragma omp parallel num_threads(2)
-      {
-        const auto normals = normalsOf(mesh);
-#pragma omp critical
-        EXPECT_TRUE(sameArrays(normals, expected, expected.size()))
+      normals[omp_get_thread_num()] = normalsOf(mesh);
+      for (const auto &actual : normals) {
+        if (actual.empty()) continue;  // the runtime gave one thread only
+        EXPECT_TRUE(sameArrays(actual, expected, expected.size()))
             << levels << " levels, " << count << " threads";
       }
     }
