@@ -1,6 +1,7 @@
 // The one-ray walks against their scalar twins. Every block here is of a shape or at an address at which the packet form
 // doesn't apply.
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include "reference/one_ray_reference.h"
 #include "support/ray_arrays.h"
@@ -566,6 +567,38 @@ TEST_P(OneRay, ReadsEveryFormOfLeaf) {
   EXPECT_EQ(nearest([&](TreeBlock &t) { t.three(0, a, b, c); }), b);
 }
 
+// Triangle numbers of the full width of each field, with records only where they are needed.
+TEST_P(OneRay, InlineNumbersUseEveryBit) {
+  constexpr size_t kBytes = size_t{0x80000000u} * sizeof(VekrTriangleAccel) + 8192;
+  void *reserved = mmap(nullptr, kBytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (reserved == MAP_FAILED) GTEST_SKIP() << "no address space for " << kBytes << " bytes";
+  auto *records = static_cast<VekrTriangleAccel *>(reserved);
+  const auto open = [&](int32_t number) {
+    const auto page = reinterpret_cast<uintptr_t>(records + number) & ~uintptr_t{4095};
+    ASSERT_EQ(mprotect(reinterpret_cast<void *>(page), 8192, PROT_READ | PROT_WRITE), 0);
+  };
+  const VekrTriangleAccel visible = layers({0}).records()[0];
+  const int32_t first = 0x7FFFFFFE, middle = 0x1FFFFFFF, below = middle - 0x7FFF, above = middle + 0xFFFF;
+  for (const int32_t number : {first, middle, below, above}) open(number);
+  for (const int32_t number : {first, middle, below, above}) {
+    records[number] = visible;
+    const auto nearest = [&](auto fill) {
+      TreeBlock tree;
+      fill(tree);
+      const VekrIntersectScene scene = {kBox, records, tree.finish()};
+      return shoot(GetParam(), scene, {0, 0, -1}, {0, 0, 1}).triangle;
+    };
+    EXPECT_EQ(nearest([&](TreeBlock &t) { t.one(0, first); }), number == first ? number : -1);
+    EXPECT_EQ(nearest([&](TreeBlock &t) { t.two(0, first, middle); }),
+              number == first || number == middle ? number : -1);
+    EXPECT_EQ(nearest([&](TreeBlock &t) { t.three(0, below, middle, above); }),
+              number == first ? -1 : number);
+    EXPECT_EQ(nearest([&](TreeBlock &t) { t.list(0, {first, middle, below, above}); }), number);
+    records[number] = VekrTriangleAccel();
+  }
+  munmap(reserved, kBytes);
+}
+
 // A chain of `depth` planes across the ray, the nearest last: every plane is entered on both sides.
 TEST_P(OneRay, WalksFiftyPlanesDeep) {
   const int depth = 50;
@@ -620,6 +653,29 @@ TEST_P(OneRay, SplitsAtTheIntervalsEndsAreEnteredOnBothSides) {
   // tnear is 0, so the difference is the plane's own place.
   EXPECT_TRUE(entersOddChild(GetParam(), -eps, false));
   EXPECT_FALSE(entersOddChild(GetParam(), std::nextafter(-eps, -1.0f), false));
+}
+
+// Behind a box that ends at the origin the interval ends at the bare margin, where its last bit shows.
+TEST_P(OneRay, MarginBehindTheBoxIsExact) {
+  Mesh mesh;
+  mesh.add({0.25f, -0.5f, -0.5f}, {0.25f, 0.5f, -0.5f}, {0.25f, 0, 0.75f});
+  const auto records = mesh.records();
+  const float margin = fromBits(0x38d1b717u), eps = fromBits(0x3727c5acu);
+  const float box[6] = {-1, -1, -1, 0, 1, 1};
+  const uint32_t around = bitsOf(margin + eps);
+  int entered = 0, passed = 0;
+  for (uint32_t bits = around - 5; bits <= around + 5; ++bits) {
+    TreeBlock tree;
+    const int child = tree.inner(0, 0, fromBits(bits));
+    tree.empty(child);
+    tree.one(child + 1, 0);
+    const VekrIntersectScene scene = {box, records.data(), tree.finish()};
+    const bool hit = shoot(GetParam(), scene, {0, 0, 0}, {1, 0, 0}).triangle == 0;
+    EXPECT_EQ(hit, !(fromBits(bits) - margin > eps));
+    ++(hit ? entered : passed);
+  }
+  EXPECT_GT(entered, 3);
+  EXPECT_GT(passed, 3);
 }
 
 // Two planes across a ray along x from `x`: the second splits the cell below the first. A triangle well inside the box is
