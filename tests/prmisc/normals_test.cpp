@@ -190,7 +190,8 @@ TEST(TriangleNormal, LastBitOfTheDoubleCounts) {
     const auto xLow = static_cast<float>(xHigh - x);
     const float vertices[9] = {xLow, 1, az, xHigh, 0, zHigh, xLow, 0, zLow};
     const int32_t indices[4] = {0, 1, 2, 0};
-    const auto n = vekr_reference::edgesOf(vertices, vertices + 3, vertices + 6).n;
+    const auto edges = vekr_reference::edgesOf(vertices, vertices + 3, vertices + 6);
+    const double *n = edges.n;
     const double l = std::sqrt((n[0] * n[0] + n[1] * n[1]) + n[2] * n[2]);
     const double otherL = std::sqrt(n[0] * n[0] + (n[1] * n[1] + n[2] * n[2]));
     const auto right = static_cast<float>(n[0] / l);
