@@ -6,6 +6,7 @@
 #include <limits>
 #include <vector>
 
+#include "frame/memory.h"
 #include "vekr.h"
 
 namespace {
@@ -112,6 +113,28 @@ TEST_F(Interposed, TriangleNormalsAskForThreadsOnceACall) {
     for (size_t i = 0; i < 3000; ++i) ASSERT_EQ(normals[i], i % 3 == 2 ? 1.0f : 0.0f);
     EXPECT_TRUE(calls.sizes.empty());
   }
+}
+
+// The library's own allocators, through which every block comes.
+TEST_F(Interposed, UnitsBelowOneAskForNothing) {
+  for (const int32_t none : {0, -1, INT32_MIN}) {
+    EXPECT_EQ(vekr::veksMalloc_32s(none), nullptr);
+    EXPECT_EQ(vekr::veksMalloc_64s(none), nullptr);
+  }
+  EXPECT_TRUE(calls.sizes.empty());
+}
+
+TEST_F(Interposed, UnitsAreFourAndEightBytes) {
+  outOfMemory = true;  // sizes only
+  EXPECT_EQ(vekr::veksMalloc_32s(1), nullptr);
+  vekr::veksMalloc_64s(1);
+  vekr::veksMalloc_32s(INT32_MAX);
+  vekr::veksMalloc_64s(INT32_MAX);
+  const std::vector<size_t> expected = {4, 8, size_t{INT32_MAX} * 4, size_t{INT32_MAX} * 8};
+  EXPECT_EQ(calls.sizes, expected);
+  vekr::veksFree(nullptr);
+  ASSERT_EQ(calls.freed.size(), 1u);
+  EXPECT_EQ(calls.freed[0], nullptr);
 }
 
 }  // namespace

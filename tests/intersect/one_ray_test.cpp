@@ -1,6 +1,7 @@
 // The one-ray walks against their scalar twins. Every block here is of a shape or at an address at which the packet form
 // doesn't apply.
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include "reference/one_ray_reference.h"
 #include "support/ray_arrays.h"
@@ -377,6 +378,15 @@ TEST_P(OneRay, LimitLessMarginIsNoHitItself) {
   }
 }
 
+// Just above a power of two a sum t + 1e-5 would be rounded up to the limit, where the limit less 1e-5 still lies behind t.
+TEST_P(OneRay, MarginIsTakenFromTheLimitNotAddedToTheHit) {
+  const LeafScene s(layers({0}), {0});
+  const float limit = 0.25f + 0x1p-24f;
+  EXPECT_EQ(shoot(GetParam(), s.scene, {0, 0, 672 * 0x1p-26f - limit}, {0, 0, 1}, limit).triangle, 0);
+  EXPECT_EQ(shoot(GetParam(), s.scene, {0, 0, 671 * 0x1p-26f - limit}, {0, 0, 1}, limit).triangle,
+            GetParam() ? -1 : 0);
+}
+
 TEST_P(OneRay, AHitAtTheOriginIsNone) {
   const LeafScene s(layers({0}), {0});
   EXPECT_EQ(shoot(GetParam(), s.scene, {0, 0, 0}, {0, 0, 1}).triangle, -1);
@@ -417,6 +427,59 @@ TEST_P(OneRay, ParallelAxesStartStrictlyInsideOnlyWithManyOrigins) {
   EXPECT_EQ(triangle(-1.5f, fromBits(0x34000001u)), -1);
   // An origin that is no number lies inside nothing.
   EXPECT_EQ(triangle(NAN, 0), -1);
+}
+
+// Beside a plane that it is parallel to, a ray enters the far side only if the distance times the fallback reciprocal lies
+// in its interval: the constant can be read off the last distance that does.
+TEST_P(OneRay, ParallelAxesHaveAFallbackReciprocal) {
+  Mesh mesh;
+  mesh.add({0.25f, -0.5f, -0.5f}, {0.25f, 0.5f, -0.5f}, {0.25f, 0, 0.75f});
+  const auto records = mesh.records();
+  TreeBlock tree;
+  const int child = tree.inner(0, 1, 0.0f);
+  tree.empty(child);
+  tree.one(child + 1, 0);
+  const VekrIntersectScene scene = {kBox, records.data(), tree.finish()};
+  const float fallback = GetParam() ? 83886.078125f : 838860800.0f;
+  const float end = 1.0f + fromBits(0x38d1b717u);  // tfar of a ray along x from the middle
+  int entered = 0, passed = 0;
+  const uint32_t around = bitsOf((end + 1e-5f) / fallback);
+  for (uint32_t bits = around - 100; bits < around + 100; ++bits) {
+    const float distance = fromBits(bits);
+    const bool hit = shoot(GetParam(), scene, {0, -distance, 0}, {1, 0, 0}).triangle == 0;
+    EXPECT_EQ(hit, !(distance * fallback - end > fromBits(0x3727c5acu))) << distance;
+    ++(hit ? entered : passed);
+  }
+  EXPECT_GT(entered, 50);
+  EXPECT_GT(passed, 50);
+}
+
+// A box that is a single point: only a ray whose distances to it agree on all axes to the last bit goes on. Quotients of
+// whole numbers do, products with a rounded reciprocal often don't, and the other way round.
+TEST_P(OneRay, BoxDistancesAreQuotientsOrProducts) {
+  Random random(6);
+  int hits = 0, misses = 0;
+  for (int i = 0; i < 4000; ++i) {
+    const bool whole = i % 2 == 0;
+    float d[3], o[3] = {0, 0, 0}, box[6];
+    const float t = whole ? static_cast<float>(1 + random.below(50)) : 1.0f;
+    for (int c = 0; c < 3; ++c) {
+      d[c] = whole ? static_cast<float>(1 + random.below(99)) : 1.0f + random.unit();
+      if (random.below(2)) d[c] = -d[c];
+      const float nearly = d[c] * t;
+      box[c] = box[3 + c] = random.below(4) ? nearly : std::nextafter(nearly, 0.0f);
+    }
+    Mesh mesh;  // across the ray at the point
+    mesh.add({box[0], -9000, -9000}, {box[0], 9000, -9000}, {box[0], 0, 18000});
+    const auto records = mesh.records();
+    TreeBlock tree;
+    tree.one(0, 0);
+    const VekrIntersectScene scene = {box, records.data(), tree.finish()};
+    ++(shoot(GetParam(), scene, o, d).triangle == 0 ? hits : misses);
+    if (HasFailure()) return;
+  }
+  EXPECT_GT(hits, 100);
+  EXPECT_GT(misses, 100);
 }
 
 TEST_P(OneRay, ZeroDirectionHitsNothing) {
@@ -504,6 +567,38 @@ TEST_P(OneRay, ReadsEveryFormOfLeaf) {
   EXPECT_EQ(nearest([&](TreeBlock &t) { t.three(0, a, b, c); }), b);
 }
 
+// Triangle numbers of the full width of each field, with records only where they are needed.
+TEST_P(OneRay, InlineNumbersUseEveryBit) {
+  constexpr size_t kBytes = size_t{0x80000000u} * sizeof(VekrTriangleAccel) + 8192;
+  void *reserved = mmap(nullptr, kBytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (reserved == MAP_FAILED) GTEST_SKIP() << "no address space for " << kBytes << " bytes";
+  auto *records = static_cast<VekrTriangleAccel *>(reserved);
+  const auto open = [&](int32_t number) {
+    const auto page = reinterpret_cast<uintptr_t>(records + number) & ~uintptr_t{4095};
+    ASSERT_EQ(mprotect(reinterpret_cast<void *>(page), 8192, PROT_READ | PROT_WRITE), 0);
+  };
+  const VekrTriangleAccel visible = layers({0}).records()[0];
+  const int32_t first = 0x7FFFFFFE, middle = 0x1FFFFFFF, below = middle - 0x7FFF, above = middle + 0xFFFF;
+  for (const int32_t number : {first, middle, below, above}) open(number);
+  for (const int32_t number : {first, middle, below, above}) {
+    records[number] = visible;
+    const auto nearest = [&](auto fill) {
+      TreeBlock tree;
+      fill(tree);
+      const VekrIntersectScene scene = {kBox, records, tree.finish()};
+      return shoot(GetParam(), scene, {0, 0, -1}, {0, 0, 1}).triangle;
+    };
+    EXPECT_EQ(nearest([&](TreeBlock &t) { t.one(0, first); }), number == first ? number : -1);
+    EXPECT_EQ(nearest([&](TreeBlock &t) { t.two(0, first, middle); }),
+              number == first || number == middle ? number : -1);
+    EXPECT_EQ(nearest([&](TreeBlock &t) { t.three(0, below, middle, above); }),
+              number == first ? -1 : number);
+    EXPECT_EQ(nearest([&](TreeBlock &t) { t.list(0, {first, middle, below, above}); }), number);
+    records[number] = VekrTriangleAccel();
+  }
+  munmap(reserved, kBytes);
+}
+
 // A chain of `depth` planes across the ray, the nearest last: every plane is entered on both sides.
 TEST_P(OneRay, WalksFiftyPlanesDeep) {
   const int depth = 50;
@@ -558,6 +653,76 @@ TEST_P(OneRay, SplitsAtTheIntervalsEndsAreEnteredOnBothSides) {
   // tnear is 0, so the difference is the plane's own place.
   EXPECT_TRUE(entersOddChild(GetParam(), -eps, false));
   EXPECT_FALSE(entersOddChild(GetParam(), std::nextafter(-eps, -1.0f), false));
+}
+
+// Behind a box that ends at the origin the interval ends at the bare margin, where its last bit shows.
+TEST_P(OneRay, MarginBehindTheBoxIsExact) {
+  Mesh mesh;
+  mesh.add({0.25f, -0.5f, -0.5f}, {0.25f, 0.5f, -0.5f}, {0.25f, 0, 0.75f});
+  const auto records = mesh.records();
+  const float margin = fromBits(0x38d1b717u), eps = fromBits(0x3727c5acu);
+  const float box[6] = {-1, -1, -1, 0, 1, 1};
+  const uint32_t around = bitsOf(margin + eps);
+  int entered = 0, passed = 0;
+  for (uint32_t bits = around - 5; bits <= around + 5; ++bits) {
+    TreeBlock tree;
+    const int child = tree.inner(0, 0, fromBits(bits));
+    tree.empty(child);
+    tree.one(child + 1, 0);
+    const VekrIntersectScene scene = {box, records.data(), tree.finish()};
+    const bool hit = shoot(GetParam(), scene, {0, 0, 0}, {1, 0, 0}).triangle == 0;
+    EXPECT_EQ(hit, !(fromBits(bits) - margin > eps));
+    ++(hit ? entered : passed);
+  }
+  EXPECT_GT(entered, 3);
+  EXPECT_GT(passed, 3);
+}
+
+// Two planes across a ray along x from `x`: the second splits the cell below the first. A triangle well inside the box is
+// listed only above the second plane. Returns whether the ray gets there.
+bool entersBetween(bool many, float x, float first, float second) {
+  Mesh mesh;
+  mesh.add({0.25f, -0.5f, -0.5f}, {0.25f, 0.5f, -0.5f}, {0.25f, 0, 0.75f});
+  const auto records = mesh.records();
+  TreeBlock tree;
+  const int child = tree.inner(0, 0, first);
+  const int inner = tree.inner(child, 0, second);
+  tree.empty(child + 1);
+  tree.empty(inner);
+  tree.one(inner + 1, 0);
+  const VekrIntersectScene scene = {kBox, records.data(), tree.finish()};
+  return shoot(many, scene, {x, 0, 0}, {1, 0, 0}).triangle == 0;
+}
+
+TEST_P(OneRay, DifferencesAtSplitsAreExactlyComparedWithTheMargin) {
+  const float eps = fromBits(0x3727c5acu);
+  // The first plane makes tfar 0, so that the second lies exactly eps behind it.
+  EXPECT_TRUE(entersBetween(GetParam(), 0, 0, eps));
+  EXPECT_FALSE(entersBetween(GetParam(), 0, 0, std::nextafter(eps, 1.0f)));
+  // From x = -2 the box begins at t = 1. A plane 166 or 168 steps of 2^-24 before that is within eps, or is not: the
+  // difference decides, not a sum that is rounded anew.
+  const auto entersNear = [&](float plane) {
+    Mesh mesh;
+    mesh.add({0.25f, -0.5f, -0.5f}, {0.25f, 0.5f, -0.5f}, {0.25f, 0, 0.75f});
+    const auto records = mesh.records();
+    TreeBlock tree;
+    const int child = tree.inner(0, 0, plane);
+    tree.one(child, 0);
+    tree.empty(child + 1);
+    const VekrIntersectScene scene = {kBox, records.data(), tree.finish()};
+    return shoot(GetParam(), scene, {-2, 0, 0}, {1, 0, 0}).triangle == 0;
+  };
+  EXPECT_TRUE(entersNear(-1 - 83 * 0x1p-23f));
+  EXPECT_FALSE(entersNear(-1 - 84 * 0x1p-23f));
+}
+
+TEST_P(OneRay, TheCellBelowASplitEndsWithinTheInterval) {
+  // The first plane lies a little before the interval's start at t = 1: the cell ends at the start, not at the plane.
+  EXPECT_TRUE(entersBetween(GetParam(), -2, -1 - 80 * 0x1p-23f, -1 + 10 * 0x1p-23f));
+  // The first plane lies a little behind the interval's end: the cell ends at the end, not at the plane.
+  const float end = 1.0f + fromBits(0x38d1b717u);
+  EXPECT_TRUE(entersBetween(GetParam(), 0, end + 80 * 0x1p-23f, end + 70 * 0x1p-23f));
+  EXPECT_FALSE(entersBetween(GetParam(), 0, end + 80 * 0x1p-23f, end + 90 * 0x1p-23f));
 }
 
 TEST_P(OneRay, ARepeatedTriangleChangesNothing) {

@@ -122,7 +122,6 @@ TEST(TriangleRecord, NansAreNotDegenerate) {
 }
 
 TEST(TriangleRecord, RoundsOnceFromDouble) {
-  // Quotients go through the reciprocal in double; these values tell it from a division and from float arithmetic.
   Random random(9);
   for (int i = 0; i < 20000; ++i) {
     float v[9];
@@ -130,6 +129,31 @@ TEST(TriangleRecord, RoundsOnceFromDouble) {
     recordOf(v);
     if (HasFailure()) return;
   }
+}
+
+// Quotients that lie in the middle between two floats, where the last bit of the double decides: a product with the
+// reciprocal falls to the other side than a division does.
+TEST(TriangleRecord, QuotientsGoThroughTheReciprocal) {
+  Random random(10);
+  int different = 0;
+  for (int i = 0; i < 20000; ++i) {
+    // A - C = (0, 1, 0) and B - C = (x, y, z) with z > |x|: N = (z, 0, -x).
+    const auto z = static_cast<double>(3 + 2 * random.below(50));
+    const double tie = (0x1000001 + 2.0 * random.below(0x7FFFFF)) * 0x1p-25;
+    const double wanted = z * tie;
+    const auto high = static_cast<float>(wanted);
+    const auto low = static_cast<float>(high - wanted);
+    if (static_cast<double>(high) - static_cast<double>(low) != wanted) continue;
+    const bool ofNormal = i % 2 == 0;
+    const float cx = ofNormal ? low : 0, cy = ofNormal ? 0 : low;
+    const VekrTriangleAccel r =
+        recordOf({cx, cy + 1, 0, ofNormal ? high : 0, ofNormal ? 0 : high, static_cast<float>(z), cx, cy, 0});
+    if (HasFailure()) return;
+    if (!ofNormal && static_cast<double>(cy + 1) - static_cast<double>(cy) != 1.0) continue;
+    const auto divided = static_cast<float>(wanted / z);
+    different += (ofNormal ? r.nv != -divided : r.e2u != divided);
+  }
+  EXPECT_GT(different, 100);
 }
 
 TEST(TriangleRecord, ReadsNeitherTheFourthIndexNorBehindTheLastVertex) {

@@ -171,6 +171,42 @@ TEST(TriangleNormal, ThresholdOfTheSquaredLengthIsStrict) {
   for (int i = 0; i < 15; ++i) EXPECT_EQ(bitsOf(normals[i]), i == 2 ? bitsOf(1.0f) : 0u) << i;
 }
 
+// Quotients in the middle between two floats, where the last bit of the double decides: a product with the reciprocal of the
+// length, or a squared length summed in another order, would fall to the other side.
+TEST(TriangleNormal, LastBitOfTheDoubleCounts) {
+  ThreadCount setting(1);
+  Random random(4);
+  int byProduct = 0, byOrder = 0;
+  for (int i = 0; i < 200000 && (byProduct < 200 || byOrder < 200); ++i) {
+    // A - C = (0, 1, e) and B - C = (x, 0, z): N = (z, e x, -x), of length 3, 5, ...
+    const double length = 3 + 2 * random.below(50);
+    const double z = length * ((0x1000001 + 2.0 * random.below(0x7FFFFF)) * 0x1p-25);
+    const auto zHigh = static_cast<float>(z);
+    const auto zLow = static_cast<float>(zHigh - z);
+    const float az = i % 2 == 0 ? zLow : 0.5f;
+    const double e = static_cast<double>(az) - static_cast<double>(zLow);
+    const double x = std::sqrt((length * length - z * z) / (1 + e * e));
+    const auto xHigh = static_cast<float>(x);
+    const auto xLow = static_cast<float>(xHigh - x);
+    const float vertices[9] = {xLow, 1, az, xHigh, 0, zHigh, xLow, 0, zLow};
+    const int32_t indices[4] = {0, 1, 2, 0};
+    const auto edges = vekr_reference::edgesOf(vertices, vertices + 3, vertices + 6);
+    const double *n = edges.n;
+    const double l = std::sqrt((n[0] * n[0] + n[1] * n[1]) + n[2] * n[2]);
+    const double otherL = std::sqrt(n[0] * n[0] + (n[1] * n[1] + n[2] * n[2]));
+    const auto right = static_cast<float>(n[0] / l);
+    const bool product = static_cast<float>(n[0] * (1.0 / l)) != right;
+    const bool order = static_cast<float>(n[0] / otherL) != right;
+    if (!product && !order) continue;
+    byProduct += product;
+    byOrder += order;
+    expectTwinOfTriangleNormals(vertices, indices, 1, 0);
+    if (HasFailure()) return;
+  }
+  EXPECT_GT(byProduct, 100);
+  EXPECT_GT(byOrder, 100);
+}
+
 TEST(TriangleNormal, OfNansAndInfinitiesIsNan) {
   const float vertices[] = {NAN, 0, 0, 0, 1, 0, 0, 0, 0, INFINITY, 0, 0};
   const int32_t indices[] = {0, 1, 2, 0, 3, 1, 2, 0};
