@@ -30,12 +30,7 @@ TEST(PacketAny, EveryTileKindAgreesWithTheTwinOnEveryScene) {
           RayBlock block({4 + 4 * random.below(5), 4 + 4 * random.below(3)});
           setOrigin(block, originFor(scene, random));
           fillDirections(block, tiles, scene.mesh(), random);
-          // Segments that end before, on and behind what they aim at.
-          for (size_t i = 0; i < block.rays; ++i) {
-            static constexpr float kLengths[] = {1.0f, 0.5f, 1.5f, 4.0f, 0.999f};
-            const float length = kLengths[random.below(5)];
-            for (auto &plane : block.directions) plane[i] *= length;
-          }
+          scaleDirections(block, random);
           fillMask(block, masks, random);
           ASSERT_TRUE(anyAgrees(block, scene, &places))
               << "scene " << seed << ", tiles " << static_cast<int>(tiles) << ", masks " << static_cast<int>(masks);

@@ -113,6 +113,9 @@ inline Mesh sheets(int32_t cells, int32_t layers) {
   return mesh;
 }
 
+// A triangle in the plane of constant z that covers the square from -2 to 2 several times over.
+inline void addWall(Mesh &mesh, float z) { mesh.addTriangle({-9, -9, z}, {27, -9, z}, {-9, 27, z}); }
+
 // `groups` slanted triangles, each of them `copies` times in the same place.
 inline Mesh coincident(int32_t groups, int32_t copies, uint32_t seed) {
   Random random(seed);
@@ -125,6 +128,18 @@ inline Mesh coincident(int32_t groups, int32_t copies, uint32_t seed) {
     const int32_t c = mesh.addVertex({-1.5f, 2.5f, z});
     for (int32_t i = 0; i < copies; ++i) mesh.addTriangle(a, b, c);
   }
+  return mesh;
+}
+
+// `copies` triangles in one plane y = (x - 2^27) / 2. A ray along +x from (2^27, 1, 0) meets it at t = 2, and stays
+// where it is when it moves there, since its x is a multiple of 16: it meets one copy after the other for ever.
+inline constexpr float kStuckX = 134217728.0f;
+inline Mesh stuckStack(int32_t copies) {
+  Mesh mesh;
+  const int32_t a = mesh.addVertex({kStuckX - 1024.0f, -512.0f, -1000.0f});
+  const int32_t b = mesh.addVertex({kStuckX + 1024.0f, 512.0f, -1000.0f});
+  const int32_t c = mesh.addVertex({kStuckX, 0.0f, 2000.0f});
+  for (int32_t i = 0; i < copies; ++i) mesh.addTriangle(a, b, c);
   return mesh;
 }
 

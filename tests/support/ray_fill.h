@@ -103,6 +103,15 @@ inline void fillDirections(RayBlock &block, Tiles tiles, const Mesh &mesh, Rando
   }
 }
 
+// Makes segments that end before, on and behind what they aim at.
+inline void scaleDirections(RayBlock &block, Random &random) {
+  static constexpr float kLengths[] = {1.0f, 0.5f, 1.5f, 4.0f, 0.999f};
+  for (size_t i = 0; i < block.rays; ++i) {
+    const float length = kLengths[random.below(5)];
+    for (auto &plane : block.directions) plane[i] *= length;
+  }
+}
+
 // One origin for the block, also written to every ray's own.
 inline void setOrigin(RayBlock &block, const Point &origin) {
   for (size_t a = 0; a < 3; ++a) {

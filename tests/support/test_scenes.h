@@ -27,6 +27,7 @@ void forEachScene(Visit visit) {
   Mesh mixed = soup(200, 0.3f, 13);
   addDegenerate(mixed, 60, 13);
   build(mixed, {14, 3, Leaves::mixed, 13}, 0.0f);
+  build(coincident(24, 2, 15), {9, 3, Leaves::mixed, 15}, 0.0f);
   Mesh degenerate = coincident(3, 3, 14);
   addDegenerate(degenerate, 20, 14);
   build(degenerate, {8, 3, Leaves::inlined, 14}, 0.0f);

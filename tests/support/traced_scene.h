@@ -9,6 +9,13 @@
 
 namespace vekr_test {
 
+// The words of a tree of one leaf that lists `numbers`.
+inline std::vector<int32_t> oneLeaf(const std::vector<int32_t> &numbers) {
+  std::vector<int32_t> words = {-16, static_cast<int32_t>(numbers.size()), 0, 0};
+  words.insert(words.end(), numbers.begin(), numbers.end());
+  return words;
+}
+
 class TracedScene {
  public:
   // `slack` widens the box on every side; 0 lets outer triangles touch it.
