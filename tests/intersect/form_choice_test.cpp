@@ -123,9 +123,10 @@ TEST_F(FormChoice, OneRayArraysThatEndAtAnUnreadablePageAreNotOverrun) {
 TEST_F(FormChoice, BlocksWithoutRaysReadAndWriteNothing) {
   const float *const nullList[3] = {};
   float *const nullHits[2] = {};
-  for (const VekrBlockSize size : {VekrBlockSize{0, 0}, VekrBlockSize{0, 4}, VekrBlockSize{4, 0}, VekrBlockSize{-4, 4},
-                                   VekrBlockSize{4, -4}, VekrBlockSize{-4, -4}, VekrBlockSize{-3, -5},
-                                   VekrBlockSize{INT32_MIN, INT32_MIN}, VekrBlockSize{INT32_MIN, 8}}) {
+  for (const VekrBlockSize size :
+       {VekrBlockSize{0, 0}, VekrBlockSize{0, 4}, VekrBlockSize{4, 0}, VekrBlockSize{-4, 4},
+        VekrBlockSize{4, -4}, VekrBlockSize{-4, -4}, VekrBlockSize{-3, -5},
+        VekrBlockSize{INT32_MIN, INT32_MIN}, VekrBlockSize{INT32_MIN, 8}}) {
     EXPECT_EQ(vekrIntersectMO_32f(nullList, nullList, nullptr, nullHits, nullptr, nullptr, size), vekOk);
     EXPECT_EQ(vekrIntersectEyeSO_32f(nullptr, nullList, nullptr, nullHits, nullptr, nullptr, size), vekOk);
     EXPECT_EQ(vekrIntersectAnySO_32f(nullptr, nullList, nullptr, nullptr, size, nullptr), vekOk);

@@ -63,7 +63,8 @@ TEST(OneRayAny, BothEndsOfTheSegmentAreOpen) {
   RayBlock block({9, 1});
   setOrigin(block, {0.0f, 0.0f, 0.0f});
   // The wall is met at t = 1 / length.
-  static constexpr float kLengths[] = {1.0f, 1.0f / 0.9999f, 0.99995f, 1.0f / 1.00005f, 2.0f, -2.0f, 1e30f, 1.0000001f, 0.99999994f};
+  static constexpr float kLengths[] = {1.0f,  1.0f / 0.9999f, 0.99995f,   1.0f / 1.00005f, 2.0f,
+                                       -2.0f, 1e30f,          1.0000001f, 0.99999994f};
   for (size_t i = 0; i < 9; ++i) setDirection(block, i, {0.0f, 0.0f, kLengths[i]});
   runAny(block, scene.get());
   static constexpr int32_t kExpected[] = {-1, 0, -1, -1, 0, -1, 0, 0, -1};
@@ -174,8 +175,9 @@ TEST(OneRayLayered, RaysThatStickGoOnAsTheTwinDoes) {
       RayBlock block({9, 3}, std::max(depth, 2));
       setOrigin(block, {kStuckX, 1.0f, 0.0f});
       for (size_t i = 0; i < block.rays; ++i) {
-        setDirection(block, i, {random.within(0.3f, 2.0f), random.below(2) == 0 ? 0.0f : random.within(-0.05f, 0.05f),
-                                random.below(2) == 0 ? 0.0f : random.within(-0.5f, 0.5f)});
+        setDirection(block, i,
+                     {random.within(0.3f, 2.0f), random.below(2) == 0 ? 0.0f : random.within(-0.05f, 0.05f),
+                      random.below(2) == 0 ? 0.0f : random.within(-0.5f, 0.5f)});
       }
       fillLimits(block, Limits::far, random);
       ASSERT_TRUE(layersAgree(block, scene, depth)) << copies << " copies, depth " << depth;
@@ -259,7 +261,8 @@ TEST(OneRayLayered, AfterAHitOnTheFarSideOfTheBoxNothingFollows) {
   runMultiple(block, scene.get(), 4);
   static constexpr int32_t kTriangles[] = {0, 0, 1, 1, -1, -1, -1, -1};
   // A plane that is never reached keeps its distances.
-  static constexpr float kDistances[] = {1.0f, 2.0f, 2.0f, 4.0f, 3.4028235e38f, 3.4028235e38f, -123.0f, -123.0f};
+  static constexpr float kDistances[] = {1.0f,          2.0f,          2.0f,    4.0f,
+                                         3.4028235e38f, 3.4028235e38f, -123.0f, -123.0f};
   EXPECT_TRUE(sameArrays(block.triangles, kTriangles, 8));
   EXPECT_TRUE(sameArrays(block.distances, kDistances, 8));
 }
@@ -273,14 +276,15 @@ TEST(OneRayLayered, ADepthBelowOneWritesTheStartOfTheSecondPlaneAfterAHit) {
     RayBlock block({3, 1}, 3);
     setOrigin(block, {0.0f, 0.0f, 0.0f});
     setDirection(block, 0, {0.0f, 0.0f, 1.0f});
-    setDirection(block, 1, {0.0f, 0.0f, -1.0f});   // misses
+    setDirection(block, 1, {0.0f, 0.0f, -1.0f});  // misses
     setDirection(block, 2, {0.25f, 0.0f, 1.0f});
     for (size_t i = 0; i < 3; ++i) block.distances[i] = 9.0f;
     block.triangles.fill(-1);  // no plane is preset
     block.triangles[4] = 55;
     runMultiple(block, scene.get(), depth);
     static constexpr int32_t kTriangles[] = {0, -1, 0, -1, 55, -1, -1, -1, -1};
-    static constexpr float kDistances[] = {1.0f, 9.0f, 1.0f, 3.4028235e38f, -123.0f, 3.4028235e38f, -123.0f, -123.0f, -123.0f};
+    static constexpr float kDistances[] = {1.0f,          9.0f,    1.0f,    3.4028235e38f, -123.0f,
+                                           3.4028235e38f, -123.0f, -123.0f, -123.0f};
     EXPECT_TRUE(sameArrays(block.triangles, kTriangles, 9)) << depth;
     EXPECT_TRUE(sameArrays(block.distances, kDistances, 9)) << depth;
   }

@@ -15,8 +15,9 @@ using vekr_reference::PacketPlaces;
   expected.copyFrom(block);
   const VekrIntersectScene traced = scene.get();
   if (runAny(block, traced) != vekOk) return ::testing::AssertionFailure() << "status";
-  vekr_reference::packetIntersectAnySO(expected.pointOrigin.data(), expected.directionList, expected.occluders.data(),
-                                       expected.mask.data(), expected.size, &traced, places);
+  vekr_reference::packetIntersectAnySO(expected.pointOrigin.data(), expected.directionList,
+                                       expected.occluders.data(), expected.mask.data(), expected.size,
+                                       &traced, places);
   return sameBlocks(block, expected);
 }
 
@@ -33,7 +34,8 @@ TEST(PacketAny, EveryTileKindAgreesWithTheTwinOnEveryScene) {
           scaleDirections(block, random);
           fillMask(block, masks, random);
           ASSERT_TRUE(anyAgrees(block, scene, &places))
-              << "scene " << seed << ", tiles " << static_cast<int>(tiles) << ", masks " << static_cast<int>(masks);
+              << "scene " << seed << ", tiles " << static_cast<int>(tiles) << ", masks "
+              << static_cast<int>(masks);
         }
       }
     }
@@ -77,7 +79,8 @@ Mesh walls(std::initializer_list<float> positions) {
 ::testing::AssertionResult occludersAre(const RayBlock &block, int32_t number) {
   for (size_t i = 0; i < block.rays; ++i) {
     if (block.occluders[i] != number) {
-      return ::testing::AssertionFailure() << "ray " << i << ": " << block.occluders[i] << " instead of " << number;
+      return ::testing::AssertionFailure()
+             << "ray " << i << ": " << block.occluders[i] << " instead of " << number;
     }
   }
   return ::testing::AssertionSuccess();
@@ -226,7 +229,8 @@ TEST(PacketAny, BothEndsOfTheSegmentAreOpen) {
     for (size_t l = 0; l < std::size(kLengths); ++l) {
       RayBlock block({4, 4});
       setOrigin(block, {0.0f, 0.0f, 0.0f});
-      for (size_t i = 0; i < 16; ++i) setDirection(block, i, {mixed && i == 7 ? -0.1f : 0.1f, 0.0f, kLengths[l]});
+      for (size_t i = 0; i < 16; ++i)
+        setDirection(block, i, {mixed && i == 7 ? -0.1f : 0.1f, 0.0f, kLengths[l]});
       runAny(block, scene.get());
       for (size_t i = 0; i < 16; ++i) EXPECT_EQ(block.mask[i], kBlocked[l] ? -1 : 0) << l;
     }

@@ -16,9 +16,9 @@ using vekr_reference::PacketPlaces;
   expected.copyFrom(block);
   const VekrIntersectScene traced = scene.get();
   if (runMultiple(block, traced, depth) != vekOk) return ::testing::AssertionFailure() << "status";
-  vekr_reference::packetIntersectMultipleSO(expected.pointOrigin.data(), expected.directionList,
-                                            expected.distances.data(), expected.hitList, expected.triangles.data(),
-                                            &traced, {block.size.width, block.size.height, depth}, places);
+  vekr_reference::packetIntersectMultipleSO(
+      expected.pointOrigin.data(), expected.directionList, expected.distances.data(), expected.hitList,
+      expected.triangles.data(), &traced, {block.size.width, block.size.height, depth}, places);
   return sameBlocks(block, expected);
 }
 
@@ -92,8 +92,10 @@ TEST(PacketLayered, RaysThatStickGoOnAsTheTwinDoes) {
       setOrigin(block, {kStuckX, 1.0f, 0.0f});
       for (size_t i = 0; i < block.rays; ++i) {
         const bool still = random.below(2) == 0;
-        setDirection(block, i, {random.within(0.3f, 2.0f), still ? 0.0f : random.within(i % 8 < 4 ? 0.0f : -0.05f, 0.05f),
-                                still ? 0.0f : random.within(i % 8 < 4 ? 0.0f : -0.5f, 0.5f)});
+        setDirection(
+            block, i,
+            {random.within(0.3f, 2.0f), still ? 0.0f : random.within(i % 8 < 4 ? 0.0f : -0.05f, 0.05f),
+             still ? 0.0f : random.within(i % 8 < 4 ? 0.0f : -0.5f, 0.5f)});
       }
       fillLimits(block, Limits::far, random);
       ASSERT_TRUE(layersAgree(block, scene, depth, &places)) << copies << " copies, depth " << depth;

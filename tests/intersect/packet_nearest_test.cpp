@@ -53,7 +53,8 @@ TEST(PacketNearest, EveryTileKindAgreesWithTheTwinOnEveryScene) {
         setOrigin(block, originFor(scene, random));
         fillDirections(block, tiles, scene.mesh(), random);
         fillLimits(block, limits, random);
-        ASSERT_TRUE(eyeAgrees(block, scene, &eye)) << "scene " << seed << ", tiles " << static_cast<int>(tiles);
+        ASSERT_TRUE(eyeAgrees(block, scene, &eye))
+            << "scene " << seed << ", tiles " << static_cast<int>(tiles);
         hits += hitsIn(block);
 
         RayBlock many({width, height});
@@ -260,8 +261,9 @@ TEST(PacketNearest, AMixedTileFindsWhatUniformTilesFind) {
     RayBlock mixed({4, 4});
     setOrigin(mixed, pointWithin(random, -0.3f, 0.3f));
     for (size_t i = 0; i < 16; ++i) {
-      setDirection(mixed, i, {i % 4 < 2 ? random.within(0.1f, 1) : random.within(-1, -0.1f), random.within(0.1f, 1),
-                              random.within(0.1f, 1)});
+      setDirection(mixed, i,
+                   {i % 4 < 2 ? random.within(0.1f, 1) : random.within(-1, -0.1f), random.within(0.1f, 1),
+                    random.within(0.1f, 1)});
       mixed.distances[i] = 50.0f;
     }
     RayBlock uniform({64, 4});

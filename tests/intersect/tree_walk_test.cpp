@@ -152,7 +152,8 @@ TEST(TreeWalk, InlineLeavesHoldNumbersAboveSixteenBits) {
   records[kMiddle + kBehind] = walls[2];
   const float box[] = {-9, -9, 0, 27, 27, 4};
   const auto node = [](uint32_t word0, uint32_t word1) {
-    return VekrKDTreeNode{static_cast<int32_t>(word0 | 0x80000000u), static_cast<int32_t>(word1 | 0x80000000u)};
+    return VekrKDTreeNode{static_cast<int32_t>(word0 | 0x80000000u),
+                          static_cast<int32_t>(word1 | 0x80000000u)};
   };
   const VekrKDTreeNode one = node(kMiddle, 1), two = node(kMiddle - kBefore, 2u | (kMiddle + kBehind) << 2),
                        three = node(kBefore << 16 | kBehind, 3u | kMiddle << 2);

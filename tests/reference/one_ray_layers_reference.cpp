@@ -192,9 +192,9 @@ void oneRayIntersectMultipleSO(const float *origin, const float *const *directio
                                float *const *hits, int32_t *hitTriangles, const VekrIntersectScene *scene,
                                VekrVolumeSize volume) {
   if (volume.width < 1 || volume.height < 1) return;
-  const auto entries = static_cast<int32_t>(static_cast<uint32_t>(volume.width) *
-                                            static_cast<uint32_t>(volume.height) *
-                                            static_cast<uint32_t>(volume.depth));
+  const auto entries =
+      static_cast<int32_t>(static_cast<uint32_t>(volume.width) * static_cast<uint32_t>(volume.height) *
+                           static_cast<uint32_t>(volume.depth));
   for (int32_t e = 0; e < entries; ++e) hitTriangles[e] = -1;
   for (int32_t i = 0; i < volume.width * volume.height; ++i) {
     Ray ray = {};

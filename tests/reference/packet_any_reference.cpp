@@ -5,10 +5,10 @@ namespace vekr_reference {
 
 namespace {
 
-constexpr float kBig = std::bit_cast<float>(0x4b000000u);            // 8388608.0
-constexpr float kSegmentEnd = std::bit_cast<float>(0x3f800347u);     // 1.0001
-constexpr float kSeedFallback = std::bit_cast<float>(0x47a3d70au);   // 83886.078125
-constexpr float kSeedNodeMargin = std::bit_cast<float>(0x3727c5acu); // 1e-5
+constexpr float kBig = std::bit_cast<float>(0x4b000000u);             // 8388608.0
+constexpr float kSegmentEnd = std::bit_cast<float>(0x3f800347u);      // 1.0001
+constexpr float kSeedFallback = std::bit_cast<float>(0x47a3d70au);    // 83886.078125
+constexpr float kSeedNodeMargin = std::bit_cast<float>(0x3727c5acu);  // 1e-5
 constexpr int kAllRays = 16;
 
 struct Call {

@@ -5,7 +5,8 @@ namespace vekr_reference {
 
 namespace {
 
-constexpr float kSmallest = std::bit_cast<float>(0x37480000u);  // 1.1920929e-5, in place of a parallel direction
+constexpr float kSmallest =
+    std::bit_cast<float>(0x37480000u);  // 1.1920929e-5, in place of a parallel direction
 constexpr float kFarthest = std::bit_cast<float>(0x7f7fffffu);  // 3.4028235e38
 constexpr int kAllRays = 16;
 
@@ -179,9 +180,9 @@ void packetIntersectMultipleSO(const float *origin, const float *const *directio
                                float *const *hits, int32_t *hitTriangles, const VekrIntersectScene *scene,
                                VekrVolumeSize volume, PacketPlaces *places) {
   if (volume.width < 1 || volume.height < 1) return;
-  const auto entries = static_cast<int32_t>(static_cast<uint32_t>(volume.width) *
-                                            static_cast<uint32_t>(volume.height) *
-                                            static_cast<uint32_t>(volume.depth));
+  const auto entries =
+      static_cast<int32_t>(static_cast<uint32_t>(volume.width) * static_cast<uint32_t>(volume.height) *
+                           static_cast<uint32_t>(volume.depth));
   for (int32_t i = 0; i < entries; ++i) hitTriangles[i] = -1;
   const Call call{origin, directions, distances, hits, hitTriangles, scene, volume, places};
   for (int32_t y = 0; y < volume.height; y += 4) {

@@ -42,8 +42,19 @@ class RayArray {
 
 // The arrays by number, for those who misalign them.
 enum RayArrayNumber {
-  kOriginX, kOriginY, kOriginZ, kDirectionX, kDirectionY, kDirectionZ,
-  kDistances, kHits0, kHits1, kHitTriangles, kOccluders, kMask, kRayArrays
+  kOriginX,
+  kOriginY,
+  kOriginZ,
+  kDirectionX,
+  kDirectionY,
+  kDirectionZ,
+  kDistances,
+  kHits0,
+  kHits1,
+  kHitTriangles,
+  kOccluders,
+  kMask,
+  kRayArrays
 };
 
 struct RayLayout {
@@ -51,7 +62,9 @@ struct RayLayout {
   int by = 4;
   int others = 0;  // offset of the other arrays from a multiple of 64: 0, 16, 32, 48 or kAtPageEnd
 
-  int offsetOf(int number) const { return number == misaligned ? (others == kAtPageEnd ? 0 : others) + by : others; }
+  int offsetOf(int number) const {
+    return number == misaligned ? (others == kAtPageEnd ? 0 : others) + by : others;
+  }
 };
 
 struct RayBlock {
@@ -143,8 +156,8 @@ inline VekStatus runMO(const RayBlock &b, const VekrIntersectScene &scene) {
                              &scene, b.size);
 }
 inline VekStatus runAny(const RayBlock &b, const VekrIntersectScene &scene) {
-  return vekrIntersectAnySO_32f(b.pointOrigin.data(), b.directionList, b.occluders.data(), b.mask.data(), b.size,
-                                &scene);
+  return vekrIntersectAnySO_32f(b.pointOrigin.data(), b.directionList, b.occluders.data(), b.mask.data(),
+                                b.size, &scene);
 }
 inline VekStatus runMultiple(const RayBlock &b, const VekrIntersectScene &scene, int32_t depth) {
   return vekrIntersectMultipleSO_32f(b.pointOrigin.data(), b.directionList, b.distances.data(), b.hitList,

@@ -18,13 +18,15 @@ enum class Tiles {
   cornersAndEdges,  // at vertices and edges of the mesh, exactly
   changing,         // another kind in every tile
 };
-inline constexpr Tiles kAllTiles[] = {Tiles::coherent,    Tiles::oneOctant,       Tiles::anyOctant, Tiles::parallelUniform,
-                                      Tiles::parallelAny, Tiles::cornersAndEdges, Tiles::changing};
+inline constexpr Tiles kAllTiles[] = {Tiles::coherent,        Tiles::oneOctant,   Tiles::anyOctant,
+                                      Tiles::parallelUniform, Tiles::parallelAny, Tiles::cornersAndEdges,
+                                      Tiles::changing};
 
 // 0 in both signs, numbers just inside the threshold for a parallel axis, on it and just outside.
 inline float nearlyZero(Random &random) {
-  static constexpr float kValues[] = {0.0f,  0.0f,   -0.0f,  1e-8f, -1e-8f, 1.1920929e-7f, -1.1920929e-7f, 1.192093e-7f,
-                                      -1.192093e-7f, 1e-42f, -1e-42f};
+  static constexpr float kValues[] = {0.0f,          0.0f,          -0.0f,          1e-8f,
+                                      -1e-8f,        1.1920929e-7f, -1.1920929e-7f, 1.192093e-7f,
+                                      -1.192093e-7f, 1e-42f,        -1e-42f};
   return kValues[random.below(static_cast<int32_t>(std::size(kValues)))];
 }
 
@@ -53,8 +55,8 @@ inline Point towards(const Point &target, const Point &origin) {
 }
 
 // The direction of one ray; `base` is the tile's own target, `octant` and `axis` the tile's own, too.
-inline Point directionOf(Tiles tiles, const Mesh &mesh, const Point &origin, const Point &base, int octant, int axis,
-                         size_t row, size_t column, Random &random) {
+inline Point directionOf(Tiles tiles, const Mesh &mesh, const Point &origin, const Point &base, int octant,
+                         int axis, size_t row, size_t column, Random &random) {
   Point d{};
   const int32_t triangle = random.below(mesh.triangleCount());
   if (tiles == Tiles::coherent) {
@@ -64,7 +66,8 @@ inline Point directionOf(Tiles tiles, const Mesh &mesh, const Point &origin, con
   } else if (tiles == Tiles::cornersAndEdges) {
     d = towards(pointOnEdge(mesh, triangle, random), origin);
   } else {
-    d = random.below(2) == 0 ? towards(pointOnTriangle(mesh, triangle, random), origin) : pointWithin(random, -1, 1);
+    d = random.below(2) == 0 ? towards(pointOnTriangle(mesh, triangle, random), origin)
+                             : pointWithin(random, -1, 1);
   }
   const bool uniform = tiles == Tiles::oneOctant || tiles == Tiles::parallelUniform;
   if (tiles == Tiles::parallelUniform || tiles == Tiles::parallelAny) {
@@ -163,7 +166,8 @@ inline void fillLimits(RayBlock &block, Limits limits, Random &random) {
     static constexpr float kDead[] = {0.0f, -0.0f, -1.0f, -1e30f};
     float x = farLimit(random);
     if (limits == Limits::mixed && random.below(2) == 0) x = random.within(-0.5f, 3.0f);
-    if (limits == Limits::dead || (limits == Limits::mixed && random.below(6) == 0)) x = kDead[random.below(4)];
+    if (limits == Limits::dead || (limits == Limits::mixed && random.below(6) == 0))
+      x = kDead[random.below(4)];
     block.distances[i] = x;
   }
   // Some whole tiles and some whole rows have nothing to look for.

@@ -81,7 +81,8 @@ class TestTree {
       const size_t pair = words_.size();
       words_.resize(pair + 4);
       const int32_t ignored = random_.below(2) * 4;
-      words_[node] = static_cast<int32_t>((pair - node) * sizeof(int32_t)) | static_cast<int32_t>(axis) | ignored;
+      words_[node] =
+          static_cast<int32_t>((pair - node) * sizeof(int32_t)) | static_cast<int32_t>(axis) | ignored;
       words_[node + 1] = std::bit_cast<int32_t>(split);
       float middle[3] = {high[0], high[1], high[2]};
       middle[axis] = split;
@@ -108,7 +109,8 @@ class TestTree {
   }
 
   void leaf(size_t node, const std::vector<int32_t> &list) {
-    bool inlined = shape_.leaves == Leaves::inlined || (shape_.leaves == Leaves::mixed && random_.below(3) > 0);
+    bool inlined =
+        shape_.leaves == Leaves::inlined || (shape_.leaves == Leaves::mixed && random_.below(3) > 0);
     uint32_t word0 = 0x80000000u, word1 = 0;
     if (list.empty()) {
       word0 |= random_.bits();

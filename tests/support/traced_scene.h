@@ -49,7 +49,8 @@ class TracedScene {
       box_[a] -= slack;
       box_[3 + a] += slack;
     }
-    vekrTriangleAccelInit(records_.data(), mesh_.vertices.data(), mesh_.indices.data(), mesh_.triangleCount());
+    vekrTriangleAccelInit(records_.data(), mesh_.vertices.data(), mesh_.indices.data(),
+                          mesh_.triangleCount());
     tree_ = std::make_unique<PageEnd<int32_t>>(words.size());
     std::copy(words.begin(), words.end(), tree_->begin());
   }
