@@ -162,7 +162,7 @@ TEST(AwkwardValues, BoxesThatDontFitTheMeshAgreeWithTheTwins) {
 // Vertices that are not numbers give records that no ray hits; their neighbours in the leaf are hit as ever.
 TEST(AwkwardValues, RecordsThatAreNotNumbersAreNeverHit) {
   Mesh mesh;
-  mesh.addTriangle({kNan, 0, 1}, {9, -9, 1}, {-9, 27, 1});
+  mesh.addTriangle({kNan, kNan, kNan}, {9, -9, 1}, {-9, 27, 1});
   mesh.addTriangle({-9, -9, kInfinity}, {27, -9, 1}, {-9, 27, 1});
   addWall(mesh, 2.0f);
   TracedScene scene(mesh, oneLeaf({0, 1, 2}));

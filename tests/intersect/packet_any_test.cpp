@@ -217,6 +217,32 @@ TEST(PacketAny, ALaneOfAMixedTileLosesItsNumberToTheNextTriangle) {
   }
 }
 
+// Weights that are not numbers pass the sign tests, so that such a triangle, which blocks nobody, wipes the numbers of
+// lanes that are blocked already.
+TEST(PacketAny, ARecordWithoutNumbersWipesThoseOfAMixedTile) {
+  Mesh mesh;
+  mesh.addTriangle({50, 50, 50}, {51, 50, 50}, {50, 51, 50});
+  mesh.addTriangle({-1, -1, 1}, {3, -1, 1}, {-1, 3, 1});
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  mesh.addTriangle({nan, nan, nan}, {0.5f, 0, 2}, {0, 0.5f, 2});
+  TracedScene scene(mesh, oneLeaf({0, 1, 2}));
+  for (const bool mixed : {true, false}) {
+    RayBlock block({4, 4});
+    block.mask.fill(-1);  // no seed
+    block.mask[0] = 0;
+    setOrigin(block, {0.0f, 0.0f, 0.0f});
+    for (size_t i = 0; i < 16; ++i) setDirection(block, i, {0.2f, 0.2f, 4.0f});
+    setDirection(block, 2, {12.0f, 1.0f, 4.0f});
+    if (mixed) setDirection(block, 3, {-0.4f, 0.4f, 4.0f});
+    runAny(block, scene.get());
+    EXPECT_EQ(block.occluders[0], mixed ? 0 : 1);
+    EXPECT_EQ(block.occluders[1], mixed ? 0 : 1);
+    EXPECT_EQ(block.occluders[2], -1);
+    EXPECT_EQ(block.occluders[3], 1) << "alone in its octant, or in a wide kernel";
+    EXPECT_EQ(block.mask[0], -1);
+  }
+}
+
 TEST(PacketAny, BothEndsOfTheSegmentAreOpen) {
   Mesh mesh;
   mesh.addTriangle({50, 50, 50}, {51, 50, 50}, {50, 51, 50});
