@@ -1,0 +1,208 @@
+// The walk through trees as deep as they come, leaves of every form, and bits that a reader must mask off.
+#include <gtest/gtest.h>
+
+#include "support/ray_fill.h"
+#include "support/test_scenes.h"
+
+namespace {
+
+using namespace vekr_test;
+
+// Inner nodes in a chain: each has the next one on its near side for rays along +x, and a leaf on the other side.
+// Leaf number `fullLeaf` holds triangle 0, the others are empty.
+std::vector<int32_t> chain(const std::vector<float> &planes, size_t fullLeaf) {
+  std::vector<int32_t> words(4, 0);
+  size_t node = 0;
+  for (size_t i = 0; i < planes.size(); ++i) {
+    const size_t pair = words.size();
+    words.resize(pair + 4);
+    words[node] = static_cast<int32_t>((pair - node) * 4);
+    words[node + 1] = std::bit_cast<int32_t>(planes[i]);
+    words[pair + 2] = INT32_MIN;
+    words[pair + 3] = i == fullLeaf ? static_cast<int32_t>(0x80000001u) : 0;
+    node = pair;
+  }
+  words[node] = INT32_MIN;
+  words[node + 1] = 0;
+  return words;
+}
+
+// Runs all four functions in both forms on rays along +x and sees that each ray finds the wall.
+void expectWallFound(TracedScene &scene, float distance) {
+  for (const VekrBlockSize size : {VekrBlockSize{4, 4}, VekrBlockSize{3, 1}}) {
+    for (const bool mixed : {false, true}) {
+      RayBlock eye(size);
+      setOrigin(eye, {-1.0f, 0.25f, 0.5f});
+      for (size_t i = 0; i < eye.rays; ++i) {
+        eye.directions[0][i] = 1.0f;
+        eye.directions[1][i] = mixed && i == 1 ? -0.001f : 0.001f;
+        eye.directions[2][i] = 0.002f;
+        eye.distances[i] = 1e30f;
+      }
+      RayBlock many(size), layered(size), any(size);
+      many.copyFrom(eye);
+      layered.copyFrom(eye);
+      any.copyFrom(eye);
+      for (size_t i = 0; i < any.rays; ++i) {
+        for (auto &plane : any.directions) plane[i] *= distance * 1.01f;
+      }
+      runEye(eye, scene.get());
+      runMO(many, scene.get());
+      runMultiple(layered, scene.get(), 1);
+      runAny(any, scene.get());
+      for (size_t i = 0; i < eye.rays; ++i) {
+        EXPECT_EQ(eye.triangles[i], 0) << i;
+        EXPECT_EQ(many.triangles[i], 0) << i;
+        EXPECT_EQ(layered.triangles[i], 0) << i;
+        EXPECT_EQ(any.occluders[i], 0) << i;
+        EXPECT_FLOAT_EQ(eye.distances[i], distance);
+        EXPECT_FLOAT_EQ(many.distances[i], distance);
+        EXPECT_FLOAT_EQ(layered.distances[i], distance);
+      }
+    }
+  }
+}
+
+Mesh wallAcrossX(float x) {
+  Mesh mesh;
+  mesh.addTriangle({x, -9, -9}, {x, 27, -9}, {x, -9, 27});
+  mesh.addTriangle({-2, -2, -2}, {-2, -2, -2}, {-2, -2, -2});  // pulls the box to the left
+  return mesh;
+}
+
+TEST(TreeWalk, FiftyPlanesMayBeCrossedWithBothSidesEntered) {
+  std::vector<float> planes;
+  for (int i = 0; i < 50; ++i) planes.push_back(50.0f - static_cast<float>(i));
+  TracedScene scene(wallAcrossX(50.5f), chain(planes, 0), 0.5f);
+  expectWallFound(scene, 51.5f);
+}
+
+TEST(TreeWalk, PlanesOnOneSideOfTheRaysTakeNoPlaceOnTheStack) {
+  std::vector<float> planes;
+  for (int i = 0; i < 40; ++i) planes.push_back(1000.0f - static_cast<float>(i));  // behind the box
+  for (int i = 0; i < 50; ++i) planes.push_back(50.0f - static_cast<float>(i));
+  TracedScene scene(wallAcrossX(50.5f), chain(planes, 40), 0.5f);
+  expectWallFound(scene, 51.5f);
+}
+
+TEST(TreeWalk, TheTestTreesHaveLeavesOfEveryForm) {
+  const TestTree tree(soup(400, 0.2f, 2), {20, 3, Leaves::mixed, 3});
+  for (int form = 0; form <= 4; ++form) EXPECT_GT(tree.leavesOfForm(form), 5u) << form;
+  EXPECT_GT(tree.innerNodes(), 100u);
+  EXPECT_GT(tree.depth(), 6);
+}
+
+// The same triangles and the same inner nodes, listed and inline, give the same bits: the forms of leaves carry numbers
+// in one order.
+TEST(TreeWalk, InlineLeavesAreReadAsTheListsTheyStandFor) {
+  const Mesh mesh = soup(300, 0.25f, 41);
+  Random random(41);
+  for (const VekrBlockSize size : {VekrBlockSize{16, 8}, VekrBlockSize{15, 7}}) {
+    RayBlock rays(size, 3);
+    setOrigin(rays, {0.3f, -0.1f, -1.5f});
+    for (size_t i = 0; i < rays.rays; ++i) {
+      const Point d = towards(pointOnTriangle(mesh, random.below(300), random), {0.3f, -0.1f, -1.5f});
+      for (size_t a = 0; a < 3; ++a) rays.directions[a][i] = d[a];
+      rays.distances[i] = 50.0f;
+    }
+    for (int32_t leafSize = 1; leafSize <= 3; ++leafSize) {
+      // One leaf of one, two or three triangles: the same list, inline and not.
+      Random numbers(static_cast<uint32_t>(leafSize));
+      for (int round = 0; round < 40; ++round) {
+        std::vector<int32_t> list;
+        while (static_cast<int32_t>(list.size()) < leafSize) {
+          const int32_t n = numbers.below(300);
+          if (list.empty() || n >= list.back()) list.push_back(n);
+        }
+        std::vector<int32_t> words(4, 0);
+        const auto first = static_cast<uint32_t>(list[0]), last = static_cast<uint32_t>(list.back());
+        const auto middle = static_cast<uint32_t>(list[list.size() / 2]);
+        uint32_t word0 = first, word1 = 1;
+        if (leafSize == 2) word1 = 2u | last << 2;
+        if (leafSize == 3) {
+          word0 = (middle - first) << 16 | (last - middle);
+          word1 = 3u | middle << 2;
+        }
+        words[0] = static_cast<int32_t>(0x80000000u | word0);
+        words[1] = static_cast<int32_t>(0x80000000u | word1);
+        TracedScene inlined(mesh, words), listed(mesh, oneLeaf(list));
+        RayBlock a(size, 3), b(size, 3);
+        a.copyFrom(rays);
+        b.copyFrom(rays);
+        runMultiple(a, inlined.get(), 3);
+        runMultiple(b, listed.get(), 3);
+        runAny(a, inlined.get());
+        runAny(b, listed.get());
+        ASSERT_TRUE(sameBlocks(a, b));
+      }
+    }
+  }
+}
+
+// A path to the largest numbers that the inline forms hold: records and tree are laid out so that only those exist.
+TEST(TreeWalk, InlineLeavesHoldNumbersAboveSixteenBits) {
+  constexpr int32_t kMiddle = 0x12345, kBefore = 0x7FFF, kBehind = 0xFFFF;
+  std::vector<VekrTriangleAccel> records(kMiddle + kBehind + 1);
+  Mesh mesh;
+  for (const float z : {3.0f, 2.0f, 1.0f}) addWall(mesh, z);
+  VekrTriangleAccel walls[3];
+  vekrTriangleAccelInit(walls, mesh.vertices.data(), mesh.indices.data(), 3);
+  records[kMiddle - kBefore] = walls[0];
+  records[kMiddle] = walls[1];
+  records[kMiddle + kBehind] = walls[2];
+  const float box[] = {-9, -9, 0, 27, 27, 4};
+  const auto node = [](uint32_t word0, uint32_t word1) {
+    return VekrKDTreeNode{static_cast<int32_t>(word0 | 0x80000000u),
+                          static_cast<int32_t>(word1 | 0x80000000u)};
+  };
+  const VekrKDTreeNode one = node(kMiddle, 1), two = node(kMiddle - kBefore, 2u | (kMiddle + kBehind) << 2),
+                       three = node(kBefore << 16 | kBehind, 3u | kMiddle << 2);
+  for (const VekrBlockSize size : {VekrBlockSize{4, 4}, VekrBlockSize{3, 1}}) {
+    const auto layersOf = [&](const VekrKDTreeNode &root) {
+      RayBlock block(size, 4);
+      setOrigin(block, {0.25f, 0.5f, 0.0f});
+      for (size_t i = 0; i < block.rays; ++i) {
+        block.directions[0][i] = 0.125f;
+        block.directions[1][i] = 0.25f;
+        block.directions[2][i] = 1.0f;
+        block.distances[i] = 50.0f;
+      }
+      runMultiple(block, {box, records.data(), &root}, 4);
+      std::vector<int32_t> numbers;
+      for (size_t l = 0; l < 4; ++l) numbers.push_back(block.triangles[l * block.rays]);
+      return numbers;
+    };
+    EXPECT_EQ(layersOf(one), (std::vector<int32_t>{kMiddle, -1, -1, -1}));
+    EXPECT_EQ(layersOf(two), (std::vector<int32_t>{kMiddle + kBehind, kMiddle - kBefore, -1, -1}));
+    EXPECT_EQ(layersOf(three), (std::vector<int32_t>{kMiddle + kBehind, kMiddle, kMiddle - kBefore, -1}));
+  }
+}
+
+TEST(TreeWalk, LeavesWithoutTrianglesAreEmptyInEveryForm) {
+  Mesh mesh;
+  addWall(mesh, 1.0f);
+  static constexpr uint32_t kWords1[] = {0u, 0x80000000u, 0x80000004u, 0xFFFFFFFCu};
+  for (const uint32_t word1 : kWords1) {
+    for (const uint32_t word0 : {0x80000000u, 0xFFFFFFFFu, 0xFFFFFFF0u}) {
+      const std::vector<int32_t> words = {static_cast<int32_t>(word0), static_cast<int32_t>(word1)};
+      TracedScene scene(mesh, words, 1.0f);
+      for (const VekrBlockSize size : {VekrBlockSize{4, 4}, VekrBlockSize{3, 1}}) {
+        RayBlock block(size, 2);
+        setOrigin(block, {0.25f, 0.5f, 0.25f});
+        for (size_t i = 0; i < block.rays; ++i) {
+          block.directions[2][i] = 4.0f;
+          block.distances[i] = 50.0f;
+        }
+        runAny(block, scene.get());
+        runMultiple(block, scene.get(), 2);
+        for (size_t i = 0; i < block.rays; ++i) {
+          EXPECT_EQ(block.occluders[i], -1);
+          EXPECT_EQ(block.mask[i], 0);
+          EXPECT_EQ(block.triangles[i], -1);
+        }
+      }
+    }
+  }
+}
+
+}  // namespace

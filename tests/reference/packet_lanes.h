@@ -1,0 +1,140 @@
+// What the packet twins share: a packet as plain arrays with one entry a lane, its reciprocals, its decision at an
+// inner node, and the test of one lane against one triangle.
+#pragma once
+
+#include <xmmintrin.h>
+
+#include <array>
+#include <bit>
+#include <cmath>
+#include <vector>
+
+#include "reference/tree_reading.h"
+
+namespace vekr_reference {
+
+inline constexpr int kMaxLanes = 8;
+using LaneFloats = std::array<float, kMaxLanes>;
+using LaneInts = std::array<int32_t, kMaxLanes>;
+using LaneFlags = std::array<bool, kMaxLanes>;
+
+inline constexpr float kParallel = std::bit_cast<float>(0x34000000u);   // 1.1920929e-7
+inline constexpr float kFarMargin = std::bit_cast<float>(0x38d1b717u);  // 0.0001
+
+inline float lesser(float a, float b) { return b < a ? b : a; }
+inline float greater(float a, float b) { return a < b ? b : a; }
+
+inline float approximate(float x) { return _mm_cvtss_f32(_mm_rcp_ss(_mm_set_ss(x))); }
+inline float newton(float r, float x) { return (r + r) - (r * r) * x; }
+
+// A parallel lane takes `constant` as its approximate reciprocal, and its own direction in the Newton step.
+inline float reciprocalOfEstimate(float d, float constant) {
+  return newton(std::fabs(d) <= kParallel ? constant : approximate(d), d);
+}
+// A parallel lane takes `constant` as its direction.
+inline float reciprocalOfDirection(float d, float constant) {
+  const float x = std::fabs(d) <= kParallel ? constant : d;
+  return newton(approximate(x), x);
+}
+
+inline int octantOf(float dx, float dy, float dz) {
+  return (dx < 0.0f ? 1 : 0) + (dy < 0.0f ? 2 : 0) + (dz < 0.0f ? 4 : 0);
+}
+
+// One row of four rays, or two rows of them.
+struct Packet {
+  int lanes = 4;
+  int octant = 0;
+  std::array<LaneFloats, 3> o{}, d{}, inv{};
+  LaneFloats tnear{}, tfar{};
+  LaneFlags active{};
+
+  bool anyActive() const {
+    for (int i = 0; i < lanes; ++i) {
+      if (active[i]) return true;
+    }
+    return false;
+  }
+};
+
+// Where lane i stands, counted from the packet's first entry.
+inline int32_t entryOf(int lane, int32_t width) { return lane / 4 * width + lane % 4; }
+
+struct StackEntry {
+  const VekrKDTreeNode *node;
+  LaneFloats tfar;
+};
+
+// Goes down from `node` to a leaf.
+inline const VekrKDTreeNode *descend(const VekrKDTreeNode *node, Packet &p, std::vector<StackEntry> &stack) {
+  while (isInner(node)) {
+    const int axis = axisOf(node);
+    const int nearSide = p.octant >> axis & 1;
+    const VekrKDTreeNode *near = childrenOf(node) + nearSide;
+    const VekrKDTreeNode *far = childrenOf(node) + (1 - nearSide);
+    LaneFloats t{};
+    bool someReach = false, someStay = false;
+    for (int i = 0; i < p.lanes; ++i) {
+      t[i] = (splitOf(node) - p.o[axis][i]) * p.inv[axis][i];
+      if (p.active[i] && p.tnear[i] <= t[i]) someReach = true;
+      if (p.active[i] && t[i] <= p.tfar[i]) someStay = true;
+    }
+    if (!someReach) {
+      node = far;
+    } else if (!someStay) {
+      node = near;
+    } else {
+      stack.push_back({far, p.tfar});
+      for (int i = 0; i < p.lanes; ++i) {
+        const float m = lesser(p.tfar[i], t[i]);
+        p.active[i] = p.active[i] && p.tnear[i] <= m;
+        p.tfar[i] = greater(m, p.tnear[i]);
+      }
+      node = near;
+    }
+  }
+  return node;
+}
+
+// The two orders in which a packet kernel adds up the distance to a triangle's plane.
+enum class Sum { uThenV, vThenU };
+
+struct LaneTest {
+  bool ok;  // the three weights agree in sign
+  float t, w0, w1;
+};
+
+inline LaneTest testLane(const VekrTriangleAccel &r, const Packet &p, int i, Sum sum) {
+  const RecordAxes x(r);
+  const float du = p.d[x.u][i], dv = p.d[x.v][i], dk = p.d[x.k][i];
+  const float den = (r.nu * du + dk) + r.nv * dv;
+  const float pu = r.cu - p.o[x.u][i];
+  const float pv = r.cv - p.o[x.v][i];
+  const float pk = r.ck - p.o[x.k][i];
+  const float num = sum == Sum::uThenV ? (pu * r.nu + pk) + pv * r.nv : (pk + pv * r.nv) + pu * r.nu;
+  const float wu = num * du - pu * den;
+  const float wv = num * dv - pv * den;
+  const float a = wu * r.e2v - wv * r.e2u;
+  const float b = wv * r.e1u - wu * r.e1v;
+  const float c = (den - a) - b;
+  const bool ok = !(c * a < 0.0f) && !(c * b < 0.0f) && !(a * b < 0.0f);
+  const float inv = newton(ok ? approximate(den) : 0.0f, den);
+  return {ok, num * inv, a * inv, b * inv};
+}
+
+// The last four triangles tested.
+struct Mailbox {
+  std::array<int32_t, 4> numbers{-1, -1, -1, -1};
+  uint32_t counter = 0;
+
+  bool holds(int32_t n) const {
+    for (const int32_t m : numbers) {
+      if (m == n) return true;
+    }
+    return false;
+  }
+  void put(int32_t n) { numbers[counter++ & 3u] = n; }
+  void clear() { numbers.fill(-1); }
+};
+
+}  // namespace vekr_reference

@@ -1,0 +1,64 @@
+// A scene whose box, records and tree each end at an unreadable page, at addresses that are multiples of four only.
+#pragma once
+
+#include <memory>
+
+#include "support/arrays.h"
+#include "support/test_tree.h"
+#include "vekr.h"
+
+namespace vekr_test {
+
+// The words of a tree of one leaf that lists `numbers`.
+inline std::vector<int32_t> oneLeaf(const std::vector<int32_t> &numbers) {
+  std::vector<int32_t> words = {-16, static_cast<int32_t>(numbers.size()), 0, 0};
+  words.insert(words.end(), numbers.begin(), numbers.end());
+  return words;
+}
+
+class TracedScene {
+ public:
+  // `slack` widens the box on every side; 0 lets outer triangles touch it.
+  TracedScene(const Mesh &mesh, TreeShape shape, float slack = 0.0f)
+      : mesh_(mesh), box_(6), records_(static_cast<size_t>(mesh.triangleCount())) {
+    const TestTree tree(mesh_, shape);
+    init(tree.words(), slack);
+  }
+  // With a tree made by hand.
+  TracedScene(const Mesh &mesh, const std::vector<int32_t> &words, float slack = 0.0f)
+      : mesh_(mesh), box_(6), records_(static_cast<size_t>(mesh.triangleCount())) {
+    init(words, slack);
+  }
+
+  const Mesh &mesh() const { return mesh_; }
+  float *box() { return box_.data(); }
+  VekrTriangleAccel *records() { return records_.data(); }
+  VekrIntersectScene get() {
+    return {box_.data(), records_.data(), reinterpret_cast<const VekrKDTreeNode *>(tree_->data())};
+  }
+
+ private:
+  void init(const std::vector<int32_t> &words, float slack) {
+    for (size_t a = 0; a < 3; ++a) {
+      box_[a] = 3e38f;
+      box_[3 + a] = -3e38f;
+      for (size_t v = a; v < mesh_.vertices.size(); v += 3) {
+        box_[a] = std::min(box_[a], mesh_.vertices[v]);
+        box_[3 + a] = std::max(box_[3 + a], mesh_.vertices[v]);
+      }
+      box_[a] -= slack;
+      box_[3 + a] += slack;
+    }
+    vekrTriangleAccelInit(records_.data(), mesh_.vertices.data(), mesh_.indices.data(),
+                          mesh_.triangleCount());
+    tree_ = std::make_unique<PageEnd<int32_t>>(words.size());
+    std::copy(words.begin(), words.end(), tree_->begin());
+  }
+
+  Mesh mesh_;
+  PageEnd<float> box_;
+  PageEnd<VekrTriangleAccel> records_;
+  std::unique_ptr<PageEnd<int32_t>> tree_;
+};
+
+}  // namespace vekr_test
