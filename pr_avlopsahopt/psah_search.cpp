@@ -9,7 +9,7 @@ namespace vekr {
 namespace {
 
 // Nodes of more patches give each axis a thread.
-constexpr int32_t kSearchWidthLimit = 75;
+constexpr int32_t kSearchWidthLimit = 8192;
 
 // Longer lists go to the radix sort.
 constexpr int32_t kRadixLimit = 320;

@@ -42,11 +42,21 @@ class Random {
 
   // Ordinary numbers with some awkward ones among them.
   float awkward() {
-    static constexpr float kAwkward[] = {0.0f, -0.0f, 1.0f, -1.0f, std::numeric_limits<float>::infinity(),
+    static constexpr float kAwkward[] = {0.0f,
+                                         -0.0f,
+                                         1.0f,
+                                         -1.0f,
+                                         std::numeric_limits<float>::infinity(),
                                          -std::numeric_limits<float>::infinity(),
-                                         std::numeric_limits<float>::quiet_NaN(), 1e-42f, -1e-42f,
-                                         std::numeric_limits<float>::min(), std::numeric_limits<float>::max(),
-                                         -std::numeric_limits<float>::max(), 1.1920929e-7f, 1e-20f, 1e20f};
+                                         std::numeric_limits<float>::quiet_NaN(),
+                                         1e-42f,
+                                         -1e-42f,
+                                         std::numeric_limits<float>::min(),
+                                         std::numeric_limits<float>::max(),
+                                         -std::numeric_limits<float>::max(),
+                                         1.1920929e-7f,
+                                         1e-20f,
+                                         1e20f};
     return below(4) == 0 ? kAwkward[below(static_cast<int32_t>(std::size(kAwkward)))] : within(-4.0f, 4.0f);
   }
 
