@@ -89,7 +89,7 @@ class Bins {
       ++highs_[binOf(high)];
     }
     extents_.lowCount = extents_.highCount = search_.count;
-    lastEnd_ = cell_.hi;
+    lastEnd_ = search_.greatest;
     if (search_.flatCount > 0) gatherFlats();
   }
 

@@ -18,6 +18,7 @@ struct BinnedSearch {
   int32_t count;
   int32_t axis;
   int32_t flatCount;
+  float greatest;  // of all extents
   bool mayPrune;  // all extents lie within the cell; if not, bounds don't hold
   double limit;   // planes that cost more are of no use
 };

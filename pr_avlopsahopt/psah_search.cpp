@@ -213,6 +213,7 @@ class Search {
                                  node_.count,
                                  axis,
                                  extremes_.flats[axis],
+                                 extremes_.high[axis],
                                  isInside_,
                                  finding.best.cost < limit ? finding.best.cost : limit};
     takeChoice(finding, cell, searchByBins(search, scratch_[axis]));
