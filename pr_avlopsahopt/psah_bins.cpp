@@ -13,7 +13,7 @@ constexpr int32_t kMostBins = 1024;
 constexpr int32_t kPatchesPerBin = 4;
 
 // Up to this many planes are tried by counting; more are sorted and swept.
-constexpr int32_t kTrialLimit = 160;
+constexpr int32_t kTrialLimit = 192;
 
 // Longer lists go to the radix sort.
 constexpr int32_t kRadixLimit = 320;
@@ -52,6 +52,7 @@ class Bins {
       : search_(search),
         cell_(search.cell),
         binCount_(binCountFor(search.count)),
+        lastBin_(static_cast<float>(binCount_ - 1)),
         scale_(static_cast<float>(binCount_) / search.cell.extent()),
         extents_(extents),
         work_(work) {
@@ -73,9 +74,9 @@ class Bins {
 
   // Greater values never have lower bins. What lies outside the cell, or is a NaN, goes to the bins at the ends.
   int32_t binOf(float x) const {
-    const float position = (x - cell_.lo) * scale_;
-    if (!(position > 0.0f)) return 0;
-    return position < static_cast<float>(binCount_) ? static_cast<int32_t>(position) : binCount_ - 1;
+    float position = (x - cell_.lo) * scale_;
+    position = position > 0.0f ? position : 0.0f;
+    return static_cast<int32_t>(position < lastBin_ ? position : lastBin_);
   }
 
   void gather() {
@@ -223,6 +224,7 @@ class Bins {
   const BinnedSearch &search_;
   const AxisCell &cell_;
   const int32_t binCount_;
+  const float lastBin_;
   const float scale_;
   Extents extents_;
   float *const work_;

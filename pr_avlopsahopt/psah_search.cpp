@@ -11,7 +11,7 @@ namespace vekr {
 namespace {
 
 // Up to this many patches all planes are tried by counting; above, bins narrow them down.
-constexpr int32_t kFewPatches = 40;
+constexpr int32_t kFewPatches = 48;
 
 // Nodes of more patches give each axis a thread: below, a fork costs more than it saves.
 constexpr int32_t kSearchWidthLimit = 8192;
