@@ -27,10 +27,10 @@ struct NodeExtremes {
 };
 
 NodeExtremes measure(const SearchNode &node) {
-  __m128 low = _mm_load_ps(node.bounds[0].low), high = _mm_load_ps(node.bounds[0].high);
+  __m128 low = _mm_loadu_ps(node.bounds[0].low), high = _mm_loadu_ps(node.bounds[0].high);
   __m128i flats = _mm_setzero_si128();
   for (int32_t i = 0; i < node.count; ++i) {
-    const __m128 from = _mm_load_ps(node.bounds[i].low), to = _mm_load_ps(node.bounds[i].high);
+    const __m128 from = _mm_loadu_ps(node.bounds[i].low), to = _mm_loadu_ps(node.bounds[i].high);
     low = _mm_min_ps(low, from);
     high = _mm_max_ps(high, to);
     flats = _mm_sub_epi32(flats, _mm_castps_si128(_mm_cmpeq_ps(from, to)));
@@ -178,7 +178,7 @@ class Search {
         __m128 v[4];
         for (int32_t k = 0; k < 4; ++k) {
           const int32_t patch = i + k < node_.count ? i + k : node_.count - 1;
-          v[k] = _mm_load_ps(half == 0 ? node_.bounds[patch].low : node_.bounds[patch].high);
+          v[k] = _mm_loadu_ps(half == 0 ? node_.bounds[patch].low : node_.bounds[patch].high);
         }
         _MM_TRANSPOSE4_PS(v[0], v[1], v[2], v[3]);
         for (int32_t axis = 0; axis < 3; ++axis) _mm_storeu_ps(planes + axis * row + at, v[axis]);

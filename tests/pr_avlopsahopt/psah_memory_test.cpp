@@ -31,29 +31,42 @@ struct Heap {
 
 }  // namespace
 
+namespace {
+
+// Blocks start 8 bytes off the alignment that vectors would like: no more is promised.
+constexpr size_t kShift = 8;
+
+void *shiftedMalloc(size_t size) {
+  char *p = static_cast<char *>(std::aligned_alloc(64, (size + kShift + 63) / 64 * 64));
+  return p == nullptr ? nullptr : p + kShift;
+}
+
+}  // namespace
+
 extern "C" {
 __attribute__((visibility("default"))) void *vekMalloc(size_t size) {
-  if (!heap.isWatching) return std::malloc(size);
+  if (!heap.isWatching) return shiftedMalloc(size);
   heap.requests.push_back(size);
   heap.bytesAtLastRequest = heap.bytes;
   if (static_cast<int64_t>(heap.requests.size()) - 1 == heap.failAt) return nullptr;
-  void *p = std::malloc(size);
+  void *p = shiftedMalloc(size);
   heap.live[p] = size;
   heap.bytes += size;
   heap.peak = std::max(heap.peak, heap.bytes);
   return p;
 }
 __attribute__((visibility("default"))) void vekFree(void *p) {
-  if (heap.isWatching && p != nullptr) {
+  if (p == nullptr) return;
+  if (heap.isWatching) {
     const auto found = heap.live.find(p);
     if (found == heap.live.end()) {
       ++heap.wrongFrees;
-    } else {
-      heap.bytes -= found->second;
-      heap.live.erase(found);
+      return;
     }
+    heap.bytes -= found->second;
+    heap.live.erase(found);
   }
-  std::free(p);
+  std::free(static_cast<char *>(p) - kShift);
 }
 __attribute__((visibility("default"))) int32_t ownGetNumThreads(void) {
   ++heap.threadQueries;
