@@ -58,8 +58,8 @@ inline void measurePolygon(const float *const *vertices, int32_t count, uint32_t
     highIndex = _mm_blendv_epi8(index, highIndex, _mm_castps_si128(keepHigh));
     lowIndex = _mm_blendv_epi8(index, lowIndex, _mm_castps_si128(keepLow));
   }
-  _mm_store_ps(bounds->low, low);
-  _mm_store_ps(bounds->high, high);
+  _mm_storeu_ps(bounds->low, low);
+  _mm_storeu_ps(bounds->high, high);
   const __m128i highShift = _mm_setr_epi32(1, 1 << 5, 1 << 10, 0);
   const __m128i lowShift = _mm_setr_epi32(1 << 15, 1 << 20, 1 << 25, 0);
   __m128i fields = _mm_or_si128(_mm_mullo_epi32(highIndex, highShift), _mm_mullo_epi32(lowIndex, lowShift));

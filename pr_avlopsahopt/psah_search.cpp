@@ -1,96 +1,268 @@
 #include "pr_avlopsahopt/psah_search.h"
 
+#include <smmintrin.h>
+
 #include <bit>
 
-#include "frame/vector_sort.h"
-#include "pr_avlopsahopt/psah_radix_sort.h"
+#include "pr_avlopsahopt/psah_bins.h"
+#include "pr_avlopsahopt/psah_planes_kernels.h"
 
 namespace vekr {
 namespace {
 
-// Nodes of more patches give each axis a thread.
-constexpr int32_t kSearchWidthLimit = 75;
+// Up to this many patches all planes are tried by counting; above, bins narrow them down.
+constexpr int32_t kFewPatches = 48;
 
-// Longer lists go to the radix sort.
-constexpr int32_t kRadixLimit = 320;
+// Nodes of more patches give each axis a thread: below, a fork costs more than it saves.
+constexpr int32_t kSearchWidthLimit = 8192;
 
-void sortExtents(float *values, float *work, int32_t count) {
-  if (count > kRadixLimit) {
-    ownRadixSortAccend_32f_w7(values, work, count);
-  } else {
-    veksSortAscend_32f_I(values, count);
-  }
-}
+// Costs this close to a limit, as a share of the cost of not splitting, are computed and not pruned.
+constexpr double kCostSlack = 1e-9;
 
-int32_t countEqual(const float *values, int32_t count, float wanted) {
-  int32_t equal = 0;
-  for (int32_t i = 0; i < count; ++i) equal += values[i] == wanted;
-  return equal;
-}
+// Extremes of a node's patches in lanes of axes.
+struct NodeExtremes {
+  float low[4];
+  float high[4];
+  int32_t flats[4];
+};
 
-constexpr uint32_t kNegativeZero = 0x80000000u;
-
-// Zeros of different sign are equal, so methods of sorting differ in which one they bring up. The result takes the
-// one that a total order of floats would: -0 where a plane is reached from below, +0 for the last end.
-float signZero(float plane, bool isLastEnd, const SearchNode &node, int32_t axis) {
-  if (plane != 0.0f) return plane;
-  bool negative = false, positive = false;
+NodeExtremes measure(const SearchNode &node) {
+  __m128 low = _mm_loadu_ps(node.bounds[0].low), high = _mm_loadu_ps(node.bounds[0].high);
+  __m128i flats = _mm_setzero_si128();
   for (int32_t i = 0; i < node.count; ++i) {
-    const float extremes[] = {node.bounds[i].low[axis], node.bounds[i].high[axis]};
-    for (const float x : extremes) {
-      negative |= std::bit_cast<uint32_t>(x) == kNegativeZero;
-      positive |= std::bit_cast<uint32_t>(x) == 0;
+    const __m128 from = _mm_loadu_ps(node.bounds[i].low), to = _mm_loadu_ps(node.bounds[i].high);
+    low = _mm_min_ps(low, from);
+    high = _mm_max_ps(high, to);
+    flats = _mm_sub_epi32(flats, _mm_castps_si128(_mm_cmpeq_ps(from, to)));
+  }
+  NodeExtremes extremes;
+  _mm_storeu_ps(extremes.low, low);
+  _mm_storeu_ps(extremes.high, high);
+  _mm_storeu_si128(reinterpret_cast<__m128i *>(extremes.flats), flats);
+  return extremes;
+}
+
+// What an axis has to offer.
+struct AxisFinding {
+  enum Kind { none, emptySpace, wall, plane } kind = none;
+  double cost;  // as compared between axes
+  Best best;    // a plane's counts are not known yet
+};
+
+class Search {
+ public:
+  Search(const SearchNode &node, double unsplit, double leastGain, void *const (*scratch)[4])
+      : node_(node), unsplit_(unsplit), scratch_(scratch), extremes_(measure(node)) {
+    worth_ = unsplit - leastGain / node.count + kCostSlack * unsplit;
+    for (int32_t axis = 0; axis < 3; ++axis) {
+      findings_[axis].cost = unsplit;
+      isInside_ &= extremes_.low[axis] >= node.box[axis] && extremes_.high[axis] <= node.box[axis + 3];
     }
   }
-  return isLastEnd ? (positive ? 0.0f : -0.0f) : (negative ? -0.0f : 0.0f);
-}
 
-void searchAxis(VekrSplitRecord &record, const SearchNode &node, int32_t axis, void *const *scratch) {
-  auto *starts = static_cast<float *>(scratch[0]), *ends = static_cast<float *>(scratch[1]);
-  auto *flats = static_cast<float *>(scratch[2]), *work = static_cast<float *>(scratch[3]);
-  int32_t spanCount = 0, flatCount = 0;
-  for (int32_t i = 0; i < node.count; ++i) {
-    const float low = node.bounds[i].low[axis], high = node.bounds[i].high[axis];
-    if (low == high) {
-      flats[flatCount++] = low;
+  // Searches the axes of a list.
+  void run(const int32_t *axes, int32_t axisCount) {
+    int32_t pending[3], pendingCount = 0;
+    for (int32_t i = 0; i < axisCount; ++i) {
+      if (!searchAround(axes[i])) pending[pendingCount++] = axes[i];
+    }
+    if (node_.count <= kFewPatches) {
+      if (pendingCount > 0) tryFew(pending, pendingCount);
+    } else if (node_.count <= kSearchWidthLimit) {
+      for (int32_t i = 0; i < pendingCount; ++i) tryMany(pending[i]);
     } else {
-      starts[spanCount] = low;
-      ends[spanCount++] = high;
+#pragma omp parallel for schedule(static) num_threads(pendingCount) if (pendingCount > 1)
+      for (int32_t i = 0; i < pendingCount; ++i) tryMany(pending[i]);
     }
   }
-  sortExtents(starts, work, spanCount);
-  sortExtents(ends, work, spanCount);
-  sortExtents(flats, work, flatCount);
 
-  const AxisCell cell(node.box, axis);
-  // Without spans the cell's walls stand in, so that no empty space is cut off a node of flat patches alone.
-  float first = spanCount > 0 ? starts[0] : cell.lo, last = spanCount > 0 ? ends[spanCount - 1] : cell.hi;
-  if (flatCount > 0) {
-    first = flats[0] < first ? flats[0] : first;
-    last = flats[flatCount - 1] > last ? flats[flatCount - 1] : last;
-  }
-  Best best;
-  double factor = cell.rim;
-  bool zeroIsMeant = false;
-  if (cutEmptySpace(cell, first, last, node.count, best)) {
-    factor = cell.rim * kFavour;
-  } else {
-    if (flatCount > 0) {
-      const int32_t atLo = flats[0] == cell.lo ? countEqual(flats, flatCount, cell.lo) : 0;
-      const int32_t atHi = flats[flatCount - 1] == cell.hi ? countEqual(flats, flatCount, cell.hi) : 0;
-      offerWalls(cell, atLo, atHi, node.count, best);
+  double cost(int32_t axis) const { return findings_[axis].cost; }
+
+  VekrSplitRecord record(int32_t axis) const {
+    const AxisFinding &finding = findings_[axis];
+    Best best = finding.best;
+    if (finding.kind == AxisFinding::plane) countSides(axis, best);
+    if (finding.kind != AxisFinding::wall) {
+      best.plane = signZero(best.plane, axis, finding.kind == AxisFinding::emptySpace && best.right == 0);
     }
-    const double wallCost = best.cost;
-    localLeftRightSearch(cell, {starts, ends, flats, spanCount, flatCount}, best);
-    zeroIsMeant = best.cost == wallCost;  // the walls' own zero
+    return {finding.cost, best.plane, axis, static_cast<int32_t>(best.left), static_cast<int32_t>(best.right),
+            best.sideFlag};
   }
-  record.cost = factor * best.cost;
-  record.plane =
-      zeroIsMeant ? best.plane : signZero(best.plane, best.right == 0 && factor != cell.rim, node, axis);
-  record.left = static_cast<int32_t>(best.left);
-  record.right = static_cast<int32_t>(best.right);
-  record.sideFlag = best.sideFlag;
-}
+
+ private:
+  // Looks for empty space and at the walls. Returns whether the axis is done.
+  bool searchAround(int32_t axis) {
+    AxisFinding &finding = findings_[axis];
+    const AxisCell cell(node_.box, axis);
+    float first = extremes_.low[axis], last = extremes_.high[axis];
+    const int32_t flatCount = extremes_.flats[axis];
+    if (flatCount == node_.count) {
+      // Without spans the walls stand in, so that no empty space is cut off a node of flat patches alone.
+      first = cell.lo < first ? cell.lo : first;
+      last = cell.hi > last ? cell.hi : last;
+    }
+    if (cutEmptySpace(cell, first, last, node_.count, finding.best)) {
+      finding.kind = AxisFinding::emptySpace;
+      finding.cost = (cell.rim * kFavour) * finding.best.cost;
+      worth_ = finding.cost < worth_ ? finding.cost + kCostSlack * unsplit_ : worth_;
+      return true;
+    }
+    if (flatCount > 0) searchWalls(axis, cell, finding);
+    return false;
+  }
+
+  void searchWalls(int32_t axis, const AxisCell &cell, AxisFinding &finding) {
+    int64_t atLo = 0, atHi = 0;
+    bool isLoOutermost = true, isHiOutermost = true;
+    for (int32_t i = 0; i < node_.count; ++i) {
+      const float low = node_.bounds[i].low[axis], high = node_.bounds[i].high[axis];
+      if (low != high) continue;
+      atLo += low == cell.lo;
+      atHi += low == cell.hi;
+      isLoOutermost &= !(low < cell.lo);
+      isHiOutermost &= !(low > cell.hi);
+    }
+    offerWalls(cell, isLoOutermost ? atLo : 0, isHiOutermost ? atHi : 0, node_.count, finding.best);
+    if (finding.best.cost < Best().cost) {
+      finding.kind = AxisFinding::wall;
+      finding.cost = cell.rim * finding.best.cost;
+    }
+  }
+
+  // Whether no plane of the sweep can be of use. With patches on both sides a plane costs at least what one of them does
+  // all along the cell; with a side empty, at least what all cost in the nine tenths that aren't empty space.
+  bool isHopeless(int32_t axis, const AxisCell &cell) const {
+    if (!isInside_ || extremes_.flats[axis] == node_.count) return false;
+    const double count = node_.count, most = 0.899 * count;
+    const double least =
+        count * cell.offset + static_cast<double>(cell.extent()) * (most < 1.0 ? most : 0.999999);
+    return cell.rim * least > worth_;
+  }
+
+  void takeChoice(AxisFinding &finding, const AxisCell &cell, const PlaneChoice &choice) {
+    if (!(choice.cost < finding.best.cost)) return;
+    finding.best.cost = choice.cost;
+    finding.best.plane = choice.plane;
+    finding.kind = AxisFinding::plane;
+    finding.cost = cell.rim * choice.cost;
+  }
+
+  void tryFew(const int32_t *axes, int32_t axisCount) {
+    constexpr int32_t kRow = 2 * kFewPatches + kPlaneGroup;
+    static constexpr int32_t kNone[kRow] = {};
+    float planes[4][kRow];
+    bool isFilled = false;
+    for (int32_t i = 0; i < axisCount; ++i) {
+      const int32_t axis = axes[i];
+      const AxisCell cell(node_.box, axis);
+      if (isHopeless(axis, cell)) continue;
+      if (!isFilled) fillPlanes(planes[0], kRow);
+      isFilled = true;
+      const int32_t count = node_.count;
+      float flats[kFewPatches];
+      int32_t flatCount = 0;
+      float lastEnd = cell.hi;
+      if (extremes_.flats[axis] > 0) lastEnd = gatherFlats(planes[axis], flats, flatCount);
+      const PlaneTrial trial = {cell.lo, cell.hi,   cell.offset,  count, planes[axis],         2 * count,
+                                kNone,   kNone,     planes[axis], count, planes[axis] + count, count,
+                                flats,   flatCount, lastEnd};
+      takeChoice(findings_[axis], cell, VEKR_DISPATCH(ownTryPlanes)(trial));
+    }
+  }
+
+  // Lows and highs, a row for each axis.
+  void fillPlanes(float *planes, int32_t row) const {
+    int32_t at = 0;
+    for (int32_t half = 0; half < 8; half += 4) {
+      for (int32_t i = 0; i < node_.count; i += 4, at += 4) {
+        __m128 v[4];
+        for (int32_t k = 0; k < 4; ++k) {
+          const int32_t patch = i + k < node_.count ? i + k : node_.count - 1;
+          v[k] = _mm_loadu_ps(half == 0 ? node_.bounds[patch].low : node_.bounds[patch].high);
+        }
+        _MM_TRANSPOSE4_PS(v[0], v[1], v[2], v[3]);
+        for (int32_t axis = 0; axis < 3; ++axis) _mm_storeu_ps(planes + axis * row + at, v[axis]);
+      }
+      at = node_.count;
+    }
+  }
+
+  // Returns the last end of a patch that isn't flat; with flats alone, the first flat: it is the only plane then.
+  float gatherFlats(const float *planes, float *flats, int32_t &flatCount) const {
+    const float *lows = planes, *highs = planes + node_.count;
+    float first = lows[0], last = lows[0];
+    bool hasEnd = false;
+    for (int32_t i = 0; i < node_.count; ++i) {
+      if (lows[i] == highs[i]) {
+        flats[flatCount++] = lows[i];
+        first = lows[i] < first ? lows[i] : first;
+      } else if (!hasEnd || highs[i] > last) {
+        last = highs[i];
+        hasEnd = true;
+      }
+    }
+    return hasEnd ? last : first;
+  }
+
+  void tryMany(int32_t axis) {
+    const AxisCell cell(node_.box, axis);
+    AxisFinding &finding = findings_[axis];
+    const double limit = worth_ / cell.rim;
+    const BinnedSearch search = {cell,
+                                 node_.bounds,
+                                 node_.count,
+                                 axis,
+                                 extremes_.flats[axis],
+                                 extremes_.high[axis],
+                                 isInside_,
+                                 finding.best.cost < limit ? finding.best.cost : limit};
+    takeChoice(finding, cell, searchByBins(search, scratch_[axis]));
+  }
+
+  // Counts the sides of a plane that was chosen for its cost alone. Of the two sides that patches in the plane may go
+  // to, the right one comes first.
+  void countSides(int32_t axis, Best &best) const {
+    const AxisCell cell(node_.box, axis);
+    const float plane = best.plane;
+    int64_t lowsBelow = 0, highsPassed = 0, inPlane = 0;
+    for (int32_t i = 0; i < node_.count; ++i) {
+      const float low = node_.bounds[i].low[axis], high = node_.bounds[i].high[axis];
+      lowsBelow += low < plane;
+      highsPassed += high <= plane;
+      inPlane += low == plane && high == plane;
+    }
+    const int64_t notPassed = node_.count - highsPassed;
+    best.cost = Best().cost;
+    const double below = cell.below(plane), above = cell.above(plane);
+    best.offer(countOf(lowsBelow) * below + countOf(notPassed + inPlane) * above, plane, lowsBelow,
+               notPassed + inPlane, 1);
+    best.offer(countOf(lowsBelow + inPlane) * below + countOf(notPassed) * above, plane, lowsBelow + inPlane,
+               notPassed, 0);
+  }
+
+  // Zeros of different sign are equal, so which one comes up as a plane depends on the method of search. The result takes
+  // the one that a total order would: -0 where planes are reached from below, 0 for the last end.
+  float signZero(float plane, int32_t axis, bool isLastEnd) const {
+    if (plane != 0.0f) return plane;
+    bool hasNegative = false, hasPositive = false;
+    for (int32_t i = 0; i < node_.count; ++i) {
+      const float extremes[] = {node_.bounds[i].low[axis], node_.bounds[i].high[axis]};
+      for (const float x : extremes) {
+        hasNegative |= std::bit_cast<uint32_t>(x) == 0x80000000u;
+        hasPositive |= std::bit_cast<uint32_t>(x) == 0u;
+      }
+    }
+    return isLastEnd ? (hasPositive ? 0.0f : -0.0f) : (hasNegative ? -0.0f : 0.0f);
+  }
+
+  const SearchNode &node_;
+  const double unsplit_;
+  void *const (*const scratch_)[4];
+  const NodeExtremes extremes_;
+  double worth_;  // what costs more is of no use
+  bool isInside_ = true;
+  AxisFinding findings_[3];
+};
 
 }  // namespace
 
@@ -98,29 +270,28 @@ void localFindBestSplitSortSearch_MT(VekrSplitRecord *pRecord, const SearchNode 
                                      void *const (*scratch)[4], float traversalCost) {
   const double unsplit = pRecord->cost;
   pRecord->axis = -1;
-  VekrSplitRecord records[3];
   int32_t wide[3], wideCount = 0;
   for (int32_t axis = 0; axis < 3; ++axis) {
-    records[axis] = {unsplit, 0.0f, axis, 0, 0, 1};
     if (node.box[axis + 3] - node.box[axis] > kLeastExtent) wide[wideCount++] = axis;
   }
   if (wideCount < 2) return;
 
-#pragma omp parallel for schedule(static) num_threads(wideCount) if (node.count > kSearchWidthLimit)
-  for (int32_t i = 0; i < wideCount; ++i) searchAxis(records[wide[i]], node, wide[i], scratch[wide[i]]);
-
-  // Equal costs fall to the higher axis.
-  int32_t axis;
-  if (records[1].cost > records[0].cost) {
-    axis = records[2].cost > records[0].cost ? 0 : 2;
-  } else {
-    axis = records[2].cost > records[1].cost ? 1 : 2;
-  }
   // The surface area heuristic, multiplied out: patches times what is saved, against a step of traversal. The floor
   // keeps a cell without surface from splitting.
   const double floor = static_cast<double>(kLeastExtent), step = unsplit * static_cast<double>(traversalCost);
-  const double gain = static_cast<double>(node.count) * (unsplit - records[axis].cost);
-  if (gain > (floor < step ? step : floor)) *pRecord = records[axis];
+  const double leastGain = floor < step ? step : floor;
+  Search search(node, unsplit, leastGain, scratch);
+  search.run(wide, wideCount);
+
+  // Equal costs fall to the higher axis.
+  int32_t axis;
+  if (search.cost(1) > search.cost(0)) {
+    axis = search.cost(2) > search.cost(0) ? 0 : 2;
+  } else {
+    axis = search.cost(2) > search.cost(1) ? 1 : 2;
+  }
+  const double gain = static_cast<double>(node.count) * (unsplit - search.cost(axis));
+  if (gain > leastGain) *pRecord = search.record(axis);
 }
 
 }  // namespace vekr

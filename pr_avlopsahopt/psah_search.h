@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "pr_avlopsahopt/psah_sweep.h"
+#include "pr_avlopsahopt/psah_axis.h"
 
 namespace vekr {
 

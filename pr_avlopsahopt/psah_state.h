@@ -20,8 +20,9 @@ struct VekrPatch {
   const float **vertices;  // in polygon order, each three floats of the caller or of the point pool
 };
 
-// The bounds of a patch, in the layout of vector registers; the fourth lanes are 0.
-struct alignas(16) VekrPatchBounds {
+// The bounds of a patch, as wide as vector registers; the fourth lanes are 0. Not necessarily aligned like them: hosts
+// may bring an allocator of their own.
+struct VekrPatchBounds {
   float low[4];
   float high[4];
 };

@@ -128,9 +128,9 @@ inline Mesh latticeSoup(int32_t count, int32_t lattice, uint32_t seed) {
     int32_t corners[3];
     const int32_t at[3] = {random.below(lattice), random.below(lattice), random.below(lattice)};
     for (int32_t &corner : corners) {
-      corner = mesh.addVertex(static_cast<float>(at[0] + random.below(3)),
-                              static_cast<float>(at[1] + random.below(3)),
-                              static_cast<float>(at[2] + random.below(3)));
+      float v[3];
+      for (int k = 0; k < 3; ++k) v[k] = static_cast<float>(at[k] + random.below(3));
+      corner = mesh.addVertex(v[0], v[1], v[2]);
     }
     mesh.addTriangle(corners[0], corners[1], corners[2]);
   }

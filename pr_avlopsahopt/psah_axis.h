@@ -69,23 +69,11 @@ struct Best {
   }
 };
 
-// Sorted extents of a node's patches on the axis. A start and the end at the same place belong to different patches.
-struct SortedExtents {
-  const float *starts;
-  const float *ends;
-  const float *flats;
-  int32_t spanCount;
-  int32_t flatCount;
-};
-
 // What cuts of empty space and the walls offer.
 // Returns whether a cut was found: it takes precedence over all planes of the sweep.
 bool cutEmptySpace(const AxisCell &cell, float first, float last, int64_t count, Best &best);
 
 // Planes on the cell's walls, if `atLo` or `atHi` flat patches, the outermost ones, lie in them.
 void offerWalls(const AxisCell &cell, int64_t atLo, int64_t atHi, int64_t count, Best &best);
-
-// Tries every plane at an extent, in ascending order, up to the last end.
-void localLeftRightSearch(const AxisCell &cell, const SortedExtents &extents, Best &best);
 
 }  // namespace vekr
