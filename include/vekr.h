@@ -387,7 +387,7 @@ VEKR_API VekStatus vekrSurfSmoothNormal_32f(const float *pVertexNormals, const i
  * in double, so that it is within about 1e-6 of sqrt((2l+1)/(4 pi)) up to band 6, but only within 1e-3 at band 14 and
  * 4e-3 at band 15. The recurrent one (three-term recurrence in l, single precision) stays within about 3e-5 everywhere,
  * and is the faster of the two.
- * After I. M. Gelfand, R. A. Minlos, Z. Ya. Shapiro, "Representations of the Rotation and Lorentz Groups", 1963, and
+ * Recurrence: M. Abramowitz, I. A. Stegun, "Handbook of Mathematical Functions", 1964, 8.5.3; use for lighting:
  * R. Ramamoorthi, P. Hanrahan, "An Efficient Representation for Irradiance Environment Maps", 2001.
  * --------------------------------------------------------------------------------------------------------- */
 

@@ -5,17 +5,28 @@ namespace vekr::VEKR_ISA {
 
 namespace {
 
-// Turns rows 0 to count - 1 into the blocks of `lanes` directions, `count` values each. Where the last tile of a block
-// would reach beyond it, it is drawn back over values that have been written: both writes are equal.
+constexpr int kLongBlock = 4 * kGroup;
+
+// Turns rows 0 to count - 1 into the blocks of `lanes` directions, `count` values each. The first and the last tile of
+// a block may be written over by their neighbours: both writes are equal. That lets the tiles in between lie on
+// boundaries of their own size, so that no store is split by a cache line, where all blocks start alike and are long
+// enough to pay for one tile more.
 template <int Lanes>
 void writeBlocksOf(const Rows &rows, int count, int lanes, float *pDst) {
   const int directions = Lanes == kGroup ? kGroup : lanes;
   if (count >= kGroup) {
-    for (int next = 0; next < count; next += kGroup) {
-      const int k = next + kGroup <= count ? next : count - kGroup;
+    const int last = count - kGroup;
+    const int toBoundary =
+        -static_cast<int>(reinterpret_cast<uintptr_t>(pDst) / sizeof(float)) & (kGroup - 1);
+    const bool shifted = toBoundary != 0 && count % kGroup == 0 && count >= kLongBlock;
+    int k = 0, next = shifted ? toBoundary : kGroup;
+    while (true) {
       Float<kGroup> columns[kGroup];
       turn(rows.row + k, columns);
       for (int i = 0; i < directions; ++i) columns[i].store(pDst + i * count + k);
+      if (k == last) break;
+      k = next < last ? next : last;
+      next += kGroup;
     }
   } else if (count >= 4) {
     for (int next = 0; next < count; next += 4) {

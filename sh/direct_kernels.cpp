@@ -9,9 +9,6 @@
 #include "sh/lanes.h"
 #include "sh/rows.h"
 
-// All of it has to end up in one function, or the terms of each band would travel through memory.
-#define VEKR_INTO_CALLER [[gnu::always_inline]] inline
-
 namespace vekr::VEKR_ISA {
 
 namespace {

@@ -1,4 +1,6 @@
 // The recurrent evaluator: single precision throughout, every operation in the order that callers rely on.
+#include <utility>
+
 #include "sh/rows.h"
 
 namespace vekr::VEKR_ISA {
@@ -15,27 +17,44 @@ struct Band {
   float (*zero)[kGroup];
 };
 
-// Band l from the two before it.
-void nextBand(const Basis &basis, Lane x, Lane y, Lane z, int l, Rows &rows) {
-  const float *a = basis.recurrenceA + triangularIndex(static_cast<uint32_t>(l), 0);
-  const float *b = basis.recurrenceB + triangularIndex(static_cast<uint32_t>(l), 0);
+// Orders m and -m of band l, m at most l - 2.
+template <int l, int m>
+VEKR_INTO_CALLER void innerOrders(const float *a, const float *b, Lane z, Rows &rows) {
   const Band band(rows, l), before(rows, l - 1), beforeThat(rows, l - 2);
-  const int last = l - 1;
+  const Lane za = z * a[m];
+  const Lane bm = b[m];
+  band.set(m, za * before[m] + bm * beforeThat[m]);
+  if constexpr (m != 0) band.set(-m, za * before[-m] + bm * beforeThat[-m]);
+}
 
-  const Lane cosine = before[last], sine = before[-last];
+template <int l, int... m>
+VEKR_INTO_CALLER void innerOrders(const float *a, const float *b, Lane z, Rows &rows,
+                                  std::integer_sequence<int, m...>) {
+  (innerOrders<l, m>(a, b, z, rows), ...);
+}
+
+// Band l from the two before it, if it is asked for.
+template <int l>
+VEKR_INTO_CALLER bool bandUpTo(const Basis &basis, Lane x, Lane y, Lane z, Rows &rows) {
+  if (basis.highest < l) return false;
+  const float *a = basis.recurrenceA + triangularIndex(l, 0);
+  const float *b = basis.recurrenceB + triangularIndex(l, 0);
+  const Band band(rows, l), before(rows, l - 1);
+
+  const Lane cosine = before[l - 1], sine = before[-(l - 1)];
   band.set(l, ((x * cosine) - (y * sine)) * a[l]);
   band.set(-l, ((x * sine) + (y * cosine)) * a[l]);
-  const Lane climb = z * a[last];
-  band.set(last, climb * cosine);
-  band.set(-last, climb * sine);
+  const Lane climb = z * a[l - 1];
+  band.set(l - 1, climb * cosine);
+  band.set(-(l - 1), climb * sine);
+  innerOrders<l>(a, b, z, rows, std::make_integer_sequence<int, l - 1>());
+  return true;
+}
 
-  band.set(0, (z * a[0]) * before[0] + Lane(b[0]) * beforeThat[0]);
-  for (int m = 1; m <= l - 2; ++m) {
-    const Lane za = z * a[m];
-    const Lane bm = b[m];
-    band.set(m, za * before[m] + bm * beforeThat[m]);
-    band.set(-m, za * before[-m] + bm * beforeThat[-m]);
-  }
+template <int... l>
+VEKR_INTO_CALLER void higherBands(const Basis &basis, Lane x, Lane y, Lane z, Rows &rows,
+                                  std::integer_sequence<int, l...>) {
+  (bandUpTo<l + 2>(basis, x, y, z, rows) && ...);
 }
 
 }  // namespace
@@ -50,7 +69,7 @@ void recurrentRows(const Basis &basis, const GroupDirections &group, Rows &rows)
   one.set(-1, y * across);
   one.set(0, z * alongZ);
   one.set(1, x * across);
-  for (int l = 2; l <= static_cast<int>(basis.highest); ++l) nextBand(basis, x, y, z, l, rows);
+  higherBands(basis, x, y, z, rows, std::make_integer_sequence<int, kHighestBand - 1>());
 }
 
 }  // namespace vekr::VEKR_ISA

@@ -10,6 +10,9 @@
 #include "sh/direct_terms.h"
 #include "sh/sh_kernels.h"
 
+// For the pieces of an evaluator, which have to end up in one straight line of code.
+#define VEKR_INTO_CALLER [[gnu::always_inline]] inline
+
 namespace vekr::VEKR_ISA {
 
 constexpr int kGroup = kWidestGroup;
