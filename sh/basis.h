@@ -14,11 +14,14 @@ struct Basis {
   const float *recurrenceB;
 };
 
+// Both helpers are static: kernel files, which are compiled for several instruction sets, use them too, and must not
+// share one copy.
+
 // Number of functions of the bands 0 to `highest`: the length of a direction's block.
-constexpr int valuesUpTo(uint32_t highest) { return static_cast<int>((highest + 1) * (highest + 1)); }
+static constexpr int valuesUpTo(uint32_t highest) { return static_cast<int>((highest + 1) * (highest + 1)); }
 
 // Tables and terms are triangular: entry m of band l, m = 0 to l.
-constexpr uint32_t triangularIndex(uint32_t l, uint32_t m) { return l * (l + 1) / 2 + m; }
+static constexpr uint32_t triangularIndex(uint32_t l, uint32_t m) { return l * (l + 1) / 2 + m; }
 
 // Both evaluators behind the door of vekrSH_32f, in the order of its arguments.
 // Errors: vekErrBadArg (L above 15). N below 1: nothing is read or written.

@@ -1,13 +1,9 @@
 // Projection and reconstruction, the basis never leaving a group's rows. Callers rely on the order of every sum.
-#include "frame/checks.h"
 #include "sh/rows.h"
 
 namespace vekr::VEKR_ISA {
 
 namespace {
-
-constexpr int kAccumulatorLanes = 4;  // of the dot product
-constexpr int kMostAccumulators = 4;
 
 // ---------------------------------------------------------------- forward
 
@@ -100,65 +96,64 @@ bool overlap(const float *a, const float *b, int count) {
 
 // ---------------------------------------------------------------- inverse
 
-// Who adds up which products of a dot product. Accumulators have four lanes; a block is a run of products, four for each
-// accumulator in turn.
-struct Sum {
-  int head;          // products in front of the first block, one for each lane of the first accumulator
-  int accumulators;  // that share a block
-  int blocksEnd;
-  int pairsEnd;  // from blocksEnd on, pairs go to the first two lanes of the first accumulator; one more may follow
-};
-
-// The order is that of a dot product with an array on a 16-byte boundary: where the coefficients lie on one too, all
-// blocks are of 16; otherwise four products come first and blocks are of 12.
-Sum sumOrder(const float *coefficients, int count) {
-  constexpr int kShortest = kAccumulatorLanes * kMostAccumulators;  // below it there are pairs only
-  Sum sum = {0, kMostAccumulators, 0, count / 2 * 2};
-  if (count >= kShortest) {
-    if (!allAligned(coefficients)) {
-      sum.head = kAccumulatorLanes;
-      sum.accumulators = kMostAccumulators - 1;
-    }
-    const int block = kAccumulatorLanes * sum.accumulators;
-    sum.blocksEnd = sum.head + (count - sum.head) / block * block;
-    sum.pairsEnd = sum.blocksEnd + (count - sum.blocksEnd) / 2 * 2;
-  }
-  return sum;
-}
-
 using Lane = Float<kGroup>;
 
 Lane weighted(const Rows &rows, const float *coefficients, int k) {
   return Lane::load(rows.row[k]) * Lane(coefficients[k]);
 }
 
-// The dot product of every direction of the group with the coefficients.
-Lane dotProducts(const Rows &rows, const float *coefficients, int count, const Sum &order) {
-  Lane sums[kMostAccumulators][kAccumulatorLanes];
-  for (int a = 0; a < kMostAccumulators; ++a) {
-    Lane lanes[kAccumulatorLanes];
+// The dot product of every direction's functions with the coefficients, in the order of veksDotProd_32f for two arrays
+// of which the first lies on a 16-byte boundary.
+
+// Fewer than 16 products: two sums that take turns, and an odd last product.
+Lane shortDotProducts(const Rows &rows, const float *coefficients, int count) {
+  Lane even(0.0f), odd(0.0f);
+  int k = 0;
+  for (; k + 2 <= count; k += 2) {
+    even = even + weighted(rows, coefficients, k);
+    odd = odd + weighted(rows, coefficients, k + 1);
+  }
+  const Lane sum = even + odd;
+  return k < count ? sum + weighted(rows, coefficients, k) : sum;
+}
+
+// Accumulators of four lanes share blocks of products, four for each in turn: four accumulators if the coefficients lie
+// on a boundary too, otherwise three, behind four products for the first. Behind the blocks the first takes groups of
+// four; what is left is added last, one by one.
+template <int Accumulators>
+Lane longDotProducts(const Rows &rows, const float *coefficients, int count) {
+  constexpr int kLanes = 4, kBlock = kLanes * Accumulators;
+  constexpr int first = Accumulators == 4 ? 0 : kLanes;
+  const int blocksEnd = first + (count - first) / kBlock * kBlock;
+  const int groupsEnd = count / kLanes * kLanes;
+  // From the last accumulator to the first. Starting from zero changes nothing: no accumulator ever holds a -0.
+  Lane sums[kLanes];
+  for (Lane &sum : sums) sum = Lane(0.0f);
+  for (int a = Accumulators - 1; a >= 0; --a) {
+    Lane lanes[kLanes];
     for (Lane &lane : lanes) lane = Lane(0.0f);
-    if (a == 0 && order.head != 0) {
-      for (int j = 0; j < kAccumulatorLanes; ++j) lanes[j] = lanes[j] + weighted(rows, coefficients, j);
+    const auto addFour = [&](int k) {
+      for (int j = 0; j < kLanes; ++j) lanes[j] = lanes[j] + weighted(rows, coefficients, k + j);
+    };
+    if (a == 0 && first != 0) addFour(0);
+    for (int k = first + a * kLanes; k < blocksEnd; k += kBlock) addFour(k);
+    if (a == 0) {
+      for (int k = blocksEnd; k < groupsEnd; k += kLanes) addFour(k);
     }
-    if (a < order.accumulators) {
-      const int block = kAccumulatorLanes * order.accumulators;
-      for (int k = order.head + a * kAccumulatorLanes; k < order.blocksEnd; k += block) {
-        for (int j = 0; j < kAccumulatorLanes; ++j) lanes[j] = lanes[j] + weighted(rows, coefficients, k + j);
-      }
-    }
-    for (int j = 0; j < kAccumulatorLanes; ++j) sums[a][j] = lanes[j];
+    for (int j = 0; j < kLanes; ++j) sums[j] = lanes[j] + sums[j];
   }
-  for (int k = order.blocksEnd; k < order.pairsEnd; k += 2) {
-    sums[0][0] = sums[0][0] + weighted(rows, coefficients, k);
-    sums[0][1] = sums[0][1] + weighted(rows, coefficients, k + 1);
-  }
-  Lane total[kAccumulatorLanes];
-  for (int j = 0; j < kAccumulatorLanes; ++j) {
-    total[j] = (sums[0][j] + sums[1][j]) + (sums[2][j] + sums[3][j]);
-  }
-  const Lane result = (total[0] + total[1]) + (total[2] + total[3]);
-  return order.pairsEnd == count ? result : result + weighted(rows, coefficients, order.pairsEnd);
+  Lane sum = (sums[0] + sums[1]) + (sums[2] + sums[3]);
+  for (int k = groupsEnd; k < count; ++k) sum = sum + weighted(rows, coefficients, k);
+  return sum;
+}
+
+using DotProducts = Lane (*)(const Rows &rows, const float *coefficients, int count);
+
+DotProducts dotProductsFor(const float *coefficients, int count) {
+  constexpr int kLong = 16;
+  constexpr uintptr_t kBoundary = 16;
+  if (count < kLong) return shortDotProducts;
+  return reinterpret_cast<uintptr_t>(coefficients) % kBoundary == 0 ? longDotProducts<4> : longDotProducts<3>;
 }
 
 }  // namespace
@@ -177,14 +172,14 @@ void ownSHForward_32f(const Basis &basis, const Directions &directions, const Ch
 void ownSHInverse_32f(const Basis &basis, const Directions &directions, const float *const *pCoeff,
                       const Channel<float> *values, int channels) {
   const int count = valuesUpTo(basis.highest);
-  Sum orders[kMostChannels];
-  for (int c = 0; c < channels; ++c) orders[c] = sumOrder(pCoeff[c], count);
+  DotProducts dotProducts[kMostChannels];
+  for (int c = 0; c < channels; ++c) dotProducts[c] = dotProductsFor(pCoeff[c], count);
   Rows rows;
   forDirectionGroups(directions, [&](const GroupDirections &group, int64_t first, int lanes) {
     evaluateRows(basis, group, lanes, rows);
     for (int c = 0; c < channels; ++c) {
       alignas(64) float results[kGroup];
-      dotProducts(rows, pCoeff[c], count, orders[c]).store(results);
+      dotProducts[c](rows, pCoeff[c], count).store(results);
       for (int i = 0; i < lanes; ++i) values[c].first[(first + i) * values[c].step] = results[i];
     }
   });

@@ -271,26 +271,28 @@ inline void project(const std::vector<float> &block, float sample, float *coeffi
 inline float dotProduct(const float *a, const float *b, int count) {
   float acc[4][4] = {};
   int k = 0;
-  if (count >= 16) {
-    if (reinterpret_cast<uintptr_t>(b) % 16 == 0) {
-      for (; count - k >= 16; k += 16) {
-        for (int j = 0; j < 16; ++j) acc[j / 4][j % 4] += a[k + j] * b[k + j];
-      }
-    } else {
+  if (count < 16) {
+    for (; count - k >= 2; k += 2) {
+      acc[0][0] += a[k] * b[k];
+      acc[0][1] += a[k + 1] * b[k + 1];
+    }
+  } else {
+    const int wide = reinterpret_cast<uintptr_t>(b) % 16 == 0 ? 16 : 12;
+    if (wide == 12) {
       for (; k < 4; ++k) acc[0][k] += a[k] * b[k];
-      for (; count - k >= 12; k += 12) {
-        for (int j = 0; j < 12; ++j) acc[j / 4][j % 4] += a[k + j] * b[k + j];
-      }
+    }
+    for (; count - k >= wide; k += wide) {
+      for (int j = 0; j < wide; ++j) acc[j / 4][j % 4] += a[k + j] * b[k + j];
+    }
+    for (; count - k >= 4; k += 4) {
+      for (int j = 0; j < 4; ++j) acc[0][j] += a[k + j] * b[k + j];
     }
   }
-  for (; count - k >= 2; k += 2) {
-    acc[0][0] += a[k] * b[k];
-    acc[0][1] += a[k + 1] * b[k + 1];
-  }
   float lane[4];
-  for (int j = 0; j < 4; ++j) lane[j] = (acc[0][j] + acc[1][j]) + (acc[2][j] + acc[3][j]);
-  const float sum = (lane[0] + lane[1]) + (lane[2] + lane[3]);
-  return k < count ? sum + a[k] * b[k] : sum;
+  for (int j = 0; j < 4; ++j) lane[j] = acc[0][j] + (acc[1][j] + (acc[2][j] + acc[3][j]));
+  float sum = (lane[0] + lane[1]) + (lane[2] + lane[3]);
+  for (; k < count; ++k) sum += a[k] * b[k];
+  return sum;
 }
 
 }  // namespace reference
