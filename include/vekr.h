@@ -407,6 +407,106 @@ VEKR_API VekStatus vekrSurfSmoothNormal_32f(const float *pVertexNormals, const i
                                             const int32_t *pHitTriangles, const float *const *pHits,
                                             float *const *pNormals, int32_t length, int32_t stride);
 
+/* ------------------------------------------------------------------------------------------------------------
+ * Spherical harmonics: real basis functions of bands 0 to 15, projection onto them and back
+ *
+ * Directions are three arrays x, y, z, with z the polar axis. They are not normalised: the functions are polynomials
+ *   Y(l,0)  = K(l,0) Q(l,0)(z)
+ *   Y(l,+m) = (-1)^m sqrt(2) K(l,m) Q(l,m)(z) Re (x + iy)^m      m = 1 to l
+ *   Y(l,-m) = (-1)^m sqrt(2) K(l,m) Q(l,m)(z) Im (x + iy)^m
+ * with Q(l,m) the m-th derivative of the Legendre polynomial of degree l and
+ * K(l,m) = sqrt((2l+1)/(4 pi) (l-m)!/(l+m)!). On the unit sphere they are orthonormal, Condon-Shortley sign included.
+ * Function (l, m) has index l*l + l + m; bands 0 to L are (L+1)^2 functions.
+ *
+ * Two evaluators give these functions. The direct one needs no tables; it forms powers in single precision and all else
+ * in double, so that it is within about 1e-6 of sqrt((2l+1)/(4 pi)) up to band 6, but only within 1e-3 at band 14 and
+ * 4e-3 at band 15. The recurrent one (three-term recurrence in l, single precision) stays within about 3e-5 everywhere,
+ * and is the faster of the two.
+ * Recurrence: M. Abramowitz, I. A. Stegun, "Handbook of Mathematical Functions", 1964, 8.5.3; use for lighting:
+ * R. Ramamoorthi, P. Hanrahan, "An Efficient Representation for Irradiance Environment Maps", 2001.
+ * --------------------------------------------------------------------------------------------------------- */
+
+enum {
+  vekrSHDirect = 0,
+  vekrSHRecurrent = 1
+};
+
+/* What the evaluators need. The caller allocates vekrSHGetSize_32f bytes at any address, less than this record for
+ * vekrSHDirect, which has no tables; vekrSHInit_32f fills them. The block holds addresses in itself: it can't be moved
+ * or copied. Nothing has to be freed but the block. */
+typedef struct VekrSHState {
+  uint32_t maxBand; /* highest band that may be asked for */
+  int32_t type;     /* vekrSHDirect or vekrSHRecurrent */
+  float *pRecurA;   /* tables of the recurrence, in the block behind these fields; vekrSHRecurrent only */
+  float *pRecurB;
+} VekrSHState;
+
+/* Stores the size of a state in bytes.
+ *   maxBand   highest band; 0 to 15 for vekrSHDirect. For vekrSHRecurrent it isn't limited here, but no more than band
+ *             15 can be evaluated; from about 32766 on the size doesn't fit 32 bits and is meaningless
+ *   type      vekrSHDirect or vekrSHRecurrent
+ * Errors: vekErrNullPtr (pSize), vekErrSize (vekrSHDirect with maxBand above 15), vekErrBadArg (type). */
+VEKR_API VekStatus vekrSHGetSize_32f(uint32_t maxBand, int32_t type, uint32_t *pSize);
+
+/* Fills a state of vekrSHGetSize_32f(maxBand, type) bytes. It is only read afterwards: any number of threads may use it.
+ * Errors: vekErrNullPtr (pState), vekErrSize (vekrSHDirect with maxBand above 15), vekErrBadArg (type). */
+VEKR_API VekStatus vekrSHInit_32f(VekrSHState *pState, uint32_t maxBand, int32_t type);
+
+/* Values of all functions of bands 0 to L.
+ *   pX, pY, pZ   N values each; a component that is not finite makes its direction's values NaN or infinite
+ *   N            directions; below 0: nothing is read or written
+ *   pDst         out, N blocks of (L+1)^2 values, that of function (l, m) at l*l + l + m in its block
+ *   L            highest band, at most the state's, and at most 15
+ * Errors: vekErrNullPtr (pX, pY, pZ, pDst, pState), vekErrSize (N is 0), vekErrBadArg (L above the state's highest band;
+ * the state's type; L above 15). */
+VEKR_API VekStatus vekrSH_32f(const float *pX, const float *pY, const float *pZ, int32_t N, float *pDst, uint32_t L,
+                              const VekrSHState *pState);
+
+/* Values of the 2L+1 functions of band L alone, without a state: the very bits that vekrSH_32f gives for them with
+ * vekrSHDirect.
+ *   pX, pY, pZ   N values each
+ *   N            directions; below 0: nothing is read or written
+ *   pDst         out, N blocks of 2L+1 values, that of order m at L + m
+ *   L            band, 0 to 15
+ * Errors: vekErrNullPtr (pX, pY, pZ, pDst), vekErrBadArg (L), vekErrSize (N is 0). */
+VEKR_API VekStatus vekrSHBand_32f(const float *pX, const float *pY, const float *pZ, int32_t N, float *pDst,
+                                  uint32_t L);
+
+/* Transforms. All six take
+ *   pX, pY, pZ   N values each
+ *   N            directions; below 0: nothing is read or written
+ *   L            highest band, at most the state's. Above 15, which only a recurrent state admits, nothing is done and
+ *                vekOk is returned
+ *   pState       a filled state
+ *   pCoeff       (L+1)^2 coefficients, or a list of three such arrays; coefficient l*l + l + m belongs to function (l, m)
+ * Errors: vekErrNullPtr (any pointer, or entry of a list), vekErrSize (N is 0), vekErrBadArg (L above the state's highest
+ * band).
+ *
+ * Forward: pCoeff[k] += Y_k(direction) * sample, for all directions in order of their index, product and sum rounded to
+ * single. A sample of 0 adds 0, even where a function is not finite. Samples that stand for parts of the sphere must be
+ * weighted with their solid angles by the caller. The coefficients are added to: clear them for a fresh projection.
+ *   _C1I     pSrc: N samples
+ *   _C3P3I   pSrc: N samples of three interleaved channels; a coefficient array for each channel
+ *   _P3I     pSrc: list of three arrays of N samples; a coefficient array for each
+ *
+ * Inverse: value = sum of pCoeff[k] * Y_k(direction). From 16 coefficients on, the order of the sum depends on whether
+ * the coefficients are 16-byte aligned, and so do the last bits.
+ *   _C1      pDst: out, N values
+ *   _P3      pDst: list of three arrays, out, N values each, one for each coefficient array
+ *   _P3C3    pDst: out, N values of three interleaved channels, one for each coefficient array */
+VEKR_API VekStatus vekrSHTFwd_32f_C1I(const float *pX, const float *pY, const float *pZ, const float *pSrc, int32_t N,
+                                      float *pCoeff, uint32_t L, const VekrSHState *pState);
+VEKR_API VekStatus vekrSHTFwd_32f_C3P3I(const float *pX, const float *pY, const float *pZ, const float *pSrc,
+                                        int32_t N, float *const *pCoeff, uint32_t L, const VekrSHState *pState);
+VEKR_API VekStatus vekrSHTFwd_32f_P3I(const float *pX, const float *pY, const float *pZ, const float *const *pSrc,
+                                      int32_t N, float *const *pCoeff, uint32_t L, const VekrSHState *pState);
+VEKR_API VekStatus vekrSHTInv_32f_C1(const float *pCoeff, uint32_t L, const float *pX, const float *pY,
+                                     const float *pZ, float *pDst, int32_t N, const VekrSHState *pState);
+VEKR_API VekStatus vekrSHTInv_32f_P3(const float *const *pCoeff, uint32_t L, const float *pX, const float *pY,
+                                     const float *pZ, float *const *pDst, int32_t N, const VekrSHState *pState);
+VEKR_API VekStatus vekrSHTInv_32f_P3C3(const float *const *pCoeff, uint32_t L, const float *pX, const float *pY,
+                                       const float *pZ, float *pDst, int32_t N, const VekrSHState *pState);
+
 #ifdef __cplusplus
 }
 #endif
