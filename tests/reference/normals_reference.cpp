@@ -9,9 +9,7 @@ namespace vekr_reference {
 
 namespace {
 
-float approximateReciprocalSquareRoot(float s) {
-  return _mm_cvtss_f32(_mm_rsqrt_ss(_mm_set_ss(s)));
-}
+float approximateReciprocalSquareRoot(float s) { return _mm_cvtss_f32(_mm_rsqrt_ss(_mm_set_ss(s))); }
 
 }  // namespace
 

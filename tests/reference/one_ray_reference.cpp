@@ -18,12 +18,8 @@ const float kEps2 = std::bit_cast<float>(0x3727c5acu);          // 1e-5
 const float kSmallestDen = std::bit_cast<float>(0x35a00000u);   // 1.1920929e-6
 
 // min and max of two ordered numbers; what a NaN gives doesn't matter.
-float lesser(float a, float b) {
-  return b < a ? b : a;
-}
-float greater(float a, float b) {
-  return a < b ? b : a;
-}
+float lesser(float a, float b) { return b < a ? b : a; }
+float greater(float a, float b) { return a < b ? b : a; }
 
 struct Ray {
   float o[3], d[3];
