@@ -16,7 +16,7 @@ VekStatus vekrTriangleNormal_32f(const float *pVertices, const int32_t *pIndices
   if (anyNull(pVertices, pIndices, pTriangleNormals)) return vekErrNullPtr;
   if (count < 1) return vekOk;
   const auto kernel = VEKR_DISPATCH(ownTriangleNormal_32f);
-  const int32_t threads = std::max(ownGetNumThreads(), 1);
+  const int32_t threads = std::clamp(ownGetNumThreads(), 1, count);
   // One block of triangles a thread, in order; the runtime may give fewer threads than asked for.
 #pragma omp parallel num_threads(threads) if (threads > 1)
   {
