@@ -27,7 +27,7 @@ TEST(AwkwardValues, RaysThatAreNotFiniteHitNothing) {
   TracedScene scene(ball(10, 14), {14, 3, Leaves::mixed, 6}, 0.01f);
   Random random(61);
   for (const VekrBlockSize size : {VekrBlockSize{8, 8}, VekrBlockSize{15, 3}}) {
-    for (int round = 0; round < 60; ++round) {
+    for (int round = 0; round < 24; ++round) {
       RayBlock block(size, 2);
       setOrigin(block, {0.1f, 0.2f, -2.0f});
       fillDirections(block, Tiles::changing, scene.mesh(), random);
@@ -56,6 +56,29 @@ TEST(AwkwardValues, RaysThatAreNotFiniteHitNothing) {
         }
       }
       ASSERT_TRUE(block.intact());
+    }
+  }
+}
+
+// A tile without a limit above 0 is passed over where every ray has an origin of its own, and in layers; a NaN is not
+// above 0.
+TEST(AwkwardValues, TilesWithoutALimitThatIsANumberKeepTheirWeights) {
+  TracedScene scene(cube(0.75f), {6, 2, Leaves::mixed, 8});
+  for (const bool mixed : {false, true}) {
+    RayBlock block({4, 4});
+    setOrigin(block, {0.0f, 0.0f, 0.0f});
+    for (size_t i = 0; i < 16; ++i) {
+      block.directions[0][i] = mixed && i == 5 ? -0.25f : 0.25f;
+      block.directions[1][i] = 0.5f;
+      block.directions[2][i] = 1.0f;
+      block.distances[i] = i % 3 == 0 ? kNan : i % 3 == 1 ? 0.0f : -1.0f;
+    }
+    runMO(block, scene.get());
+    runMultiple(block, scene.get(), 1);
+    for (size_t i = 0; i < 16; ++i) {
+      EXPECT_EQ(block.triangles[i], -1);
+      EXPECT_EQ(block.hits[0][i], -7.5f);
+      EXPECT_EQ(block.hits[1][i], -8.5f);
     }
   }
 }
