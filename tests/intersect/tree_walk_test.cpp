@@ -133,6 +133,8 @@ TEST(TreeWalk, FarMarginsAreThoseOfEachForm) {
   };
   // A one-ray segment ends at a pop with t at 1 or more, so that margins behind it play no part.
   expect(0.99999f, {true, true, true, true, true, true});
+  expect(std::nextafter(1.0f, 0.0f), {true, true, true, true, true, true});
+  expect(1.0f, {true, true, true, true, true, false});
   expect(1.00001f, {true, true, true, true, true, false});
   expect(1.00009f, {true, true, true, true, true, false});
   expect(1.000105f, {false, false, false, true, true, false});
