@@ -160,6 +160,35 @@ TEST(TreeWalk, NearMarginsAreThoseOfEachForm) {
   expect(-2e-4f, {false, false, false, false, false, false});
 }
 
+// Behind a first hit the far end of a ray is found anew, with the same margin.
+TEST(TreeWalk, LaterLayersHaveTheFarMarginToo) {
+  const auto secondHit = [](float plane, VekrBlockSize size, bool mixed) {
+    Mesh mesh = wallAcrossX(1.0f);
+    mesh.addTriangle({0.25f, -9, -9}, {0.25f, 27, -9}, {0.25f, -9, 27});
+    std::vector<int32_t> words = chain({plane}, 0);
+    words[4] = INT32_MIN | 2;
+    words[5] = static_cast<int32_t>(0x80000001u);
+    TracedScene scene(mesh, words);
+    RayBlock block(size, 2);
+    setOrigin(block, {0.0f, 0.25f, 0.5f});
+    for (size_t i = 0; i < block.rays; ++i) {
+      block.directions[0][i] = 1.0f;
+      block.directions[1][i] = mixed && i == 1 ? -0.001f : 0.001f;
+      block.directions[2][i] = 0.002f;
+      block.distances[i] = 1e30f;
+    }
+    runMultiple(block, scene.get(), 2);
+    EXPECT_EQ(block.triangles[0], 2);
+    return block.triangles[block.rays] == 0;
+  };
+  for (const bool mixed : {false, true}) {
+    EXPECT_TRUE(secondHit(1.00005f, {4, 4}, mixed));
+    EXPECT_FALSE(secondHit(1.00012f, {4, 4}, mixed));
+    EXPECT_TRUE(secondHit(1.00028f, {4, 1}, mixed));
+    EXPECT_FALSE(secondHit(1.0003f, {4, 1}, mixed));
+  }
+}
+
 TEST(TreeWalk, TheTestTreesHaveLeavesOfEveryForm) {
   const TestTree tree(soup(400, 0.2f, 2), {20, 3, Leaves::mixed, 3});
   for (int form = 0; form <= 4; ++form) EXPECT_GT(tree.leavesOfForm(form), 5u) << form;
