@@ -160,6 +160,32 @@ TEST(TreeWalk, NearMarginsAreThoseOfEachForm) {
   expect(-2e-4f, {false, false, false, false, false, false});
 }
 
+// A cell that ends before it begins, within the margin, ends where it begins.
+TEST(TreeWalk, AOneRayCellNeverEndsBeforeItsBeginning) {
+  const auto inlined = static_cast<int32_t>(0x80000001u);
+  Mesh mesh = wallAcrossX(-2e-6f);
+  mesh.addTriangle({-4e-6f, -9, -9}, {-4e-6f, 27, -9}, {-4e-6f, -9, 27});
+  std::vector<int32_t> words = chain({-5e-6f}, 1);
+  words[4] = INT32_MIN;
+  words[5] = inlined;
+  words[6] = INT32_MIN | 2;  // a little nearer, in the far cell
+  words[7] = inlined;
+  TracedScene scene(mesh, words);
+  scene.box()[0] = 0.0f;  // entered at t = 1, behind both
+  scene.box()[3] = 1.0f;
+  RayBlock eye({1, 1}), layered({1, 1});
+  setOrigin(eye, {-1.0f, 0.25f, 0.5f});
+  eye.directions[0][0] = 1.0f;
+  eye.directions[1][0] = 0.001f;
+  eye.directions[2][0] = 0.002f;
+  eye.distances[0] = 9.0f;
+  layered.copyFrom(eye);
+  runEye(eye, scene.get());
+  runMultiple(layered, scene.get(), 1);
+  EXPECT_EQ(eye.triangles[0], 0);
+  EXPECT_EQ(layered.triangles[0], 0);
+}
+
 // Behind a first hit the far end of a ray is found anew, with the same margin.
 TEST(TreeWalk, LaterLayersHaveTheFarMarginToo) {
   const auto secondHit = [](float plane, VekrBlockSize size, bool mixed) {
