@@ -213,7 +213,8 @@ VEKR_API VekStatus vekrIntersectEyeSO_32f(const float *pOrigin, const float *con
                                           const VekrIntersectScene *pScene, VekrBlockSize size);
 
 /* Which segments from one point are blocked. The segment of a ray runs from pOrigin to pOrigin + direction;
- * its ends are open, so that a surface at either end does not block it. pOrigin       three floats
+ * its ends are open, so that a surface at either end does not block it.
+ *   pOrigin       three floats
  *   pDirections   three planes (vekrCastShadowSO_32f)
  *   pOccluders    out: a triangle that blocks the segment, not always the nearest one, or -1
  *   pMask         in: negative at segments that need no test; out: -1 where the segment is blocked

@@ -112,7 +112,7 @@ void traceLayers(const VekrIntersectScene &scene, PacketRay<N> &ray, int octant,
     const Float<N> sum = layer > 1 ? select(alive, t + sumBefore, working) : working;
     storeRows<N>(rows.distance, rows.width, sum);
     sumBefore = sum;
-    if (layer >= depth || !anyOf(alive)) return;
+    if (layer == depth || !anyOf(alive)) return;
     memory.remember(hit, layer);
     mailbox.clear();
     rows.advance();
@@ -121,6 +121,10 @@ void traceLayers(const VekrIntersectScene &scene, PacketRay<N> &ray, int octant,
     const Float<N> fallback = N == 8 ? zero : loadRows<N>(rows.distance, rows.width);
     const Float<N> limit = select(alive, Float<N>(FLT_MAX), fallback);
     storeRows<N>(rows.distance, rows.width, limit);
+    if (layer >= depth) {  // a depth below 1, without presets: plane 1 is made to say that there is nothing more
+      storeWhere<N>(alive, rows.triangle, rows.width, Int<N>(-1));
+      return;
+    }
     interval = {zero, kept(alive, farFromHere(scene.pBox, ray, limit))};
   }
 }

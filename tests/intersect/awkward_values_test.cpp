@@ -27,7 +27,7 @@ TEST(AwkwardValues, RaysThatAreNotFiniteHitNothing) {
   TracedScene scene(ball(10, 14), {14, 3, Leaves::mixed, 6}, 0.01f);
   Random random(61);
   for (const VekrBlockSize size : {VekrBlockSize{8, 8}, VekrBlockSize{15, 3}}) {
-    for (int round = 0; round < 60; ++round) {
+    for (int round = 0; round < 24; ++round) {
       RayBlock block(size, 2);
       setOrigin(block, {0.1f, 0.2f, -2.0f});
       fillDirections(block, Tiles::changing, scene.mesh(), random);
@@ -56,6 +56,29 @@ TEST(AwkwardValues, RaysThatAreNotFiniteHitNothing) {
         }
       }
       ASSERT_TRUE(block.intact());
+    }
+  }
+}
+
+// A tile without a limit above 0 is passed over where every ray has an origin of its own, and in layers; a NaN is not
+// above 0.
+TEST(AwkwardValues, TilesWithoutALimitThatIsANumberKeepTheirWeights) {
+  TracedScene scene(cube(0.75f), {6, 2, Leaves::mixed, 8});
+  for (const bool mixed : {false, true}) {
+    RayBlock block({4, 4});
+    setOrigin(block, {0.0f, 0.0f, 0.0f});
+    for (size_t i = 0; i < 16; ++i) {
+      block.directions[0][i] = mixed && i == 5 ? -0.25f : 0.25f;
+      block.directions[1][i] = 0.5f;
+      block.directions[2][i] = 1.0f;
+      block.distances[i] = i % 3 == 0 ? kNan : i % 3 == 1 ? 0.0f : -1.0f;
+    }
+    runMO(block, scene.get());
+    runMultiple(block, scene.get(), 1);
+    for (size_t i = 0; i < 16; ++i) {
+      EXPECT_EQ(block.triangles[i], -1);
+      EXPECT_EQ(block.hits[0][i], -7.5f);
+      EXPECT_EQ(block.hits[1][i], -8.5f);
     }
   }
 }
@@ -110,50 +133,117 @@ TEST(AwkwardValues, OneRayFormsOfAnythingAgreeWithTheirTwins) {
   }
 }
 
+// All packet forms, and the one-ray forms of any hit and of layered hits, on the same rays.
+::testing::AssertionResult allFormsAgree(const RayBlock &block, TracedScene &scene, int32_t depth) {
+  const VekrIntersectScene traced = scene.get();
+  PacketPlaces places;
+  const VekrBlockSize row = {static_cast<int32_t>(block.rays), 1};
+  const auto compare = [&](const char *form, VekrBlockSize size, auto library, auto twin) {
+    RayBlock actual(size, depth), expected(size, depth);
+    actual.copyFrom(block);
+    expected.copyFrom(block);
+    library(actual);
+    twin(expected);
+    const auto result = sameBlocks(actual, expected);
+    return result ? result : ::testing::AssertionFailure() << form << ": " << result.message();
+  };
+  namespace twin = vekr_reference;
+  if (auto r = compare(
+          "eye", block.size, [&](RayBlock &b) { runEye(b, traced); },
+          [&](RayBlock &b) {
+            twin::packetIntersectEyeSO(b.pointOrigin.data(), b.directionList, b.distances.data(), b.hitList,
+                                       b.triangles.data(), &traced, b.size, &places);
+          });
+      !r) {
+    return r;
+  }
+  if (auto r = compare(
+          "many origins", block.size, [&](RayBlock &b) { runMO(b, traced); },
+          [&](RayBlock &b) {
+            twin::packetIntersectMO(b.originList, b.directionList, b.distances.data(), b.hitList,
+                                    b.triangles.data(), &traced, b.size, &places);
+          });
+      !r) {
+    return r;
+  }
+  if (auto r = compare(
+          "any", block.size, [&](RayBlock &b) { runAny(b, traced); },
+          [&](RayBlock &b) {
+            twin::packetIntersectAnySO(b.pointOrigin.data(), b.directionList, b.occluders.data(),
+                                       b.mask.data(), b.size, &traced, &places);
+          });
+      !r) {
+    return r;
+  }
+  if (auto r = compare(
+          "layers", block.size, [&](RayBlock &b) { runMultiple(b, traced, depth); },
+          [&](RayBlock &b) {
+            twin::packetIntersectMultipleSO(b.pointOrigin.data(), b.directionList, b.distances.data(),
+                                            b.hitList, b.triangles.data(), &traced,
+                                            {b.size.width, b.size.height, depth}, &places);
+          });
+      !r) {
+    return r;
+  }
+  if (auto r = compare(
+          "any, one ray", row, [&](RayBlock &b) { runAny(b, traced); },
+          [&](RayBlock &b) {
+            twin::oneRayIntersectAnySO(b.pointOrigin.data(), b.directionList, b.occluders.data(),
+                                       b.mask.data(), b.size, &traced);
+          });
+      !r) {
+    return r;
+  }
+  return compare(
+      "layers, one ray", row, [&](RayBlock &b) { runMultiple(b, traced, depth); },
+      [&](RayBlock &b) {
+        twin::oneRayIntersectMultipleSO(b.pointOrigin.data(), b.directionList, b.distances.data(), b.hitList,
+                                        b.triangles.data(), &traced, {b.size.width, b.size.height, depth});
+      });
+}
+
 // A box may be larger than all numbers, or cut the mesh: it limits the walk, not the hits.
 TEST(AwkwardValues, BoxesThatDontFitTheMeshAgreeWithTheTwins) {
   for (const float slack : {kInfinity, 1e30f, -0.2f, -0.5f, -0.9f}) {
     TracedScene scene(soup(200, 0.4f, 71), {14, 3, Leaves::mixed, 71}, slack);
-    const VekrIntersectScene traced = scene.get();
     Random random(71);
-    PacketPlaces places;
     for (const Tiles tiles : kAllTiles) {
-      for (int round = 0; round < 6; ++round) {
+      for (int round = 0; round < 4; ++round) {
         RayBlock block({8, 8}, 3);
         setOrigin(block, pointWithin(random, -1.5f, 1.5f));
         fillDirections(block, tiles, scene.mesh(), random);
         fillLimits(block, Limits::far, random);
-        const auto fresh = [&] {
-          auto copy = std::make_unique<RayBlock>(block.size, 3);
-          copy->copyFrom(block);
-          return copy;
-        };
-        auto actual = fresh(), expected = fresh();
-        runEye(*actual, traced);
-        vekr_reference::packetIntersectEyeSO(expected->pointOrigin.data(), expected->directionList,
-                                             expected->distances.data(), expected->hitList,
-                                             expected->triangles.data(), &traced, block.size, &places);
-        ASSERT_TRUE(sameBlocks(*actual, *expected)) << "eye, slack " << slack;
-        actual = fresh(), expected = fresh();
-        runMO(*actual, traced);
-        vekr_reference::packetIntersectMO(expected->originList, expected->directionList,
-                                          expected->distances.data(), expected->hitList,
-                                          expected->triangles.data(), &traced, block.size, &places);
-        ASSERT_TRUE(sameBlocks(*actual, *expected)) << "many, slack " << slack;
-        actual = fresh(), expected = fresh();
-        runMultiple(*actual, traced, 3);
-        vekr_reference::packetIntersectMultipleSO(expected->pointOrigin.data(), expected->directionList,
-                                                  expected->distances.data(), expected->hitList,
-                                                  expected->triangles.data(), &traced, {8, 8, 3}, &places);
-        ASSERT_TRUE(sameBlocks(*actual, *expected)) << "layers, slack " << slack;
-        RayBlock row({64, 1}, 3), rowExpected({64, 1}, 3);
-        row.copyFrom(block);
-        rowExpected.copyFrom(block);
-        runMultiple(row, traced, 3);
-        vekr_reference::oneRayIntersectMultipleSO(rowExpected.pointOrigin.data(), rowExpected.directionList,
-                                                  rowExpected.distances.data(), rowExpected.hitList,
-                                                  rowExpected.triangles.data(), &traced, {64, 1, 3});
-        ASSERT_TRUE(sameBlocks(row, rowExpected)) << "one-ray layers, slack " << slack;
+        ASSERT_TRUE(allFormsAgree(block, scene, 3)) << "slack " << slack;
+      }
+    }
+  }
+}
+
+// What stands in for the reciprocal of a parallel axis shows only where the scene is as small, or as large, along that
+// axis as the constant is large or small.
+TEST(AwkwardValues, ScenesAsFlatOrLongAsParallelReciprocalsAgreeWithTheTwins) {
+  for (size_t axis = 0; axis < 3; ++axis) {
+    for (const float scale : {2e-9f, 1e-7f, 1e-5f, 2e8f, 1e9f}) {
+      Mesh mesh = soup(120, 0.6f, 81);
+      for (size_t v = axis; v < mesh.vertices.size(); v += 3) mesh.vertices[v] *= scale;
+      TracedScene scene(mesh, {10, 3, Leaves::mixed, 81});
+      Random random(81);
+      for (int round = 0; round < 16; ++round) {
+        RayBlock block({8, 4}, 3);
+        Point origin = pointWithin(random, -1.0f, 1.0f);
+        if (round % 2 == 0) origin[(axis + 1) % 3] = -2.0f;
+        origin[axis] *= scale;
+        setOrigin(block, origin);
+        fillDirections(block, round % 4 < 2 ? Tiles::oneOctant : Tiles::anyOctant, scene.mesh(), random);
+        for (size_t i = 0; i < block.rays; ++i) {
+          float &d = block.directions[axis][i];
+          const float small = random.below(3) == 0 ? 1e-9f * random.unit() : 0.0f;
+          if (scale > 1.0f || random.below(2) == 0) d = d < 0.0f ? -1e-10f - small : small;
+          block.origins[axis][i] += scale * random.within(-0.5f, 0.5f);
+        }
+        fillLimits(block, Limits::far, random);
+        ASSERT_TRUE(allFormsAgree(block, scene, 3))
+            << "axis " << axis << ", scale " << scale << ", round " << round;
       }
     }
   }

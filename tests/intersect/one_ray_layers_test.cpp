@@ -267,6 +267,25 @@ TEST(OneRayLayered, AfterAHitOnTheFarSideOfTheBoxNothingFollows) {
   EXPECT_TRUE(sameArrays(block.distances, kDistances, 8));
 }
 
+TEST(OneRayLayered, TheWalkEndsWhereACellEndsAtTheHit) {
+  const auto inlined = static_cast<int32_t>(0x80000001u);
+  Mesh mesh;
+  addWall(mesh, 2.0f);
+  addWall(mesh, 1.0f);
+  for (const float plane : {2.0f, std::nextafter(2.0f, 0.0f)}) {
+    const std::vector<int32_t> words = {
+        16 | 2, std::bit_cast<int32_t>(plane), 0, 0, INT32_MIN, inlined, INT32_MIN | 1, inlined};
+    TracedScene scene(mesh, words);
+    RayBlock block({1, 1});
+    setOrigin(block, {0.0f, 0.0f, 0.0f});
+    setDirection(block, 0, {0.0f, 0.0f, 1.0f});
+    block.distances[0] = 9.0f;
+    runMultiple(block, scene.get(), 1);
+    // The far cell would hold something nearer.
+    EXPECT_EQ(block.triangles[0], plane == 2.0f ? 0 : 1);
+  }
+}
+
 TEST(OneRayLayered, ADepthBelowOneWritesTheStartOfTheSecondPlaneAfterAHit) {
   Mesh mesh;
   addWall(mesh, 1.0f);

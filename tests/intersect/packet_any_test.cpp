@@ -125,6 +125,48 @@ TEST(PacketAny, ASeedThatFindsNothingIsNotReplacedByTheNextRay) {
   EXPECT_EQ(block.occluders[13], -1);
 }
 
+// What the seed search finds shows in a tile that it blocks altogether.
+int32_t seedOf(const Mesh &mesh, const std::vector<int32_t> &words, float length) {
+  TracedScene scene(mesh, words);
+  RayBlock block({4, 4});
+  setOrigin(block, {0.0f, 0.0f, 0.0f});
+  for (size_t i = 0; i < 16; ++i) setDirection(block, i, {0.0f, 0.0f, length});
+  runAny(block, scene.get());
+  EXPECT_TRUE(occludersAre(block, block.occluders[0]));
+  return block.occluders[0];
+}
+
+TEST(PacketAny, TheSeedCountsAZeroWeightAsPositive) {
+  for (const float side : {1.0f, -1.0f}) {
+    // The rays meet the middle of the first triangle's edge; a weight of 0 is no match for two negative ones.
+    Mesh mesh;
+    mesh.addTriangle({2, 0, side}, {0, 1, side}, {0, -1, side});
+    addWall(mesh, 2.0f * side);
+    addWall(mesh, 3.0f * side);
+    EXPECT_EQ(seedOf(mesh, oneLeaf({2, 0, 1}), 4.0f * side), side > 0.0f ? 0 : 1);
+  }
+}
+
+TEST(PacketAny, TheSeedIsReplacedByWhatIsNearerByMoreThanItsMargin) {
+  // One unit in the last place of a number just below 2 moves t by 2^-25, and the margin is 2^-23.
+  for (int steps = 0; steps <= 6; ++steps) {
+    EXPECT_EQ(seedOf(walls({2.0f, 2.0f - 0x1p-23f * static_cast<float>(steps)}), oneLeaf({0, 1}), 4.0f),
+              steps > 4 ? 1 : 0)
+        << steps;
+  }
+}
+
+TEST(PacketAny, TheSeedSearchEndsWhereACellEndsAtTheHit) {
+  const auto inlined = static_cast<int32_t>(0x80000001u);
+  const auto words = [&](float plane) {
+    return std::vector<int32_t>{
+        16 | 2, std::bit_cast<int32_t>(plane), 0, 0, INT32_MIN, inlined, INT32_MIN | 1, inlined};
+  };
+  // The far cell would hold something nearer.
+  EXPECT_EQ(seedOf(walls({2.0f, 1.0f}), words(2.0f), 4.0f), 0);
+  EXPECT_EQ(seedOf(walls({2.0f, 1.0f}), words(std::nextafter(2.0f, 0.0f)), 4.0f), 1);
+}
+
 TEST(PacketAny, AUniformTileWithAnOpenLastRowClearsTheCache) {
   TracedScene scene = threeWalls();
   RayBlock block = straightRays({16, 4});

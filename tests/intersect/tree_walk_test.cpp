@@ -85,6 +85,136 @@ TEST(TreeWalk, PlanesOnOneSideOfTheRaysTakeNoPlaceOnTheStack) {
   expectWallFound(scene, 51.5f);
 }
 
+// The only triangle stands in one child of a plane that lies just outside the rays' interval: how far outside it may be for
+// that child to be entered tells the margins of a form.
+struct Entered {
+  bool packetNearest, packetLayers, packetAny, oneRayNearest, oneRayLayers, oneRayAny;
+};
+
+// Rays along +x from originX, and segments along +x of length 1 from x = 0.
+void expectEntered(TracedScene &scene, float originX, TracedScene &segmentScene, const Entered &expected,
+                   float plane) {
+  for (const bool packet : {true, false}) {
+    for (const bool mixed : {false, true}) {
+      RayBlock eye(packet ? VekrBlockSize{4, 4} : VekrBlockSize{4, 1});
+      setOrigin(eye, {originX, 0.25f, 0.5f});
+      for (size_t i = 0; i < eye.rays; ++i) {
+        eye.directions[0][i] = 1.0f;
+        eye.directions[1][i] = mixed && i % 4 == 1 ? -0.001f : 0.001f;
+        eye.directions[2][i] = 0.002f;
+        eye.distances[i] = 1e30f;
+      }
+      RayBlock many(eye.size), layered(eye.size);
+      many.copyFrom(eye);
+      layered.copyFrom(eye);
+      runEye(eye, scene.get());
+      runMO(many, scene.get());
+      runMultiple(layered, scene.get(), 1);
+      setOrigin(eye, {0.0f, 0.25f, 0.5f});
+      for (size_t i = 12; i < eye.rays; ++i)
+        eye.mask[i] = -1;  // a seed would find it with the margins of its own walk
+      runAny(eye, segmentScene.get());
+      for (size_t i = 0; i < eye.rays; ++i) {
+        EXPECT_EQ(eye.triangles[i] == 0, packet ? expected.packetNearest : expected.oneRayNearest) << plane;
+        EXPECT_EQ(many.triangles[i] == 0, packet ? expected.packetNearest : expected.oneRayNearest) << plane;
+        EXPECT_EQ(layered.triangles[i] == 0, packet ? expected.packetLayers : expected.oneRayLayers) << plane;
+        EXPECT_EQ(eye.occluders[i] == 0, packet ? expected.packetAny : expected.oneRayAny) << plane;
+      }
+    }
+  }
+}
+
+TEST(TreeWalk, FarMarginsAreThoseOfEachForm) {
+  const auto expect = [](float plane, const Entered &expected) {
+    TracedScene scene(wallAcrossX(1.0f),
+                      chain({plane}, 0));  // the box ends at x = 1, the far child holds the wall
+    TracedScene nearer(wallAcrossX(0.75f), chain({plane}, 0));
+    expectEntered(scene, 0.0f, nearer, expected, plane);
+  };
+  // A one-ray segment ends at a pop with t at 1 or more, so that margins behind it play no part.
+  expect(0.99999f, {true, true, true, true, true, true});
+  expect(std::nextafter(1.0f, 0.0f), {true, true, true, true, true, true});
+  expect(1.0f, {true, true, true, true, true, false});
+  expect(1.00001f, {true, true, true, true, true, false});
+  expect(1.00009f, {true, true, true, true, true, false});
+  expect(1.000105f, {false, false, false, true, true, false});
+  expect(1.00012f, {false, false, false, false, true, false});
+  expect(1.00028f, {false, false, false, false, true, false});
+  expect(1.0003f, {false, false, false, false, false, false});
+}
+
+TEST(TreeWalk, NearMarginsAreThoseOfEachForm) {
+  const auto expect = [](float plane, const Entered &expected) {
+    // The near child holds the triangle, the far one nothing.
+    std::vector<int32_t> words = chain({plane}, 1);
+    words[4] = INT32_MIN;
+    words[5] = static_cast<int32_t>(0x80000001u);
+    TracedScene scene(wallAcrossX(0.75f), words);
+    scene.box()[0] = 0.0f;  // rays that start at x = -1 enter the box at t = 1
+    expectEntered(scene, -1.0f, scene, expected, plane);
+  };
+  expect(1e-6f, {true, true, true, true, true, true});
+  expect(-5e-6f, {false, false, false, true, true, true});
+  expect(-1.5e-5f, {false, false, false, false, true, false});
+  expect(-1.8e-4f, {false, false, false, false, true, false});
+  expect(-2e-4f, {false, false, false, false, false, false});
+}
+
+// A cell that ends before it begins, within the margin, ends where it begins.
+TEST(TreeWalk, AOneRayCellNeverEndsBeforeItsBeginning) {
+  const auto inlined = static_cast<int32_t>(0x80000001u);
+  Mesh mesh = wallAcrossX(-2e-6f);
+  mesh.addTriangle({-4e-6f, -9, -9}, {-4e-6f, 27, -9}, {-4e-6f, -9, 27});
+  std::vector<int32_t> words = chain({-5e-6f}, 1);
+  words[4] = INT32_MIN;
+  words[5] = inlined;
+  words[6] = INT32_MIN | 2;  // a little nearer, in the far cell
+  words[7] = inlined;
+  TracedScene scene(mesh, words);
+  scene.box()[0] = 0.0f;  // entered at t = 1, behind both
+  scene.box()[3] = 1.0f;
+  RayBlock eye({1, 1}), layered({1, 1});
+  setOrigin(eye, {-1.0f, 0.25f, 0.5f});
+  eye.directions[0][0] = 1.0f;
+  eye.directions[1][0] = 0.001f;
+  eye.directions[2][0] = 0.002f;
+  eye.distances[0] = 9.0f;
+  layered.copyFrom(eye);
+  runEye(eye, scene.get());
+  runMultiple(layered, scene.get(), 1);
+  EXPECT_EQ(eye.triangles[0], 0);
+  EXPECT_EQ(layered.triangles[0], 0);
+}
+
+// Behind a first hit the far end of a ray is found anew, with the same margin.
+TEST(TreeWalk, LaterLayersHaveTheFarMarginToo) {
+  const auto secondHit = [](float plane, VekrBlockSize size, bool mixed) {
+    Mesh mesh = wallAcrossX(1.0f);
+    mesh.addTriangle({0.25f, -9, -9}, {0.25f, 27, -9}, {0.25f, -9, 27});
+    std::vector<int32_t> words = chain({plane}, 0);
+    words[4] = INT32_MIN | 2;
+    words[5] = static_cast<int32_t>(0x80000001u);
+    TracedScene scene(mesh, words);
+    RayBlock block(size, 2);
+    setOrigin(block, {0.0f, 0.25f, 0.5f});
+    for (size_t i = 0; i < block.rays; ++i) {
+      block.directions[0][i] = 1.0f;
+      block.directions[1][i] = mixed && i == 1 ? -0.001f : 0.001f;
+      block.directions[2][i] = 0.002f;
+      block.distances[i] = 1e30f;
+    }
+    runMultiple(block, scene.get(), 2);
+    EXPECT_EQ(block.triangles[0], 2);
+    return block.triangles[block.rays] == 0;
+  };
+  for (const bool mixed : {false, true}) {
+    EXPECT_TRUE(secondHit(1.00005f, {4, 4}, mixed));
+    EXPECT_FALSE(secondHit(1.00012f, {4, 4}, mixed));
+    EXPECT_TRUE(secondHit(1.00028f, {4, 1}, mixed));
+    EXPECT_FALSE(secondHit(1.0003f, {4, 1}, mixed));
+  }
+}
+
 TEST(TreeWalk, TheTestTreesHaveLeavesOfEveryForm) {
   const TestTree tree(soup(400, 0.2f, 2), {20, 3, Leaves::mixed, 3});
   for (int form = 0; form <= 4; ++form) EXPECT_GT(tree.leavesOfForm(form), 5u) << form;

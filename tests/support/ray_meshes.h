@@ -21,7 +21,7 @@ struct Mesh {
   int32_t triangleCount() const { return static_cast<int32_t>(indices.size() / 4); }
 
   int32_t addVertex(const Point &p) {
-    vertices.insert(vertices.end(), p.begin(), p.end());
+    for (const float x : p) vertices.push_back(x);
     return vertexCount() - 1;
   }
   void addTriangle(int32_t a, int32_t b, int32_t c) { indices.insert(indices.end(), {a, b, c, -77}); }
