@@ -14,7 +14,7 @@ namespace {
 constexpr int32_t kFewPatches = 36;
 
 // Nodes of more patches give each axis a thread: below, a fork costs more than it saves.
-constexpr int32_t kSearchWidthLimit = 8192;
+constexpr int32_t kSearchWidthLimit = 4096;
 
 // Costs this close to a limit, as a share of the cost of not splitting, are computed and not pruned.
 constexpr double kCostSlack = 1e-9;
