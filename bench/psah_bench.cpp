@@ -74,8 +74,10 @@ VEKR_TIMED(kPatches, VekStatus, Patches,
 VEKR_TIMED(kSearch, void, Search,
            "_ZN4vekr31localFindBestSplitSortSearch_MTEPNS_15VekrSplitRecordERKNS_10SearchNodeEPA4_KPvf",
            (VekrSplitRecord * r, const SearchNode &n, void *const (*s)[4], float c), r, n, s, c)
-VEKR_TIMED(kBins, PlaneChoice, Bins, "_ZN4vekr12searchByBinsERKNS_12BinnedSearchEPKPv",
-           (const BinnedSearch &s, void *const *w), s, w)
+// A member function takes its object as the first argument.
+VEKR_TIMED(kBins, double, CountExtents, "_ZN4vekr8AxisBins12countExtentsEv", (AxisBins * bins), bins)
+VEKR_TIMED(kBins, PlaneChoice, ChoosePlane, "_ZN4vekr8AxisBins11choosePlaneEd",
+           (AxisBins * bins, double limit), bins, limit)
 VEKR_TIMED(kSort, VekStatus, Sort, "_ZN4vekr20veksSortAscend_32f_IEPfi", (float *p, int32_t n), p, n)
 VEKR_TIMED(kSort, void, RadixSort, "_ZN4vekr25ownRadixSortAccend_32f_w7EPfS0_i",
            (float *p, float *w, int32_t n), p, w, n)

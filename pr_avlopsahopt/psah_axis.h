@@ -67,6 +67,18 @@ struct Best {
     *this = {newCost, newPlane, newLeft, newRight, newSideFlag};
     return true;
   }
+
+  // A plane with `lowsBelow` patches that start below it, `notPassed` that end above it, and flat patches in it, which may
+  // stand on either side; on the right first.
+  void offerSides(const AxisCell &cell, float newPlane, int64_t lowsBelow, int64_t notPassed,
+                  int64_t inPlane) {
+    const double below = cell.below(newPlane), above = cell.above(newPlane);
+    offer(countOf(lowsBelow) * below + countOf(notPassed + inPlane) * above, newPlane, lowsBelow,
+          notPassed + inPlane, 1);
+    if (inPlane == 0) return;
+    offer(countOf(lowsBelow + inPlane) * below + countOf(notPassed) * above, newPlane, lowsBelow + inPlane,
+          notPassed, 0);
+  }
 };
 
 // What cuts of empty space and the walls offer.

@@ -1,8 +1,9 @@
 // The cheapest plane of one axis, for nodes of many patches.
 //
 // Only a few planes can be the cheapest, so not all extents are sorted. They are counted into bins along the axis; the
-// counts bound the costs within each bin from below and above; bins whose lower bound is above the least upper bound
-// are out. What is left is tried exactly. Bounds take in every rounding, so the result is that of trying all planes.
+// counts bound the costs within each bin from below and above; bins whose lower bound is above the least upper bound,
+// or above what another axis offers, are out. What is left is tried exactly. The bounds take in every rounding, so the
+// result is that of trying all planes.
 #pragma once
 
 #include <cstdint>
@@ -12,19 +13,66 @@
 
 namespace vekr {
 
-struct BinnedSearch {
-  const AxisCell &cell;
+// Counts up to here are the same in float; with more, bounds on costs would have to take in their rounding.
+constexpr int32_t kExactCount = 1 << 24;
+
+// What there is to search along an axis.
+struct AxisSearch {
+  AxisCell cell;
   const VekrPatchBounds *bounds;
   int32_t count;
   int32_t axis;
   int32_t flatCount;
   float greatest;  // of all extents
-  bool mayPrune;  // all extents lie within the cell; if not, bounds don't hold
-  double limit;   // planes that cost more are of no use
+  bool mayPrune;   // all extents lie within the cell and the count is exact; otherwise bounds don't hold
+  void *const *scratch;  // four arrays of `count` words
 };
 
-// The cheapest plane, the lowest one of several, or a cost as large as can be if none is within the limit.
-// `scratch`: four arrays of `count` words.
-PlaneChoice searchByBins(const BinnedSearch &search, void *const *scratch);
+class AxisBins {
+ public:
+  explicit AxisBins(const AxisSearch &search);
+
+  // Gathers and counts the extents. Returns a cost that the cheapest plane doesn't exceed.
+  double countExtents();
+
+  // The cheapest plane, the lowest one of several. If it costs more than `limit`, whatever was found on the way, or a cost
+  // as large as can be.
+  PlaneChoice choosePlane(double limit);
+
+ private:
+  static constexpr int32_t kMostBins = 1024;
+
+  // A bin's walls are known up to this share of the cell's extent: bin numbers come from a float difference, a product
+  // and a rounded scale, three roundings of 2^-24 each, and the distance to the far wall from two more.
+  static constexpr double kWallSlack = 1e-6;
+
+  static int32_t binCountFor(int32_t patchCount);
+  int32_t binOf(float x) const;
+  void gatherFlats();
+  double leastUpperBound() const;
+  bool mark(double limit);
+  int32_t keepMarked(float *values, int32_t count) const;
+  PlaneChoice tryPlanes() const;
+  PlaneChoice sweepPlanes() const;
+
+  const AxisSearch search_;
+  const int32_t binCount_;
+  const float lastBin_;
+  const float scale_;
+
+  // The extents, after marking those in marked bins; flat patches stand in all three lists.
+  float *const lows_;
+  float *const highs_;
+  float *const flats_;
+  int32_t lowCount_ = 0;
+  int32_t highCount_ = 0;
+  int32_t flatCount_ = 0;
+  float lastEnd_ = 0.0f;  // planes beyond it are no candidates
+
+  // Extents by bin; after marking, how many of those left out lie in lower bins.
+  int32_t lowsIn_[kMostBins];
+  int32_t highsIn_[kMostBins];
+  bool marked_[kMostBins];
+};
 
 }  // namespace vekr

@@ -11,10 +11,10 @@ namespace vekr {
 namespace {
 
 // Up to this many patches all planes are tried by counting; above, bins narrow them down.
-constexpr int32_t kFewPatches = 48;
+constexpr int32_t kFewPatches = 36;
 
 // Nodes of more patches give each axis a thread: below, a fork costs more than it saves.
-constexpr int32_t kSearchWidthLimit = 8192;
+constexpr int32_t kSearchWidthLimit = 4096;
 
 // Costs this close to a limit, as a share of the cost of not splitting, are computed and not pruned.
 constexpr double kCostSlack = 1e-9;
@@ -52,8 +52,13 @@ struct AxisFinding {
 class Search {
  public:
   Search(const SearchNode &node, double unsplit, double leastGain, void *const (*scratch)[4])
-      : node_(node), unsplit_(unsplit), scratch_(scratch), extremes_(measure(node)) {
+      : node_(node),
+        unsplit_(unsplit),
+        scratch_(scratch),
+        extremes_(measure(node)),
+        cells_{AxisCell(node.box, 0), AxisCell(node.box, 1), AxisCell(node.box, 2)} {
     worth_ = unsplit - leastGain / node.count + kCostSlack * unsplit;
+    isInside_ = node.count <= kExactCount;
     for (int32_t axis = 0; axis < 3; ++axis) {
       findings_[axis].cost = unsplit;
       isInside_ &= extremes_.low[axis] >= node.box[axis] && extremes_.high[axis] <= node.box[axis + 3];
@@ -68,11 +73,8 @@ class Search {
     }
     if (node_.count <= kFewPatches) {
       if (pendingCount > 0) tryFew(pending, pendingCount);
-    } else if (node_.count <= kSearchWidthLimit) {
-      for (int32_t i = 0; i < pendingCount; ++i) tryMany(pending[i]);
-    } else {
-#pragma omp parallel for schedule(static) num_threads(pendingCount) if (pendingCount > 1)
-      for (int32_t i = 0; i < pendingCount; ++i) tryMany(pending[i]);
+    } else if (pendingCount > 0) {
+      tryMany(pending, pendingCount);
     }
   }
 
@@ -93,7 +95,7 @@ class Search {
   // Looks for empty space and at the walls. Returns whether the axis is done.
   bool searchAround(int32_t axis) {
     AxisFinding &finding = findings_[axis];
-    const AxisCell cell(node_.box, axis);
+    const AxisCell &cell = cells_[axis];
     float first = extremes_.low[axis], last = extremes_.high[axis];
     const int32_t flatCount = extremes_.flats[axis];
     if (flatCount == node_.count) {
@@ -104,11 +106,16 @@ class Search {
     if (cutEmptySpace(cell, first, last, node_.count, finding.best)) {
       finding.kind = AxisFinding::emptySpace;
       finding.cost = (cell.rim * kFavour) * finding.best.cost;
-      worth_ = finding.cost < worth_ ? finding.cost + kCostSlack * unsplit_ : worth_;
+      tightenWorth(finding.cost);
       return true;
     }
-    if (flatCount > 0) searchWalls(axis, cell, finding);
+    if (flatCount > 0 && (first <= cell.lo || last >= cell.hi)) searchWalls(axis, cell, finding);
     return false;
+  }
+
+  void tightenWorth(double cost) {
+    const double bound = cost + kCostSlack * unsplit_;
+    worth_ = bound < worth_ ? bound : worth_;
   }
 
   void searchWalls(int32_t axis, const AxisCell &cell, AxisFinding &finding) {
@@ -154,7 +161,7 @@ class Search {
     bool isFilled = false;
     for (int32_t i = 0; i < axisCount; ++i) {
       const int32_t axis = axes[i];
-      const AxisCell cell(node_.box, axis);
+      const AxisCell &cell = cells_[axis];
       if (isHopeless(axis, cell)) continue;
       if (!isFilled) fillPlanes(planes[0], kRow);
       isFilled = true;
@@ -204,25 +211,45 @@ class Search {
     return hasEnd ? last : first;
   }
 
-  void tryMany(int32_t axis) {
-    const AxisCell cell(node_.box, axis);
-    AxisFinding &finding = findings_[axis];
-    const double limit = worth_ / cell.rim;
-    const BinnedSearch search = {cell,
-                                 node_.bounds,
-                                 node_.count,
-                                 axis,
-                                 extremes_.flats[axis],
-                                 extremes_.high[axis],
-                                 isInside_,
-                                 finding.best.cost < limit ? finding.best.cost : limit};
-    takeChoice(finding, cell, searchByBins(search, scratch_[axis]));
+  // Counting comes first on every axis, so that each is chosen from with the bounds of all; without threads, the most
+  // promising axis first, and the others with its cost as a limit. Limits only spare work: the result is the same.
+  void tryMany(const int32_t *axes, int32_t axisCount) {
+    const auto searchOf = [&](int32_t axis) {
+      return AxisSearch{cells_[axis],          node_.bounds,         node_.count, axis,
+                        extremes_.flats[axis], extremes_.high[axis], isInside_,   scratch_[axis]};
+    };
+    AxisBins bins[3] = {AxisBins(searchOf(0)), AxisBins(searchOf(1)), AxisBins(searchOf(2))};
+    double bounds[3];
+    const auto count = [&](int32_t axis) { bounds[axis] = cells_[axis].rim * bins[axis].countExtents(); };
+    const auto choose = [&](int32_t axis) {
+      takeChoice(findings_[axis], cells_[axis], bins[axis].choosePlane(worth_ / cells_[axis].rim));
+    };
+    if (node_.count > kSearchWidthLimit && axisCount > 1) {
+#pragma omp parallel for schedule(static) num_threads(axisCount)
+      for (int32_t i = 0; i < axisCount; ++i) count(axes[i]);
+      for (int32_t i = 0; i < axisCount; ++i) tightenWorth(bounds[axes[i]]);
+#pragma omp parallel for schedule(static) num_threads(axisCount)
+      for (int32_t i = 0; i < axisCount; ++i) choose(axes[i]);
+      return;
+    }
+    int32_t order[3];
+    for (int32_t i = 0; i < axisCount; ++i) {
+      count(axes[i]);
+      tightenWorth(bounds[axes[i]]);
+      int32_t place = i;
+      for (; place > 0 && bounds[axes[i]] < bounds[order[place - 1]]; --place)
+        order[place] = order[place - 1];
+      order[place] = axes[i];
+    }
+    for (int32_t i = 0; i < axisCount; ++i) {
+      choose(order[i]);
+      tightenWorth(findings_[order[i]].cost);
+    }
   }
 
   // Counts the sides of a plane that was chosen for its cost alone. Of the two sides that patches in the plane may go
   // to, the right one comes first.
   void countSides(int32_t axis, Best &best) const {
-    const AxisCell cell(node_.box, axis);
     const float plane = best.plane;
     int64_t lowsBelow = 0, highsPassed = 0, inPlane = 0;
     for (int32_t i = 0; i < node_.count; ++i) {
@@ -231,13 +258,8 @@ class Search {
       highsPassed += high <= plane;
       inPlane += low == plane && high == plane;
     }
-    const int64_t notPassed = node_.count - highsPassed;
     best.cost = Best().cost;
-    const double below = cell.below(plane), above = cell.above(plane);
-    best.offer(countOf(lowsBelow) * below + countOf(notPassed + inPlane) * above, plane, lowsBelow,
-               notPassed + inPlane, 1);
-    best.offer(countOf(lowsBelow + inPlane) * below + countOf(notPassed) * above, plane, lowsBelow + inPlane,
-               notPassed, 0);
+    best.offerSides(cells_[axis], plane, lowsBelow, node_.count - highsPassed, inPlane);
   }
 
   // Zeros of different sign are equal, so which one comes up as a plane depends on the method of search. The result takes
@@ -259,8 +281,9 @@ class Search {
   const double unsplit_;
   void *const (*const scratch_)[4];
   const NodeExtremes extremes_;
-  double worth_;  // what costs more is of no use
-  bool isInside_ = true;
+  const AxisCell cells_[3];
+  double worth_;   // what costs more is of no use
+  bool isInside_;  // all extents lie within the cell, and counts are exact: bounds on costs hold
   AxisFinding findings_[3];
 };
 

@@ -52,7 +52,7 @@ Mesh scaled(Mesh mesh, float x, float y, float z, float shift) {
 
 TEST(PsahTwin, EveryMeshOfAFewTriangles) {
   for (int32_t count = 1; count <= 40; ++count) {
-    for (uint32_t seed = 0; seed < 6; ++seed) {
+    for (uint32_t seed = 0; seed < 5; ++seed) {
       for (const float size : {0.05f, 0.4f, 1.5f}) {
         const Mesh mesh = triangleSoup(count, size, 100 * static_cast<uint32_t>(count) + seed);
         ASSERT_TRUE(sameAsTwin(mesh, {.maxDepth = 12, .splitBias = static_cast<float>(seed) * 0.2f}))
@@ -63,17 +63,16 @@ TEST(PsahTwin, EveryMeshOfAFewTriangles) {
 }
 
 TEST(PsahTwin, MeshesOfEveryKindAndBias) {
-  for (uint32_t seed = 0; seed < 2; ++seed) {
-    for (const float bias : {0.0f, 0.5f, 1.0f}) {
-      EXPECT_TRUE(sameAsTwin(triangleSoup(2500, 0.1f, seed), {.maxDepth = 40, .splitBias = bias}));
-      EXPECT_TRUE(sameAsTwin(triangleSoup(300, 0.7f, seed), {.maxDepth = 18, .splitBias = bias}));
-      EXPECT_TRUE(sameAsTwin(terrain(45, 0.02f, seed), {.maxDepth = 30, .splitBias = bias}));
-      EXPECT_TRUE(sameAsTwin(ball(36, 0.05f, seed), {.maxDepth = 30, .splitBias = bias}));
-      EXPECT_TRUE(sameAsTwin(town(14, seed), {.maxDepth = 30, .splitBias = bias}));
-      EXPECT_TRUE(sameAsTwin(latticeSoup(1500, 8, seed), {.maxDepth = 20, .splitBias = bias}));
-      EXPECT_TRUE(sameAsTwin(latticeSoup(400, 3, seed), {.maxDepth = 14, .splitBias = bias}));
-      EXPECT_TRUE(sameAsTwin(needles(200, seed), {.maxDepth = 16, .splitBias = bias}));
-    }
+  for (uint32_t seed = 0; seed < 3; ++seed) {
+    const float bias = 0.5f * static_cast<float>(seed);
+    EXPECT_TRUE(sameAsTwin(triangleSoup(2500, 0.1f, seed), {.maxDepth = 40, .splitBias = bias}));
+    EXPECT_TRUE(sameAsTwin(triangleSoup(300, 0.7f, seed), {.maxDepth = 18, .splitBias = bias}));
+    EXPECT_TRUE(sameAsTwin(terrain(45, 0.02f, seed), {.maxDepth = 30, .splitBias = bias}));
+    EXPECT_TRUE(sameAsTwin(ball(36, 0.05f, seed), {.maxDepth = 30, .splitBias = bias}));
+    EXPECT_TRUE(sameAsTwin(town(14, seed), {.maxDepth = 30, .splitBias = bias}));
+    EXPECT_TRUE(sameAsTwin(latticeSoup(1500, 8, seed), {.maxDepth = 20, .splitBias = bias}));
+    EXPECT_TRUE(sameAsTwin(latticeSoup(400, 3, seed), {.maxDepth = 14, .splitBias = bias}));
+    EXPECT_TRUE(sameAsTwin(needles(200, seed), {.maxDepth = 16, .splitBias = bias}));
   }
 }
 
