@@ -16,7 +16,7 @@ namespace {
 constexpr int kHalf = kGroup / 2;  // lanes that a register of doubles holds
 using Wide = Double<kHalf>;
 
-constexpr uint32_t kBandZeroBits = 0x3E906EBBu;  // 1 / sqrt(4 pi) in single
+constexpr float kBandZero = std::bit_cast<float>(0x3E906EBBu);  // 1 / sqrt(4 pi) in single
 
 constexpr int binomial(int n, int k) {
   int64_t result = 1;
@@ -179,7 +179,7 @@ void bandRows(const GroupDirections &group, int lanes, Rows &rows) {
   }
 }
 
-void fillBandZero(Rows &rows) { Float<kGroup>(std::bit_cast<float>(kBandZeroBits)).store(rows.row[0]); }
+void fillBandZero(Rows &rows) { Float<kGroup>(kBandZero).store(rows.row[0]); }
 
 template <>
 void bandRows<0>(const GroupDirections &, int, Rows &rows) {
