@@ -197,7 +197,7 @@ void transform(benchmark::State &state, int type, Transform which) {
   for (auto &c : in.coefficients) {
     for (float &value : c) value = std::clamp(value, -1.0f, 1.0f);  // forward transforms add up over the runs
   }
-  // Each channel multiplies and adds every function once; at most eight lanes do that in either evaluator.
+  // Each channel multiplies and adds every function once, in eight lanes whichever the evaluator.
   const int channels = which == Transform::fwdC1 || which == Transform::invC1 ? 1 : 3;
   const int count = static_cast<int>((highest + 1) * (highest + 1));
   const double basis = static_cast<double>(operations(type, static_cast<int>(highest))) * 8 / lanesOf(type);
@@ -210,8 +210,8 @@ BENCHMARK_CAPTURE(evaluate, recurrent, vekrSHRecurrent)->Apply(bands3715);
 BENCHMARK_CAPTURE(evaluate, direct, vekrSHDirect)->Apply(bands3715);
 BENCHMARK(band)->DenseRange(0, 15);
 #define TRANSFORM(name)                                                                               \
-  BENCHMARK_CAPTURE(transform, name / recurrent, vekrSHRecurrent, Transform::name)->Apply(bands3715); \
-  BENCHMARK_CAPTURE(transform, name / direct, vekrSHDirect, Transform::name)->Apply(bands3715)
+  BENCHMARK_CAPTURE(transform, name##_recurrent, vekrSHRecurrent, Transform::name)->Apply(bands3715); \
+  BENCHMARK_CAPTURE(transform, name##_direct, vekrSHDirect, Transform::name)->Apply(bands3715)
 TRANSFORM(fwdC1);
 TRANSFORM(fwdC3P3);
 TRANSFORM(fwdP3);

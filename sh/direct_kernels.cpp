@@ -16,7 +16,7 @@ namespace {
 constexpr int kHalf = kGroup / 2;  // lanes that a register of doubles holds
 using Wide = Double<kHalf>;
 
-constexpr uint32_t kBandZeroBits = 0x3E906EBBu;  // 1 / sqrt(4 pi) in single
+constexpr float kBandZero = std::bit_cast<float>(0x3E906EBBu);  // 1 / sqrt(4 pi) in single
 
 constexpr int binomial(int n, int k) {
   int64_t result = 1;
@@ -29,8 +29,7 @@ constexpr int binomial(int n, int k) {
 struct Terms {
   Float<4> xs[kHighestBand + 1], ys[kHighestBand + 1], zs[kHighestBand + 1];  // powers in single
   Wide x[kHighestBand + 1], y[kHighestBand + 1], z[kHighestBand + 1];         // the same, widened
-  Wide cosine[kHighestBand + 1],
-      sine[kHighestBand + 1];  // real and imaginary part of (x + iy)^m, see azimuth()
+  Wide cosine[kHighestBand + 1], sine[kHighestBand + 1];                      // (x + iy)^m, see azimuth()
 
   // The power is the product of those of the two halves of its exponent.
   template <int n>
@@ -69,7 +68,8 @@ struct Terms {
     return sum;
   }
 
-  // The azimuthal terms of order m. Those of orders 2 and 4 lack a factor of 2 and 4 in the sine, which its constant has.
+  // The azimuthal terms of order m: real and imaginary part of (x + iy)^m. The sines of orders 2 and 4 lack a factor of 2
+  // and 4, which their constants have.
   template <int m>
   VEKR_INTO_CALLER void azimuth() {
     if constexpr (m == 1) {
@@ -179,7 +179,7 @@ void bandRows(const GroupDirections &group, int lanes, Rows &rows) {
   }
 }
 
-void fillBandZero(Rows &rows) { Float<kGroup>(std::bit_cast<float>(kBandZeroBits)).store(rows.row[0]); }
+void fillBandZero(Rows &rows) { Float<kGroup>(kBandZero).store(rows.row[0]); }
 
 template <>
 void bandRows<0>(const GroupDirections &, int, Rows &rows) {

@@ -10,8 +10,18 @@
 #include "sh/direct_terms.h"
 #include "sh/sh_kernels.h"
 
-// For the pieces of an evaluator, which have to end up in one straight line of code.
+// For the pieces of an evaluator, which have to end up in one straight line of code. Under a sanitizer, which watches every
+// temporary, that line would take minutes to compile: there they stay functions of their own.
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define VEKR_INTO_CALLER [[gnu::noinline]]
+#endif
+#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define VEKR_INTO_CALLER [[gnu::noinline]]
+#endif
+#ifndef VEKR_INTO_CALLER
 #define VEKR_INTO_CALLER [[gnu::always_inline]] inline
+#endif
 
 namespace vekr::VEKR_ISA {
 

@@ -58,8 +58,8 @@ void forward(const Basis &basis, const Directions &directions, const Channel<con
     evaluateRows(basis, group, lanes, rows);
     Factor factors[Channels][kGroup];
     for (int c = 0; c < Channels; ++c) {
-      for (int i = 0; i < lanes; ++i)
-        factors[c][i] = factorOf(samples[c].first[(first + i) * samples[c].step]);
+      const Channel<const float> &channel = samples[c];
+      for (int i = 0; i < lanes; ++i) factors[c][i] = factorOf(channel.first[(first + i) * channel.step]);
     }
     if (lanes == kGroup) {
       addGroup<Channels, kGroup>(rows, count, lanes, factors, sums);

@@ -155,13 +155,17 @@ TEST(Forward, SumsBothSetsOfSamplesWhenCalledTwice) {
 TEST(Forward, ChannelsMayShareTheirCoefficients) {
   for (int type : kTypes) {
     State state(kBands, type);
-    const Directions d = directionsOf(Kind::unit, 21, 12);
+    Directions d = directionsOf(Kind::unit, 21, 12);
     Random random(13);
     Planes samples(21);
     samples.fill(random, Kind::unit);
-    for (size_t shift1 : {0, 1, 40}) {
+    d.x[4] = std::numeric_limits<float>::quiet_NaN();  // and no light from there
+    for (auto &plane : samples.plane) plane[4] = 0.0f;
+    for (size_t shift1 : {0, 1, 40, 100}) {
       for (size_t shift2 : {0, 3, 35, 36}) {
-        std::vector<float> sums(200, 0.5f), expected = sums;
+        std::vector<float> sums(200, 0.5f);
+        sums[150] = -0.0f;
+        std::vector<float> expected = sums;
         float *list[3] = {sums.data(), sums.data() + shift1, sums.data() + shift2};
         const auto sampleList = samples.constList();
         ASSERT_EQ(vekrSHTFwd_32f_P3I(d.x.data(), d.y.data(), d.z.data(), sampleList.data(), 21, list, 5,
