@@ -296,6 +296,24 @@ struct Node {
 
 }  // namespace
 
+TEST(AxisCell, LengthsAreFloatDifferencesAndTheCrossSectionIsWidened) {
+  const float box[6] = {0.1f, -0.3f, 0.7f, 1e3f, 1e3f, 1e3f};
+  for (int32_t axis = 0; axis < 3; ++axis) {
+    const AxisCell cell(box, axis);
+    const int32_t u = (axis + 1) % 3, w = (axis + 2) % 3;
+    const float extent1 = box[u + 3] - box[u], extent2 = box[w + 3] - box[w];
+    const float area = extent1 * extent2, rim = extent1 + extent2;
+    EXPECT_EQ(cell.rim, static_cast<double>(rim));
+    EXPECT_EQ(cell.offset, static_cast<double>(area) / static_cast<double>(rim));
+    const float plane = 333.3333f, below = plane - box[axis], above = box[axis + 3] - plane;
+    EXPECT_EQ(cell.below(plane), cell.offset + static_cast<double>(below));
+    EXPECT_EQ(cell.above(plane), cell.offset + static_cast<double>(above));
+  }
+  const float thin[6] = {0, 0, 0, 1, 3e-5f, 3e-5f};  // an area below 1e-9 counts as none
+  EXPECT_EQ(AxisCell(thin, 0).offset, 0.0);
+  EXPECT_GT(AxisCell(thin, 1).offset, 0.0);
+}
+
 TEST(SplitSearch, EmptySpaceOfATenthIsNotCut) {
   const float margin = 0.1f;  // of a cell of extent 1, as a float product
   for (const int copies : {1, 60}) {
