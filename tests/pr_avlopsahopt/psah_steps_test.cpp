@@ -385,6 +385,31 @@ TEST(SplitSearch, OnlyTheFirstOfFlatsAloneIsTried) {
   }
 }
 
+TEST(SplitSearch, ABetterFlatBehindTheFirstOfFlatsAloneIsNotTaken) {
+  for (const int copies : {4, 60, 300}) {
+    Node node;
+    for (int i = 0; i < 3 * copies; ++i) node.add(0.5f, 0.5f);
+    for (int i = 0; i < copies; ++i) node.add(0.3f, 0.3f);
+    const VekrSplitRecord record = node.search();
+    EXPECT_EQ(record.plane, 0.3f);
+    EXPECT_EQ(record.left, copies);
+    EXPECT_EQ(record.right, 3 * copies);
+  }
+}
+
+TEST(SplitSearch, ABetterFlatJustBehindTheLastSpanIsNotTaken) {
+  for (const int copies : {2, 5, 100}) {
+    Node node;
+    for (int i = 0; i < copies; ++i) node.add(0.0f, 0.5f);
+    for (int i = 0; i < 3 * copies; ++i) node.add(0.5005f, 0.5005f);
+    for (int i = 0; i < copies; ++i) node.add(0.95f, 0.95f);
+    const VekrSplitRecord record = node.search();
+    EXPECT_EQ(record.plane, 0.5f);
+    EXPECT_EQ(record.left, copies);
+    EXPECT_EQ(record.right, 4 * copies);
+  }
+}
+
 TEST(SplitSearch, FlatsOnWallsAreFavouredAndTheLowWallComesFirst) {
   for (const int copies : {4, 60}) {
     Node node;
