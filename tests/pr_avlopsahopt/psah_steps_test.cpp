@@ -296,6 +296,24 @@ struct Node {
 
 }  // namespace
 
+TEST(AxisCell, LengthsAreFloatDifferencesAndTheCrossSectionIsWidened) {
+  const float box[6] = {0.1f, -0.3f, 0.7f, 1e3f, 1e3f, 1e3f};
+  for (int32_t axis = 0; axis < 3; ++axis) {
+    const AxisCell cell(box, axis);
+    const int32_t u = (axis + 1) % 3, w = (axis + 2) % 3;
+    const float extent1 = box[u + 3] - box[u], extent2 = box[w + 3] - box[w];
+    const float area = extent1 * extent2, rim = extent1 + extent2;
+    EXPECT_EQ(cell.rim, static_cast<double>(rim));
+    EXPECT_EQ(cell.offset, static_cast<double>(area) / static_cast<double>(rim));
+    const float plane = 333.3333f, below = plane - box[axis], above = box[axis + 3] - plane;
+    EXPECT_EQ(cell.below(plane), cell.offset + static_cast<double>(below));
+    EXPECT_EQ(cell.above(plane), cell.offset + static_cast<double>(above));
+  }
+  const float thin[6] = {0, 0, 0, 1, 3e-5f, 3e-5f};  // an area below 1e-9 counts as none
+  EXPECT_EQ(AxisCell(thin, 0).offset, 0.0);
+  EXPECT_GT(AxisCell(thin, 1).offset, 0.0);
+}
+
 TEST(SplitSearch, EmptySpaceOfATenthIsNotCut) {
   const float margin = 0.1f;  // of a cell of extent 1, as a float product
   for (const int copies : {1, 60}) {
@@ -364,6 +382,31 @@ TEST(SplitSearch, OnlyTheFirstOfFlatsAloneIsTried) {
     EXPECT_EQ(record.left, copies);
     EXPECT_EQ(record.right, copies);
     EXPECT_EQ(record.sideFlag, 0);
+  }
+}
+
+TEST(SplitSearch, ABetterFlatBehindTheFirstOfFlatsAloneIsNotTaken) {
+  for (const int copies : {4, 60, 300}) {
+    Node node;
+    for (int i = 0; i < 3 * copies; ++i) node.add(0.5f, 0.5f);
+    for (int i = 0; i < copies; ++i) node.add(0.3f, 0.3f);
+    const VekrSplitRecord record = node.search();
+    EXPECT_EQ(record.plane, 0.3f);
+    EXPECT_EQ(record.left, copies);
+    EXPECT_EQ(record.right, 3 * copies);
+  }
+}
+
+TEST(SplitSearch, ABetterFlatJustBehindTheLastSpanIsNotTaken) {
+  for (const int copies : {2, 5, 100}) {
+    Node node;
+    for (int i = 0; i < copies; ++i) node.add(0.0f, 0.5f);
+    for (int i = 0; i < 3 * copies; ++i) node.add(0.5005f, 0.5005f);
+    for (int i = 0; i < copies; ++i) node.add(0.95f, 0.95f);
+    const VekrSplitRecord record = node.search();
+    EXPECT_EQ(record.plane, 0.5f);
+    EXPECT_EQ(record.left, copies);
+    EXPECT_EQ(record.right, 4 * copies);
   }
 }
 

@@ -197,6 +197,15 @@ TEST(PsahTwin, VerticesBeyondTheCountAreUsedAndDoNotWidenTheBox) {
   }
 }
 
+TEST(PsahTwin, FlatsOutsideTheCellLeaveItsWallsAlone) {
+  for (uint32_t seed = 0; seed < 8; ++seed) {
+    const Mesh mesh = latticeSoup(300, 4, seed);
+    for (const int32_t count : {2, 3, 5, 9, 20}) {
+      EXPECT_TRUE(sameAsTwin(mesh, {.maxDepth = 14, .splitBias = 1.0f}, count)) << count;
+    }
+  }
+}
+
 TEST(PsahTwin, BoxLargerThanTheMeshIsFencedOff) {
   const Mesh mesh = triangleSoup(50, 0.2f, 3);
   const float box[6] = {-10, -20, -30, 10, 40, 31};
