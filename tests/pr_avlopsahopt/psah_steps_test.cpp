@@ -169,6 +169,7 @@ TEST(PatchCut, OneVertexBelowAndTwoAbove) {
   ASSERT_EQ(left.size(), 3u);
   ASSERT_EQ(right.size(), 4u);
   EXPECT_EQ(cut.parts[0].word0 >> 5, 77u);
+  EXPECT_EQ(cut.parts[0].vertices + 3, cut.parts[1].vertices) << "the left array is taken first";
   // Left: the lowest vertex, the crossing upwards, the crossing downwards. The crossings are shared.
   EXPECT_EQ(left[0], cut.points[1]);
   EXPECT_EQ(right, (std::vector<const float *>{left[1], cut.points[2], cut.points[0], left[2]}));

@@ -2,10 +2,13 @@
 // and compilers.
 #include <gtest/gtest.h>
 #include <omp.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
+#include <string>
 
 #include "tests/support/trees.h"
 
@@ -251,13 +254,15 @@ TEST(PsahTree, BlocksAreTheSameOnEveryMachine) {
 }
 
 TEST(PsahTree, BlocksDoNotDependOnTheThreadsGranted) {
-  for (const Example &example : examples()) {
-    for (const int limit : {1, 2, 3}) {
-      uint64_t hash = 0;
-#pragma omp teams num_teams(1) thread_limit(limit)
-      hash = buildHash(example);
-      EXPECT_EQ(hash, example.hash) << example.name << " on " << limit;
-    }
+  // The limit is read when the runtime starts, so each one takes a process of its own: this program, on the test above.
+  char self[4096];
+  const ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
+  ASSERT_GT(length, 0);
+  self[length] = 0;
+  for (const char *limit : {"1", "2", "3"}) {
+    const std::string command = std::string("OMP_THREAD_LIMIT=") + limit + " '" + self +
+                                "' --gtest_brief=1 --gtest_filter=PsahTree.BlocksAreTheSameOnEveryMachine";
+    EXPECT_EQ(std::system(command.c_str()), 0) << limit << " threads";
   }
 }
 
