@@ -372,6 +372,57 @@ VEKR_API VekStatus vekrSurfSmoothNormal_32f(const float *pVertexNormals, const i
                                             const int32_t *pHitTriangles, const float *const *pHits,
                                             float *const *pNormals, int32_t length, int32_t stride);
 
+/* ------------------------------------------------------------------------------------------------------------
+ * Volumes: what remap, affine warp, resize and filter share
+ *
+ * A volume is a stack of planes, a plane a stack of rows, all of one channel. Voxel (x, y, z) is column x of row y of
+ * plane z; an integer coordinate is the centre of a voxel.
+ *
+ * Two forms of volume argument, told by the end of a function's name:
+ *   _C1PV   a list of plane pointers. List entry z points to voxel (0, 0, z); row y begins y * step bytes behind it.
+ *           Planes may lie anywhere, each for itself.
+ *   _C1V    one block: a pointer to voxel (0, 0, 0), bytes from row to row and bytes from plane to plane.
+ *
+ * Steps are signed byte counts and are not checked. A source step counts whole voxels: what remains of it beyond a
+ * multiple of the voxel's size is dropped, by an arithmetic shift. Destination and map rows may begin at any address.
+ *
+ * A box that reaches beyond the volume is cut without complaint; one that lies wholly outside gives vekWarnNoOverlap.
+ *
+ * Source and destination are not to overlap.
+ * --------------------------------------------------------------------------------------------------------- */
+
+typedef struct VekrVolumeSize {
+  int32_t width;  /* voxels in a row, axis x */
+  int32_t height; /* rows in a plane, axis y */
+  int32_t depth;  /* planes, axis z */
+} VekrVolumeSize;
+
+typedef struct VekrVolumeBox {
+  int32_t x; /* the first voxel */
+  int32_t y;
+  int32_t z;
+  int32_t width;
+  int32_t height;
+  int32_t depth;
+} VekrVolumeBox;
+
+typedef struct VekrVolumePoint {
+  int32_t x;
+  int32_t y;
+  int32_t z;
+} VekrVolumePoint;
+
+/* Interpolation codes; no other value is taken. The cubic codes are separable over 4x4x4 voxels, the last three are of
+ * D. P. Mitchell and A. N. Netravali, "Reconstruction Filters in Computer Graphics", 1988, with the (B, C) told. */
+enum {
+  vekrInterNearest = 1,         /* the voxel nearest to the coordinate */
+  vekrInterLinear = 2,          /* trilinear, 2x2x2 voxels */
+  vekrInterCubicLagrange = 4,   /* four-point Lagrange cubic */
+  vekrInterCubicBSpline = 5,    /* cubic B-spline, B = 1, C = 0: smooths, also at integer coordinates */
+  vekrInterCubicCatmullRom = 6, /* Catmull-Rom spline, B = 0, C = 1/2 */
+  vekrInterCubicMitchell = 7    /* B = 1/2, C = 3/10 */
+};
+
 #ifdef __cplusplus
 }
 #endif
