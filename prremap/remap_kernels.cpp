@@ -16,7 +16,7 @@ template <Index kind>
 void locate(const RegionBox &region, const unsigned char *const (&maps)[3], Chunk &chunk) {
   const int32_t first[3] = {region.x0, region.y0, region.z0};
   const int32_t last[3] = {region.x1, region.y1, region.z1};
-  uint32_t inside = 0;
+  VoxelSet inside = 0;
   for (int v = 0; v < chunk.count; v += kGroup) {
     const int lanes = chunk.count - v < kGroup ? chunk.count - v : kGroup;
     Float<kGroup> at[3];
@@ -41,7 +41,7 @@ void locate(const RegionBox &region, const unsigned char *const (&maps)[3], Chun
       select(in, index, Int<kGroup>(first[axis])).store(chunk.index[axis] + v);
       if constexpr (kind == Index::truncated) at[axis].store(chunk.at[axis] + v);
     }
-    inside |= static_cast<uint32_t>(bits(in)) << v;
+    inside |= static_cast<VoxelSet>(bits(in)) << v;
   }
   chunk.inside = inside;
 }
@@ -50,15 +50,11 @@ void locate(const RegionBox &region, const unsigned char *const (&maps)[3], Chun
 template <class Voxel, int32_t code>
 void remapRow(const SampledVolume &source, unsigned char *dst, int32_t width,
               const unsigned char *const (&maps)[3]) {
-  Chunk chunk;
-  for (int32_t x = 0; x < width; x += kChunk) {
-    chunk.count = width - x < kChunk ? width - x : kChunk;
-    const size_t mapBytes = static_cast<size_t>(x) * sizeof(float);
+  sampleRow<Voxel, code>(source, dst, width, [&](int32_t x, Chunk &chunk) {
+    const size_t bytes = static_cast<size_t>(x) * sizeof(float);
     locate<code == vekrInterNearest ? Index::nearest : Index::truncated>(
-        source.region, {maps[0] + mapBytes, maps[1] + mapBytes, maps[2] + mapBytes}, chunk);
-    if (chunk.inside != 0)
-      samplerOf<Voxel, code>()(source, chunk, dst + static_cast<size_t>(x) * sizeof(Voxel));
-  }
+        source.region, {maps[0] + bytes, maps[1] + bytes, maps[2] + bytes}, chunk);
+  });
 }
 
 template <class Voxel, int32_t code>

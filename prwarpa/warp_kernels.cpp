@@ -27,14 +27,18 @@ struct Coordinates {
   alignas(32) double at[3][kChunk];
 };
 
-// Fills whole groups; leaves `position` behind the last one.
+// Fills whole groups; leaves `position` behind the last one. The sums run in registers, not in `position`: each voxel
+// waits for the one before it.
 void walk(Position &position, const Position &increment, int count, Coordinates &coordinates) {
+  Position at = position;
+  const Position by = increment;
   for (int v = 0; v < count || v % kGroup != 0; ++v) {
-    coordinates.at[0][v] = position.x;
-    coordinates.at[1][v] = position.y;
-    coordinates.at[2][v] = position.z;
-    advance(position, increment);
+    coordinates.at[0][v] = at.x;
+    coordinates.at[1][v] = at.y;
+    coordinates.at[2][v] = at.z;
+    advance(at, by);
   }
+  position = at;
 }
 
 // Finds the voxels of one chunk in the source. The doubles decide about inclusion and index; only what is left for the
@@ -43,7 +47,7 @@ template <Index kind>
 void locate(const RegionBox &region, const Coordinates &coordinates, Chunk &chunk) {
   const int32_t first[3] = {region.x0, region.y0, region.z0};
   const int32_t last[3] = {region.x1, region.y1, region.z1};
-  uint32_t inside = 0;
+  VoxelSet inside = 0;
   for (int v = 0; v < chunk.count; v += kGroup) {
     const auto isIn = [&](int axis) {
       const Doubles at = Doubles::load(coordinates.at[axis] + v);
@@ -56,24 +60,20 @@ void locate(const RegionBox &region, const Coordinates &coordinates, Chunk &chun
       select(in, index, Int<kGroup>(first[axis])).store(chunk.index[axis] + v);
       if constexpr (kind == Index::truncated) narrowed(at).store(chunk.at[axis] + v);
     }
-    inside |= static_cast<uint32_t>(bits(in)) << v;
+    inside |= static_cast<VoxelSet>(bits(in)) << v;
   }
-  chunk.inside = inside & (~uint32_t(0) >> (kChunk - chunk.count));
+  chunk.inside = inside & firstVoxels(chunk.count);
 }
 
 // One row. Each voxel is tested by itself.
 template <class Voxel, int32_t code>
 void warpRow(const SampledVolume &source, unsigned char *dst, int32_t width, Position position,
              const Position &increment) {
-  Chunk chunk;
-  Coordinates coordinates;
-  for (int32_t x = 0; x < width; x += kChunk) {
-    chunk.count = width - x < kChunk ? width - x : kChunk;
+  sampleRow<Voxel, code>(source, dst, width, [&](int32_t, Chunk &chunk) {
+    Coordinates coordinates;
     walk(position, increment, chunk.count, coordinates);
     locate<code == vekrInterNearest ? Index::nearest : Index::truncated>(source.region, coordinates, chunk);
-    if (chunk.inside != 0)
-      samplerOf<Voxel, code>()(source, chunk, dst + static_cast<size_t>(x) * sizeof(Voxel));
-  }
+  });
 }
 
 template <class Voxel, int32_t code>

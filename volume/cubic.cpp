@@ -151,16 +151,16 @@ void storeBorder(float sum, FloatBorder, Voxel *voxel) {
 }
 
 // Voxels that take the interior path along every axis.
-uint32_t interiorOf(const SampledVolume &source, const Chunk &chunk) {
+VoxelSet interiorOf(const SampledVolume &source, const Chunk &chunk) {
   const int32_t last[3] = {source.region.x1, source.region.y1, source.region.z1};
-  uint32_t interior = 0;
+  VoxelSet interior = 0;
   for (int v = 0; v < chunk.count; v += kGroup) {
     int lanes = allLanes<kGroup>();
     for (int axis = 0; axis < 3; ++axis) {
       const Int<kGroup> c = Int<kGroup>::load(chunk.index[axis] + v);
       lanes &= bits((Int<kGroup>(0) < c) & (c < Int<kGroup>(last[axis] - 1)));
     }
-    interior |= static_cast<uint32_t>(lanes) << v;
+    interior |= static_cast<VoxelSet>(lanes) << v;
   }
   return interior & chunk.inside;
 }
@@ -171,14 +171,14 @@ template <class Voxel>
 void sampleCubic(const SampledVolume &source, const Chunk &chunk, unsigned char *row) {
   alignas(32) Weights weights[3];
   makeWeights(chunk, source.table, weights);
-  const uint32_t interior = interiorOf(source, chunk);
+  const VoxelSet interior = interiorOf(source, chunk);
   Voxel voxels[kChunk];
   if (interior != 0) {
     float sums[kChunk] = {};
-    for (uint32_t left = interior; left != 0;) {
+    for (VoxelSet left = interior; left != 0;) {
       int chosen[kSums];
       for (int s = 0; s < kSums; ++s) {
-        chosen[s] = left != 0 ? __builtin_ctz(left) : chosen[0];  // an odd one is summed twice
+        chosen[s] = left != 0 ? __builtin_ctzll(left) : chosen[0];  // an odd one is summed twice
         left &= left - 1;
       }
       sumInterior<Voxel>(source, chunk, weights, chosen, sums);

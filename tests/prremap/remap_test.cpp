@@ -102,7 +102,7 @@ TYPED_TEST_SUITE(Remap, Voxels);
 TYPED_TEST(Remap, EveryMemberEqualsItsTwinForRowsOfAnyWidth) {
   constexpr int32_t size = sizeof(TypeParam);
   for (int32_t code : kCodes) {
-    for (int32_t width = 1; width <= 70; ++width) {
+    for (int32_t width = 1; width <= 200; width += width < 70 ? 1 : 57) {
       const Case c = {{13, 9, 7}, 13 * size, {0, 0, 0, 13, 9, 7}, {width, 3, 2}, 0, 0, 0};
       expectTwin<TypeParam>(c, code, static_cast<uint32_t>(width));
     }

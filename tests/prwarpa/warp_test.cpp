@@ -79,7 +79,7 @@ TYPED_TEST(Warp, EveryMemberEqualsItsTwinUnderAllMatrices) {
 TYPED_TEST(Warp, RowsOfAnyWidthFromAnyPlace) {
   constexpr int32_t size = sizeof(TypeParam);
   for (int32_t code : kCodes) {
-    for (int32_t width = 1; width <= 70; ++width) {
+    for (int32_t width = 1; width <= 200; width += width < 70 ? 1 : 57) {
       const Case c = {{13, 9, 7}, 13 * size, {0, 0, 0, 13, 9, 7}, {width % 5, 2, 1, width, 5, 3},
                       width % 3,  0};
       expectTwin<TypeParam>(c, turned(0.05, 0.02, 0.1, 3, 1, -1, 2), code, static_cast<uint32_t>(width));
