@@ -65,34 +65,29 @@ void sumGroups(const SourceWindow &window, const int32_t *pKernel, VekrVolumeSiz
 
 // ---------------------------------------------------------------- sums to voxels
 
-int16_t saturated(int64_t a) { return static_cast<int16_t>(a < -32768 ? -32768 : a > 32767 ? 32767 : a); }
-
-// Rounded to nearest, ties to even, as are the other quotients.
-int64_t shiftedSum(int64_t sum, int32_t shift) {
-  const int64_t quotient = sum >> shift;
-  const int64_t rest = sum & ((int64_t{1} << shift) - 1);
-  return quotient + ((rest + (int64_t{1} << (shift - 1)) + (quotient & 1) - 1) >> shift);
-}
-
-int16_t dividedSum(int64_t sum, double number) {
-  const double quotient = static_cast<double>(sum) / number;
-  if (quotient >= 32767.0) return 32767;
-  if (quotient <= -32768.0) return -32768;
-  return static_cast<int16_t>(_mm_cvtsd_si32(_mm_set_sd(quotient)));
+// Every division is done in double, also that by a power of two, and rounded to nearest with ties to even. A sum of more
+// than 53 bits loses some on its way to double, but no divisor is large enough to bring it back into a voxel's range.
+template <class Quotient>
+void convertSums(const int64_t *sums, int16_t *voxels, int32_t count, const Quotient &quotient) {
+  for (int32_t x = 0; x < count; ++x) {
+    const __m128d upper = _mm_min_sd(_mm_set_sd(quotient(static_cast<double>(sums[x]))), _mm_set_sd(32767.0));
+    const __m128d bounded = _mm_max_sd(upper, _mm_set_sd(-32768.0));
+    storeAs(voxels + x, static_cast<int16_t>(_mm_cvtsd_si32(bounded)));
+  }
 }
 
 void convertSums(const int64_t *sums, int16_t *voxels, int32_t count, const Divisor &by) {
   switch (by.how) {
     case Divide::notAtAll:
-      for (int32_t x = 0; x < count; ++x) storeAs(voxels + x, saturated(sums[x]));
-      break;
-    case Divide::byShift:
-      for (int32_t x = 0; x < count; ++x) storeAs(voxels + x, saturated(shiftedSum(sums[x], by.shift)));
-      break;
-    case Divide::byNumber:
-      for (int32_t x = 0; x < count; ++x)
-        storeAs(voxels + x, dividedSum(sums[x], static_cast<double>(by.number)));
-      break;
+      return convertSums(sums, voxels, count, [](double a) { return a; });
+    case Divide::byShift: {
+      const double factor = 1.0 / static_cast<double>(1 << by.shift);  // exact
+      return convertSums(sums, voxels, count, [=](double a) { return a * factor; });
+    }
+    case Divide::byNumber: {
+      const double number = static_cast<double>(by.number);
+      return convertSums(sums, voxels, count, [=](double a) { return a / number; });
+    }
   }
 }
 
