@@ -50,21 +50,29 @@ void ownrFilter_16s_C1PV(const int16_t *const *pSrc, int32_t srcStep, int16_t *c
     }
   };
 
-  if (takesPairs(dstSize.width, pKernel, kernelSize)) {
-    const WorkBuffer work = workBufferAt(pBuffer, kernelSize);
-    const TapRows taps = ownPrepareTaps_32s16s(pKernel, kernelSize, work.groups);
-    const auto sumRow = pairKernelFor(kernelSize);
-    const auto convertRow = VEKR_DISPATCH(ownpr_Convert_32s16s);
-    forRows([&](const SourceWindow &window, int16_t *voxels) {
-      sumRow(window, taps, dstSize.width, work.sums);
-      convertRow(work.sums, voxels, dstSize.width, by);
-    });
-  } else {
+  const Form form = formOf(dstSize.width, pKernel, kernelSize);
+  if (form == Form::wide) {
     const auto filterRow = VEKR_DISPATCH(ownpr_FilterWide_16s);
     forRows([&](const SourceWindow &window, int16_t *voxels) {
       filterRow(window, pKernel, kernelSize, dstSize.width, by, voxels);
     });
+    return;
   }
+  const WorkBuffer work = workBufferAt(pBuffer, kernelSize);
+  const TapRows taps = ownPrepareTaps_32s16s(pKernel, kernelSize, work.groups);
+  if (form == Form::widePairs) {
+    const auto filterRow = VEKR_DISPATCH(ownpr_FilterWidePairs_16s);
+    forRows([&](const SourceWindow &window, int16_t *voxels) {
+      filterRow(window, taps, dstSize.width, by, voxels);
+    });
+    return;
+  }
+  const auto sumRow = pairKernelFor(kernelSize);
+  const auto convertRow = VEKR_DISPATCH(ownpr_Convert_32s16s);
+  forRows([&](const SourceWindow &window, int16_t *voxels) {
+    sumRow(window, taps, dstSize.width, work.sums);
+    convertRow(work.sums, voxels, dstSize.width, by);
+  });
 }
 
 }  // namespace vekr

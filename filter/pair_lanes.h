@@ -29,6 +29,8 @@ inline Octet multiplied(Octet words, Octet taps) { return {_mm256_madd_epi16(wor
 // Lanes 6 and 7 of the second, the others of the first.
 inline Octet lastQuarterFrom(Octet a, Octet b) { return {_mm256_blend_epi32(a.v, b.v, 0xC0)}; }
 
+inline Octet operator-(Octet a, Octet b) { return {_mm256_sub_epi32(a.v, b.v)}; }
+inline Octet shiftedLeft(Octet a, int count) { return {_mm256_sll_epi32(a.v, _mm_cvtsi32_si128(count))}; }
 inline Octet shiftedRight(Octet a, int count) { return {_mm256_sra_epi32(a.v, _mm_cvtsi32_si128(count))}; }
 // The product in float, rounded to nearest with ties to even, or `largest` above that.
 inline Octet roundedProduct(Octet a, float factor, float largest) {
@@ -63,6 +65,10 @@ inline void storeQuad(__m128i a, void *p) { _mm_storeu_si128(static_cast<__m128i
 
 inline Octet zeroOctet() { return {_mm_setzero_si128(), _mm_setzero_si128()}; }
 inline Octet loadOctet(const void *p) { return {loadQuad(p), loadQuad(static_cast<const char *>(p) + 16)}; }
+inline void storeOctet(Octet a, void *p) {
+  storeQuad(a.low, p);
+  storeQuad(a.high, static_cast<char *>(p) + 16);
+}
 
 inline Octet pairOf(const int16_t *group) {
   const __m128i pair = _mm_load_si128(reinterpret_cast<const __m128i *>(group));
@@ -81,6 +87,13 @@ inline Octet multiplied(Octet words, Octet taps) {
 }
 inline Octet lastQuarterFrom(Octet a, Octet b) { return {a.low, _mm_blend_epi16(a.high, b.high, 0xF0)}; }
 
+inline Octet operator-(Octet a, Octet b) {
+  return {_mm_sub_epi32(a.low, b.low), _mm_sub_epi32(a.high, b.high)};
+}
+inline Octet shiftedLeft(Octet a, int count) {
+  const __m128i by = _mm_cvtsi32_si128(count);
+  return {_mm_sll_epi32(a.low, by), _mm_sll_epi32(a.high, by)};
+}
 inline Octet shiftedRight(Octet a, int count) {
   const __m128i by = _mm_cvtsi32_si128(count);
   return {_mm_sra_epi32(a.low, by), _mm_sra_epi32(a.high, by)};

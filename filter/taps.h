@@ -33,10 +33,16 @@ WorkBuffer workBufferAt(uint8_t *pBuffer, VekrVolumeSize kernelSize);
 // What vekrFilterGetBufSize tells; wraps in 32 bits.
 int32_t bufferBytes(int32_t dstWidth, VekrVolumeSize kernelSize);
 
-// Whether the form that multiplies pairs of 16-bit taps takes the call.
-bool takesPairs(int32_t dstWidth, const int32_t *pKernel, VekrVolumeSize kernelSize);
+// The forms of a call. Both wide ones sum in 64 bits and give the same voxels.
+enum class Form {
+  wrapping,   // pairs of 16-bit taps, summed in 32 bits
+  widePairs,  // pairs of 16-bit taps
+  wide        // any
+};
 
-// Writes taps that take pairs, and the empty group behind them.
+Form formOf(int32_t dstWidth, const int32_t *pKernel, VekrVolumeSize kernelSize);
+
+// Writes taps of the forms with pairs, and the empty group behind them.
 TapRows ownPrepareTaps_32s16s(const int32_t *pKernel, VekrVolumeSize kernelSize, int16_t *groups);
 
 }  // namespace vekr

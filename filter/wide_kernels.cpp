@@ -1,5 +1,7 @@
 #include "filter/wide_kernels.h"
 
+#include "filter/pair_tile.h"
+#include "filter/wide_sums.h"
 #include "frame/simd.h"
 #include "volume/convert.h"
 
@@ -7,43 +9,36 @@ namespace vekr::VEKR_ISA {
 
 namespace {
 
-// Sums of 32-bit products without 64-bit lanes: of each product p, p itself is added to `low` and p >> 16 to `high`,
-// both in 32 bits. As p = 65536 (p >> 16) + (p mod 65536), the sum is 65536 high + rest, and the rest is low - 65536
-// high in 32 bits, unsigned, as long as it hasn't come to 2^32: with up to 2^16 products it hasn't, nor has `high` left
-// its 32 bits.
-constexpr int64_t kProductsAtOnce = 1 << 16;
+constexpr int32_t kTile = WideSums::kVoxels;
 
-template <int N, int groups>
-struct SplitSums {
-  Int<N> low[groups], high[groups];
+// ---------------------------------------------------------------- a tap a multiplication
 
-  void clear() {
-    for (int g = 0; g < groups; ++g) low[g] = high[g] = Int<N>(0);
+template <int N>
+struct SplitSum {
+  Int<N> low = 0, high = 0;
+
+  void add(Int<N> product) {
+    low = low + product;
+    high = high + shiftedRight<16>(product);
   }
-  void add(int g, Int<N> product) {
-    low[g] = low[g] + product;
-    high[g] = high[g] + shiftedRight<16>(product);
-  }
-  void addTo(int64_t *sums) const {
-    for (int g = 0; g < groups; ++g) {
-      int32_t rest[N], times[N];
-      (low[g] - shiftedLeft<16>(high[g])).store(rest);
-      high[g].store(times);
-      for (int lane = 0; lane < N; ++lane) {
-        sums[g * N + lane] += static_cast<int64_t>(times[lane]) * 65536 + static_cast<uint32_t>(rest[lane]);
-      }
-    }
+  void moveTo(WideSums &sums, int32_t first) {
+    int32_t highs[N], rests[N];
+    high.store(highs);
+    (low - shiftedLeft<16>(high)).store(rests);
+    sums.add(first, highs, rests, N);
+    *this = SplitSum();
   }
 };
 
-// The sums of N * groups voxels from `first` on.
+// The sums of N * groups voxels from window column `first` on, to sums from `place` on.
 template <int N, int groups>
 void sumGroups(const SourceWindow &window, const int32_t *pKernel, VekrVolumeSize kernelSize, int32_t first,
-               int64_t *sums) {
-  for (int i = 0; i < N * groups; ++i) sums[i] = 0;
-  SplitSums<N, groups> split;
-  split.clear();
-  int64_t room = kProductsAtOnce;
+               WideSums &sums, int32_t place) {
+  SplitSum<N> split[groups];
+  const auto moveOver = [&] {
+    for (int g = 0; g < groups; ++g) split[g].moveTo(sums, place + g * N);
+  };
+  int64_t room = kAddendsAtOnce;
   const int32_t *tapsEnd =
       pKernel + static_cast<int64_t>(kernelSize.width) * kernelSize.height * kernelSize.depth;
   for (int32_t k = 0; k < kernelSize.depth; ++k) {
@@ -51,71 +46,75 @@ void sumGroups(const SourceWindow &window, const int32_t *pKernel, VekrVolumeSiz
       const int16_t *const row = window.row(k, j) + first;
       for (int32_t i = 0; i < kernelSize.width; ++i, --room) {
         if (room == 0) {
-          split.addTo(sums);
-          split.clear();
-          room = kProductsAtOnce;
+          moveOver();
+          room = kAddendsAtOnce;
         }
         const Int<N> tap = tapsEnd[-1 - i];
-        for (int g = 0; g < groups; ++g) split.add(g, loadWidened<N>(row + i + g * N) * tap);
+        for (int g = 0; g < groups; ++g) split[g].add(loadWidened<N>(row + i + g * N) * tap);
       }
     }
   }
-  split.addTo(sums);
+  moveOver();
 }
 
-// ---------------------------------------------------------------- sums to voxels
+// ---------------------------------------------------------------- two taps a multiplication
 
-// Every division is done in double, also that by a power of two, and rounded to nearest with ties to even. A sum of more
-// than 53 bits loses some on its way to double, but no divisor is large enough to bring it back into a voxel's range.
-template <class Quotient>
-void convertSums(const int64_t *sums, int16_t *voxels, int32_t count, const Quotient &quotient) {
-  for (int32_t x = 0; x < count; ++x) {
-    const __m128d upper = _mm_min_sd(_mm_set_sd(quotient(static_cast<double>(sums[x]))), _mm_set_sd(32767.0));
-    const __m128d bounded = _mm_max_sd(upper, _mm_set_sd(-32768.0));
-    storeAs(voxels + x, static_cast<int16_t>(_mm_cvtsd_si32(bounded)));
+struct SplitOctet {
+  Octet low = zeroOctet(), high = zeroOctet();
+
+  void add(Octet products) {
+    low = low + products;
+    high = high + shiftedRight(products, 16);
   }
+  Octet rest() const { return low - shiftedLeft(high, 16); }
+};
+
+template <int blocks>
+void filterTile(const SourceWindow &window, const TapRows &taps, int32_t first, const Divisor &by,
+                int16_t *voxels) {
+  WideSums sums;
+  sums.clear();
+  forTile<SplitOctet, blocks, kAllTaps, SecondPair::own>(window, taps, first,
+                                                         [&](int b, auto &even, auto &odd) {
+                                                           int32_t highs[kBlock], rests[kBlock];
+                                                           storeAlternating(even.high, odd.high, highs);
+                                                           storeAlternating(even.rest(), odd.rest(), rests);
+                                                           sums.add(b * kBlock, highs, rests, kBlock);
+                                                         });
+  convertSums(sums, voxels + first, blocks * kBlock, by);
 }
-
-void convertSums(const int64_t *sums, int16_t *voxels, int32_t count, const Divisor &by) {
-  switch (by.how) {
-    case Divide::notAtAll:
-      return convertSums(sums, voxels, count, [](double a) { return a; });
-    case Divide::byShift: {
-      const double factor = 1.0 / static_cast<double>(1 << by.shift);  // exact
-      return convertSums(sums, voxels, count, [=](double a) { return a * factor; });
-    }
-    case Divide::byNumber: {
-      const double number = static_cast<double>(by.number);
-      return convertSums(sums, voxels, count, [=](double a) { return a / number; });
-    }
-  }
-}
-
-// ---------------------------------------------------------------- a row in tiles
-
-constexpr int32_t kGroupsAtOnce = 4;
-constexpr int32_t kTile = kGroupsAtOnce * kWidestGroup;
 
 }  // namespace
 
 void ownpr_FilterWide_16s(const SourceWindow &window, const int32_t *pKernel, VekrVolumeSize kernelSize,
                           int32_t width, const Divisor &by, int16_t *voxels) {
-  int64_t sums[kTile];
+  constexpr int kGroupsAtOnce = kTile / kWidestGroup;
+  WideSums sums;
   int32_t first = 0;
   for (; first + kTile <= width; first += kTile) {
-    sumGroups<kWidestGroup, kGroupsAtOnce>(window, pKernel, kernelSize, first, sums);
+    sums.clear();
+    sumGroups<kWidestGroup, kGroupsAtOnce>(window, pKernel, kernelSize, first, sums, 0);
     convertSums(sums, voxels + first, kTile, by);
   }
   const int32_t left = width - first;
   int32_t done = 0;
+  sums.clear();
   const auto sumWhile = [&]<int N>() {
     for (; done + N <= left; done += N)
-      sumGroups<N, 1>(window, pKernel, kernelSize, first + done, sums + done);
+      sumGroups<N, 1>(window, pKernel, kernelSize, first + done, sums, done);
   };
   sumWhile.template operator()<kWidestGroup>();
   sumWhile.template operator()<4>();
   sumWhile.template operator()<1>();
   convertSums(sums, voxels + first, left, by);
+}
+
+void ownpr_FilterWidePairs_16s(const SourceWindow &window, const TapRows &taps, int32_t width,
+                               const Divisor &by, int16_t *voxels) {
+  int32_t first = 0;
+  for (; first + kTile <= width; first += kTile) filterTile<2>(window, taps, first, by, voxels);
+  if (width - first > kBlock) filterTile<1>(window, taps, first, by, voxels);
+  if (width > first) filterTile<1>(window, taps, width - kBlock, by, voxels);
 }
 
 }  // namespace vekr::VEKR_ISA

@@ -453,8 +453,8 @@ enum {
  *     kernel row that comes next from the last to the first; behind the first one, the low and high 16 bits of the
  *     sum at voxel x mod 4). Voxels W to w - 1 lack the taps from t4 on. Voxels 16 to 16 + m - 1 get the whole row once
  *     more for each kernel row but the last (K[kd-1][kh-1]), and for that one just the whole row.
- * Who needs the sum above at any size pads such a kernel with zeros, to a width of 5 or to less than 32 voxels a call,
- * or leaves the vector form by a height or depth below 3.
+ * Whoever needs the sum above from any kernel filters in strips of at most 15 voxels; or of at most 31, with a kernel
+ * padded with zeros to a width of 5, 6, 7 or 9.
  * --------------------------------------------------------------------------------------------------------- */
 
 /* Bytes of work memory for vekrFilter_16s_C1PV.

@@ -268,6 +268,21 @@ TEST(FilterValues, WideSumsOfVeryManyProducts) {
   }
 }
 
+// The same around the number of taps up to which they are taken in pairs.
+TEST(FilterValues, WideSumsOfManyPairs) {
+  Random random(10);
+  for (VekrVolumeSize kernel : {VekrVolumeSize{256, 256, 1}, {3, 21845, 1}, {65537, 1, 1}, {2, 2, 20000}}) {
+    for (int32_t tap : {32767, -32768}) {
+      for (Voxels kind : {Voxels::least, Voxels::any}) {
+        FilterCall call = {{17, 1, 1}, kernel, {1, 0, 0}, 1 << 30, constantTaps(kernel, tap)};
+        FilterRun run(call, random, kind);
+        EXPECT_AS_TWIN(run);
+        if (HasFailure()) return;
+      }
+    }
+  }
+}
+
 // ---------------------------------------------------------------- kernel widths other than 3 and 5, vector form
 
 // Small taps and voxels, so that nothing wraps or saturates and a voxel is its sum.

@@ -125,7 +125,8 @@ class FilterRun {
     const size_t gap = (16 - layout_.bufferOffset) % 16;
     PageEnd<uint8_t> buffer(static_cast<size_t>(size), gap);
     std::fill(buffer.data(), buffer.data() + buffer.size() + gap, kGarbage);
-    PageEnd<int32_t> taps(call_.taps.size());
+    PageEnd<int32_t> taps(call_.taps.size(),
+                          layout_.atStart ? (4096 - call_.taps.size() * 4 % 4096) % 4096 : 0);
     std::copy(call_.taps.begin(), call_.taps.end(), taps.begin());
     const int32_t sign = layout_.upsideDown ? -1 : 1;
     const VekStatus status = vekrFilter_16s_C1PV(
