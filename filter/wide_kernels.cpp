@@ -34,6 +34,7 @@ struct SplitSum {
 template <int N, int groups>
 void sumGroups(const SourceWindow &window, const int32_t *pKernel, VekrVolumeSize kernelSize, int32_t first,
                WideSums &sums, int32_t place) {
+  sums.clear(place, N * groups);
   SplitSum<N> split[groups];
   const auto moveOver = [&] {
     for (int g = 0; g < groups; ++g) split[g].moveTo(sums, place + g * N);
@@ -73,7 +74,7 @@ template <int blocks>
 void filterTile(const SourceWindow &window, const TapRows &taps, int32_t first, const Divisor &by,
                 int16_t *voxels) {
   WideSums sums;
-  sums.clear();
+  sums.clear(0, blocks * kBlock);
   forTile<SplitOctet, blocks, kAllTaps, SecondPair::own>(window, taps, first,
                                                          [&](int b, auto &even, auto &odd) {
                                                            int32_t highs[kBlock], rests[kBlock];
@@ -92,20 +93,22 @@ void ownpr_FilterWide_16s(const SourceWindow &window, const int32_t *pKernel, Ve
   WideSums sums;
   int32_t first = 0;
   for (; first + kTile <= width; first += kTile) {
-    sums.clear();
     sumGroups<kWidestGroup, kGroupsAtOnce>(window, pKernel, kernelSize, first, sums, 0);
     convertSums(sums, voxels + first, kTile, by);
   }
   const int32_t left = width - first;
   int32_t done = 0;
-  sums.clear();
-  const auto sumWhile = [&]<int N>() {
-    for (; done + N <= left; done += N)
-      sumGroups<N, 1>(window, pKernel, kernelSize, first + done, sums, done);
+  // Groups of N as far as they go; the last one overlaps the one before it.
+  const auto sumBy = [&]<int N>() {
+    while (left >= N && done < left) {
+      const int32_t place = done + N <= left ? done : left - N;
+      sumGroups<N, 1>(window, pKernel, kernelSize, first + place, sums, place);
+      done = place + N;
+    }
   };
-  sumWhile.template operator()<kWidestGroup>();
-  sumWhile.template operator()<4>();
-  sumWhile.template operator()<1>();
+  sumBy.template operator()<kWidestGroup>();
+  sumBy.template operator()<4>();
+  sumBy.template operator()<1>();
   convertSums(sums, voxels + first, left, by);
 }
 

@@ -23,8 +23,8 @@ struct WideSums {
   double high[kVoxels];
   double rest[kVoxels];
 
-  void clear() {
-    for (int32_t i = 0; i < kVoxels; ++i) high[i] = rest[i] = 0.0;
+  void clear(int32_t first, int32_t count) {
+    for (int32_t i = first; i < first + count; ++i) high[i] = rest[i] = 0.0;
   }
   void add(int32_t first, const int32_t *highs, const int32_t *rests, int32_t count) {
     for (int32_t i = 0; i < count; ++i) {
