@@ -1,61 +1,25 @@
 #include "prremap/remap_kernels.h"
 
-#include "volume/sampling.h"
+#include "volume/rows.h"
 
 namespace vekr::VEKR_ISA {
 
 namespace {
 
-constexpr int kGroup = kWidestGroup;
+// Coordinates of `count` voxels, from three rows of maps at any address.
+struct MapReader {
+  const unsigned char *maps[3];
+  int count;
 
-enum class Index { truncated, nearest };
-
-// Finds the voxels of one chunk in the source, from three rows of maps. Voxels outside the region, and coordinates that
-// are not numbers, are left out.
-template <Index kind>
-void locate(const RegionBox &region, const unsigned char *const (&maps)[3], Chunk &chunk) {
-  const int32_t first[3] = {region.x0, region.y0, region.z0};
-  const int32_t last[3] = {region.x1, region.y1, region.z1};
-  VoxelSet inside = 0;
-  for (int v = 0; v < chunk.count; v += kGroup) {
-    const int lanes = chunk.count - v < kGroup ? chunk.count - v : kGroup;
-    Float<kGroup> at[3];
-    for (int axis = 0; axis < 3; ++axis) {
-      const unsigned char *const from = maps[axis] + static_cast<size_t>(v) * sizeof(float);
-      if (lanes == kGroup) {
-        at[axis] = Float<kGroup>::load(reinterpret_cast<const float *>(from));
-      } else {
-        float tail[kGroup];
-        for (float &coordinate : tail) coordinate = -1.0f;  // outside of any region
-        std::memcpy(tail, from, static_cast<size_t>(lanes) * sizeof(float));
-        at[axis] = Float<kGroup>::load(tail);
-      }
-    }
-    Mask<kGroup> in = Float<kGroup>(static_cast<float>(first[0])) <= at[0];
-    for (int axis = 0; axis < 3; ++axis) {
-      in = in & (Float<kGroup>(static_cast<float>(first[axis])) <= at[axis]) &
-           (at[axis] <= Float<kGroup>(static_cast<float>(last[axis])));
-    }
-    for (int axis = 0; axis < 3; ++axis) {
-      const Int<kGroup> index = kind == Index::nearest ? rounded(at[axis]) : truncated(at[axis]);
-      select(in, index, Int<kGroup>(first[axis])).store(chunk.index[axis] + v);
-      if constexpr (kind == Index::truncated) at[axis].store(chunk.at[axis] + v);
-    }
-    inside |= static_cast<VoxelSet>(bits(in)) << v;
+  Float<kGroup> load(int axis, int v) const {
+    const unsigned char *const from = maps[axis] + static_cast<size_t>(v) * sizeof(float);
+    if (v + kGroup <= count) return Float<kGroup>::load(reinterpret_cast<const float *>(from));
+    float tail[kGroup] = {};  // nothing behind the row is read
+    std::memcpy(tail, from, static_cast<size_t>(count - v) * sizeof(float));
+    return Float<kGroup>::load(tail);
   }
-  chunk.inside = inside;
-}
-
-// One row: each voxel is tested by itself, for the maps may send neighbours anywhere.
-template <class Voxel, int32_t code>
-void remapRow(const SampledVolume &source, unsigned char *dst, int32_t width,
-              const unsigned char *const (&maps)[3]) {
-  sampleRow<Voxel, code>(source, dst, width, [&](int32_t x, Chunk &chunk) {
-    const size_t bytes = static_cast<size_t>(x) * sizeof(float);
-    locate<code == vekrInterNearest ? Index::nearest : Index::truncated>(
-        source.region, {maps[0] + bytes, maps[1] + bytes, maps[2] + bytes}, chunk);
-  });
-}
+  static Float<kGroup> bound(int32_t voxel) { return static_cast<float>(voxel); }
+};
 
 template <class Voxel, int32_t code>
 void remap(const void *pSrc, const void *pDst, int32_t srcStep, int32_t dstStep, const float *const *pXMap,
@@ -70,7 +34,10 @@ void remap(const void *pSrc, const void *pDst, int32_t srcStep, int32_t dstStep,
     const auto zMap = reinterpret_cast<const unsigned char *>(pZMap[k]);
     for (int64_t j = 0; j < height; ++j) {
       const int64_t mapRow = j * mapStep;
-      remapRow<Voxel, code>(source, dst + j * dstStep, width, {xMap + mapRow, yMap + mapRow, zMap + mapRow});
+      sampleRow<Voxel, code>(source, dst + j * dstStep, width, [&](int32_t x, int count) {
+        const int64_t at = mapRow + int64_t(x) * int64_t(sizeof(float));
+        return MapReader{{xMap + at, yMap + at, zMap + at}, count};
+      });
     }
   }
 }

@@ -1,15 +1,11 @@
 #include "prwarpa/warp_kernels.h"
 
 #include "prwarpa/doubles.h"
-#include "volume/sampling.h"
+#include "volume/rows.h"
 
 namespace vekr::VEKR_ISA {
 
 namespace {
-
-constexpr int kGroup = kWidestGroup;
-
-enum class Index { truncated, nearest };
 
 // A source position, or an increment of one.
 struct Position {
@@ -23,58 +19,26 @@ void advance(Position &position, const Position &by) {
 }
 
 // Source coordinates of the voxels of one chunk, as running sums: callers rely on their error to grow along a row.
-struct Coordinates {
+struct SumReader {
   alignas(32) double at[3][kChunk];
-};
 
-// Fills whole groups; leaves `position` behind the last one. The sums run in registers, not in `position`: each voxel
-// waits for the one before it.
-void walk(Position &position, const Position &increment, int count, Coordinates &coordinates) {
-  Position at = position;
-  const Position by = increment;
-  for (int v = 0; v < count || v % kGroup != 0; ++v) {
-    coordinates.at[0][v] = at.x;
-    coordinates.at[1][v] = at.y;
-    coordinates.at[2][v] = at.z;
-    advance(at, by);
-  }
-  position = at;
-}
-
-// Finds the voxels of one chunk in the source. The doubles decide about inclusion and index; only what is left for the
-// fractions is narrowed to float. Voxels outside the region, and coordinates that are not numbers, are left out.
-template <Index kind>
-void locate(const RegionBox &region, const Coordinates &coordinates, Chunk &chunk) {
-  const int32_t first[3] = {region.x0, region.y0, region.z0};
-  const int32_t last[3] = {region.x1, region.y1, region.z1};
-  VoxelSet inside = 0;
-  for (int v = 0; v < chunk.count; v += kGroup) {
-    const auto isIn = [&](int axis) {
-      const Doubles at = Doubles::load(coordinates.at[axis] + v);
-      return (Doubles(first[axis]) <= at) & (at <= Doubles(last[axis]));
-    };
-    const Mask<kGroup> in = narrowed(isIn(0) & isIn(1) & isIn(2));
-    for (int axis = 0; axis < 3; ++axis) {
-      const Doubles at = Doubles::load(coordinates.at[axis] + v);
-      const Int<kGroup> index = kind == Index::nearest ? rounded(at) : truncated(at);
-      select(in, index, Int<kGroup>(first[axis])).store(chunk.index[axis] + v);
-      if constexpr (kind == Index::truncated) narrowed(at).store(chunk.at[axis] + v);
+  // Fills whole groups; leaves `position` behind the last one. The sums run in registers, not in `position`: each voxel
+  // waits for the one before it.
+  SumReader(Position &position, const Position &increment, int count) {
+    Position sum = position;
+    const Position by = increment;
+    for (int v = 0; v < count || v % kGroup != 0; ++v) {
+      at[0][v] = sum.x;
+      at[1][v] = sum.y;
+      at[2][v] = sum.z;
+      advance(sum, by);
     }
-    inside |= static_cast<VoxelSet>(bits(in)) << v;
+    position = sum;
   }
-  chunk.inside = inside & firstVoxels(chunk.count);
-}
 
-// One row. Each voxel is tested by itself.
-template <class Voxel, int32_t code>
-void warpRow(const SampledVolume &source, unsigned char *dst, int32_t width, Position position,
-             const Position &increment) {
-  sampleRow<Voxel, code>(source, dst, width, [&](int32_t, Chunk &chunk) {
-    Coordinates coordinates;
-    walk(position, increment, chunk.count, coordinates);
-    locate<code == vekrInterNearest ? Index::nearest : Index::truncated>(source.region, coordinates, chunk);
-  });
-}
+  Doubles load(int axis, int v) const { return Doubles::load(at[axis] + v); }
+  static Doubles bound(int32_t voxel) { return Doubles(voxel); }
+};
 
 template <class Voxel, int32_t code>
 void warp(const void *pSrc, const void *pDst, int32_t srcStep, int32_t dstStep, const double *pInverse,
@@ -94,9 +58,10 @@ void warp(const void *pSrc, const void *pDst, int32_t srcStep, int32_t dstStep, 
     for (int64_t y = 0; y < dstBox.height; ++y) {
       unsigned char *const row = plane + (dstBox.y + y) * dstStep +
                                  static_cast<int64_t>(dstBox.x) * static_cast<int64_t>(sizeof(Voxel));
-      const Position start = {rowStart.x + X0 * perVoxel.x, rowStart.y + X0 * perVoxel.y,
-                              rowStart.z + X0 * perVoxel.z};
-      warpRow<Voxel, code>(source, row, dstBox.width, start, perVoxel);
+      Position position = {rowStart.x + X0 * perVoxel.x, rowStart.y + X0 * perVoxel.y,
+                           rowStart.z + X0 * perVoxel.z};
+      sampleRow<Voxel, code>(source, row, dstBox.width,
+                             [&](int32_t, int count) { return SumReader(position, perVoxel, count); });
       advance(rowStart, perRow);
     }
     advance(planeStart, perPlane);

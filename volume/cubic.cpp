@@ -7,7 +7,6 @@ namespace vekr::VEKR_ISA {
 
 namespace {
 
-constexpr int kGroup = kWidestGroup;
 constexpr int kSums = kGroup / kTaps;  // voxels that are summed at once
 
 using Weights = float[kChunk][kTaps];

@@ -19,7 +19,7 @@ struct Entries {
 
 inline Entries<4> entriesAt(const float *table, Int<4> i) {
   const auto pair = [&](int lane) {
-    return _mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double *>(table + lane)));
+    return _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(table + lane)));
   };
   const __m128 low = _mm_movelh_ps(pair(_mm_cvtsi128_si32(i.v)), pair(_mm_extract_epi32(i.v, 1)));
   const __m128 high = _mm_movelh_ps(pair(_mm_extract_epi32(i.v, 2)), pair(_mm_extract_epi32(i.v, 3)));

@@ -6,8 +6,6 @@ namespace vekr::VEKR_ISA {
 
 namespace {
 
-constexpr int kGroup = kWidestGroup;
-
 // The four rows of a cell, in the order (y, z), (y + 1, z), (y, z + 1), (y + 1, z + 1).
 constexpr int kCellRows = 4;
 

@@ -14,8 +14,9 @@
 
 namespace vekr::VEKR_ISA {
 
-constexpr int kChunk = 64;
-using VoxelSet = uint64_t;  // bit v: voxel v of a chunk
+constexpr int kGroup = kWidestGroup;  // voxels in lanes
+constexpr int kChunk = 64;            // a multiple of that
+using VoxelSet = uint64_t;            // bit v: voxel v of a chunk
 
 constexpr VoxelSet firstVoxels(int count) { return ~VoxelSet(0) >> (kChunk - count); }
 
@@ -68,69 +69,6 @@ constexpr const float *tableOf() {
          : code == vekrInterCubicCatmullRom ? tblC2.at
          : code == vekrInterCubicMitchell   ? tblC3.at
                                             : nullptr;
-}
-
-// Which voxels along y and z a code reads around an index.
-template <int32_t code>
-constexpr int kReachBefore = code == vekrInterNearest || code == vekrInterLinear ? 0 : 1;
-template <int32_t code>
-constexpr int kReachBehind = code == vekrInterNearest  ? 0
-                             : code == vekrInterLinear ? 1
-                                                       : 2;
-
-// ---------------------------------------------------------------- rows
-
-// Asks for the source lines of a chunk that is to be sampled soon. What hasn't been read by an earlier row or plane lies at
-// an edge of the voxels' neighbourhoods, on whichever side the walk is heading to: the four edges are asked for.
-// All of it is inlined by force, as g++ drops calls of functions that do nothing but prefetch.
-template <class Voxel, int32_t code>
-[[gnu::always_inline]] inline void prefetch(const SampledVolume &source, const Chunk &chunk) {
-  constexpr int kStride = 4;  // neighbours mostly share a line
-  const auto planes = static_cast<const Voxel *const *>(source.planes);
-  const int64_t before = int64_t(kReachBefore<code>) * source.step,
-                behind = int64_t(kReachBehind<code>) * source.step;
-  const auto ask = [&](int32_t plane, int64_t offset) __attribute__((always_inline)) {
-    const int32_t z = plane < source.region.z0   ? source.region.z0
-                      : plane > source.region.z1 ? source.region.z1
-                                                 : plane;
-    // As a number, for it may lie outside of the plane: asking doesn't hurt.
-    const uintptr_t address =
-        reinterpret_cast<uintptr_t>(planes[z]) + static_cast<uintptr_t>(offset) * sizeof(Voxel);
-    _mm_prefetch(reinterpret_cast<const char *>(address), _MM_HINT_T0);
-  };
-  for (int v = 0; v < chunk.count; v += kStride) {
-    const int64_t offset = int64_t(chunk.index[1][v]) * source.step + chunk.index[0][v];
-    const int32_t z = chunk.index[2][v];
-    ask(z + kReachBehind<code>, offset + behind);
-    if constexpr (kReachBehind<code> != 0) {
-      ask(z + kReachBehind<code>, offset - before);
-      ask(z - kReachBefore<code>, offset + behind);
-      ask(z - kReachBefore<code>, offset - before);
-    }
-  }
-}
-
-// A row of `width` voxels. locate(x, chunk) sets index, at and inside of the chunk.count voxels from x on; it is called
-// once for each chunk, in ascending order, and a chunk ahead of the sampler.
-template <class Voxel, int32_t code, class Locate>
-inline void sampleRow(const SampledVolume &source, unsigned char *row, int32_t width, const Locate &locate) {
-  Chunk chunks[2];
-  const auto prepare = [&](int32_t x, Chunk &chunk) {
-    chunk.count = width - x < kChunk ? width - x : kChunk;
-    locate(x, chunk);
-    if (chunk.inside != 0) prefetch<Voxel, code>(source, chunk);
-  };
-  prepare(0, chunks[0]);
-  int ready = 0;
-  for (int32_t x = 0;; ready ^= 1) {
-    const bool more = width - x > kChunk;
-    if (more) prepare(x + kChunk, chunks[ready ^ 1]);
-    if (chunks[ready].inside != 0) {
-      samplerOf<Voxel, code>()(source, chunks[ready], row + static_cast<size_t>(x) * sizeof(Voxel));
-    }
-    if (!more) break;
-    x += kChunk;
-  }
 }
 
 // ---------------------------------------------------------------- for the samplers

@@ -103,6 +103,9 @@ TEST(WarpStatus, ThresholdsOfTheMatrixTests) {
   EXPECT_EQ(status({1, 0, 0, 0, 0, 1, 1, 0, 0, 1, 1 + 1.01e-10, 0}, 3), vekErrInterpolation);
   EXPECT_EQ(status({1, 0, 0, 0, 0, 0, 1, 0, 0, 1e-10, 0, 0}, 3), vekErrCoeff);
   EXPECT_EQ(status({1, 0, 0, 0, 0, 0, 1, 0, 0, 1.01e-10, 0, 0}, 3), vekErrInterpolation);
+  // A product counts as empty up to 1e-200, not as an entry of the diagonal does.
+  EXPECT_EQ(status({1, 0, 0, 0, 0, 1e-75, 0, 0, 0, 0, 1e-75, 0}, 3), vekErrInterpolation);
+  EXPECT_EQ(status({1, 0, 0, 0, 0, 1e-101, 0, 0, 0, 0, 1e-100, 0}, 3), vekErrCoeff);
   // The second and the third pair are looked at as well.
   EXPECT_EQ(status({1, 0, 0, 0, 1, 0, 0, 0, 0, 0, 1, 0}, 3), vekErrInterpolation);
   EXPECT_EQ(status({1, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0}, 3), vekErrInterpolation);

@@ -153,6 +153,25 @@ TYPED_TEST(Warp, EachThreadHasItsOwnRunningSums) {
   }
 }
 
+// The row's term and the constant are huge and cancel, so that what is left of the plane's term hangs on their order: each
+// axis in turn is 2^k y + 0.4 z - 2^k (z: 0.5 z) in source coordinates.
+TYPED_TEST(Warp, StartValuesAreFormedFromLeftToRight) {
+  constexpr int32_t size = sizeof(TypeParam);
+  constexpr double huge = 0x1p52, large = 0x1p32;  // a determinant of 2^-32 is still accepted
+  const Matrix alongX = {1, -huge, -0.4, huge, 0, 1, 0, 0, 0, 0, 1, 0};
+  const Matrix alongY = {1, 0, 0, 0, 0, 1 / large, -0.4 / large, 1, 0, 0, 1, 0};
+  const Matrix alongZ = {1, 0, 0, 0, 0, 1, 0, 0, 0, -2 * huge, 2, 2 * huge};
+  uint32_t seed = 700;
+  for (const Matrix &matrix : {alongX, alongY, alongZ}) {
+    for (int32_t code : kCodes) {
+      expectTwin<TypeParam>({{13, 9, 7}, 13 * size, {0, 0, 0, 13, 9, 7}, {0, 1, 1, 8, 2, 4}, 0, 0}, matrix,
+                            code, ++seed);
+      expectTwin<TypeParam>({{13, 9, 7}, 13 * size, {0, 0, 0, 13, 9, 7}, {0, 1, 3, 8, 2, 2}, 0, 0}, matrix,
+                            code, ++seed);
+    }
+  }
+}
+
 TYPED_TEST(Warp, BoxesWithASideBelowSixteenRunOnOneThread) {
   constexpr int32_t size = sizeof(TypeParam);
   const ThreadCount count(4);
