@@ -406,4 +406,42 @@ inline Int<8> rounded(Float<8> a) { return _mm256_cvtps_epi32(a.v); }
 inline Float<8> minOf(Float<8> a, Float<8> b) { return _mm256_min_ps(a.v, b.v); }
 #endif
 
+// ---------------------------------------------------------------- integer products and shifts
+
+// The low 32 bits of the products.
+inline Int<1> operator*(Int<1> a, Int<1> b) {
+  return static_cast<int32_t>(static_cast<uint32_t>(a.v) * static_cast<uint32_t>(b.v));
+}
+inline Int<4> operator*(Int<4> a, Int<4> b) { return _mm_mullo_epi32(a.v, b.v); }
+
+template <int count>
+Int<1> shiftedLeft(Int<1> a) {
+  return static_cast<int32_t>(static_cast<uint32_t>(a.v) << count);
+}
+template <int count>
+Int<4> shiftedLeft(Int<4> a) {
+  return _mm_slli_epi32(a.v, count);
+}
+// Arithmetic.
+template <int count>
+Int<1> shiftedRight(Int<1> a) {
+  return a.v >> count;
+}
+template <int count>
+Int<4> shiftedRight(Int<4> a) {
+  return _mm_srai_epi32(a.v, count);
+}
+
+#ifdef __AVX2__
+inline Int<8> operator*(Int<8> a, Int<8> b) { return _mm256_mullo_epi32(a.v, b.v); }
+template <int count>
+Int<8> shiftedLeft(Int<8> a) {
+  return _mm256_slli_epi32(a.v, count);
+}
+template <int count>
+Int<8> shiftedRight(Int<8> a) {
+  return _mm256_srai_epi32(a.v, count);
+}
+#endif
+
 }  // namespace vekr::VEKR_ISA

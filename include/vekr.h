@@ -646,6 +646,68 @@ VEKR_API VekStatus vekrWarpAffine_32f_C1PV(const float *const *pSrc, VekrVolumeS
 VEKR_API VekStatus vekrWarpAffineGetBufSize(VekrVolumeBox srcBox, VekrVolumeBox dstBox, int32_t nChannel,
                                             int32_t interpolation, int32_t *pSize);
 
+/* ------------------------------------------------------------------------------------------------------------
+ * Filter: three-dimensional convolution of 16-bit volumes
+ *
+ *   S(x, y, z) = sum over k, j, i of K[k][j][i] * src(x + ax - i, y + ay - j, z + az - k)
+ *
+ * with (ax, ay, az) the anchor and K[k][j][i] = pKernel[(k * kh + j) * kw + i], kw, kh, kd the kernel's width, height
+ * and depth; then S divided by the divisor, rounded to nearest with ties to even, saturated to -32768 to 32767. The
+ * kernel is mirrored against the source; the tap at the anchor multiplies the voxel at the destination's own place.
+ *
+ * There is no border: the source reaches beyond the destination on all sides. Columns -(kw-1-ax) to width-1+ax, rows
+ * -(kh-1-ay) to height-1+ay and list entries -(kd-1-az) to depth-1+az are read, so the list too is read at negative
+ * indices, and its pointers point to the voxel that belongs to destination voxel (0, 0).
+ *
+ * Two forms. The vector form runs if
+ *   - the signed sum of all taps is at most 98301,
+ *   - every tap lies in -32767 to 32766,
+ *   - the destination is at least 16 voxels wide, and
+ *   - the kernel is at least 3 voxels wide, high and deep.
+ * It sums in 32 bits, which wrap around. A divisor that is no power of two is replaced by a factor, 1 / float(divisor),
+ * and product and factor are floats: what stands near a half can end one off. The wide form, for all other calls, sums
+ * 32-bit products (wrapped) in 64 bits and divides in double, by float(divisor).
+ *
+ * Kernels of a width other than 3 and 5 in the vector form. Let t0, t1, ... be the taps of a kernel row against rising
+ * columns (t0 = K[k][j][kw-1]), w the destination's width, W = w rounded down to a multiple of 16, m = w - W.
+ *   - kw of 4, 6, 7, 9 and w below 32: the sum above.
+ *   - kw of 8, 10 and more: voxels 0 to W - 1 get t0 to t3 only.
+ *   - w of 32 and more: voxels x with x mod 16 of 12 and more get t4, t5 in place of t2, t3 (for kw of 4: t0, t1 of the
+ *     kernel row that comes next from the last to the first; behind the first one, the low and high 16 bits of the
+ *     sum at voxel x mod 4). Voxels W to w - 1 lack the taps from t4 on. Voxels 16 to 16 + m - 1 get the whole row once
+ *     more for each kernel row but the last (K[kd-1][kh-1]), and for that one just the whole row.
+ * Whoever needs the sum above from any kernel filters in strips of at most 15 voxels; or of at most 31, with a kernel
+ * padded with zeros to a width of 5, 6, 7 or 9.
+ * --------------------------------------------------------------------------------------------------------- */
+
+/* Bytes of work memory for vekrFilter_16s_C1PV.
+ *   dstSize      destination; only its width counts
+ *   kernelSize   kernel
+ *   nChannel     1
+ *   pSize        out, in 32-bit arithmetic
+ * Errors: vekErrNullPtr (pSize); vekErrSize (a width, height or depth below 1); vekErrChannel (nChannel is not 1). */
+VEKR_API VekStatus vekrFilterGetBufSize(VekrVolumeSize dstSize, VekrVolumeSize kernelSize, int32_t nChannel,
+                                        int32_t *pSize);
+
+/* Filters a volume.
+ *   pSrc         source planes, read at negative indices too (see above)
+ *   srcStep      bytes from row to row; an odd one loses its last bit, as does dstStep
+ *   pDst         out, depth planes of height rows of width voxels
+ *   dstStep      bytes from row to row
+ *   dstSize      destination
+ *   pKernel      kw * kh * kd taps, x fastest, then y, then z
+ *   kernelSize   kw, kh, kd
+ *   anchor       the tap that multiplies the destination's own place; outside the kernel it moves what is read
+ *   divisor      not 0 and not INT32_MIN
+ *   pBuffer      work memory of at least the bytes that vekrFilterGetBufSize tells, at any address; nothing in it
+ *                counts before or after the call
+ * Threads: none are started; calls that run at the same time need buffers of their own.
+ * Errors: vekErrNullPtr (pSrc, pDst, pKernel, pBuffer); vekErrSize (a width, height or depth below 1, or divisor 0). */
+VEKR_API VekStatus vekrFilter_16s_C1PV(const int16_t *const *pSrc, int32_t srcStep, int16_t *const *pDst,
+                                       int32_t dstStep, VekrVolumeSize dstSize, const int32_t *pKernel,
+                                       VekrVolumeSize kernelSize, VekrVolumePoint anchor, int32_t divisor,
+                                       uint8_t *pBuffer);
+
 #ifdef __cplusplus
 }
 #endif

@@ -29,6 +29,8 @@ template <int N>
 Int<N> loadWidened(const uint8_t *p);
 template <int N>
 Int<N> loadWidened(const uint16_t *p);
+template <int N>
+Int<N> loadWidened(const int16_t *p);
 
 template <>
 inline Int<1> loadWidened<1>(const uint8_t *p) {
@@ -39,6 +41,10 @@ inline Int<1> loadWidened<1>(const uint16_t *p) {
   return loadAs<uint16_t>(p);
 }
 template <>
+inline Int<1> loadWidened<1>(const int16_t *p) {
+  return loadAs<int16_t>(p);
+}
+template <>
 inline Int<4> loadWidened<4>(const uint8_t *p) {
   return _mm_cvtepu8_epi32(_mm_cvtsi32_si128(loadAs<int32_t>(p)));
 }
@@ -46,7 +52,15 @@ template <>
 inline Int<4> loadWidened<4>(const uint16_t *p) {
   return _mm_cvtepu16_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(p)));
 }
+template <>
+inline Int<4> loadWidened<4>(const int16_t *p) {
+  return _mm_cvtepi16_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(p)));
+}
 #ifdef __AVX2__
+template <>
+inline Int<8> loadWidened<8>(const int16_t *p) {
+  return _mm256_cvtepi16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i *>(p)));
+}
 template <>
 inline Int<8> loadWidened<8>(const uint8_t *p) {
   return _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(p)));

@@ -1,4 +1,4 @@
-// vekr-volume: resamples NIfTI volumes with libvekre9.
+// vekr-volume: resamples and filters NIfTI volumes with libvekre9.
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
@@ -7,10 +7,11 @@
 #include "commands.h"
 
 int main(int argc, char **argv) {
-  CLI::App app("Resamples NIfTI volumes (.nii, .nii.gz)", "vekr-volume");
+  CLI::App app("Resamples and filters NIfTI volumes (.nii, .nii.gz)", "vekr-volume");
   app.require_subcommand(1);
   vekr_example::addWarpCommand(app);
   vekr_example::addRemapCommand(app);
+  vekr_example::addFilterCommand(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &e) {

@@ -108,7 +108,7 @@ class Temporary {
 
 bool isWritableName(const std::string &path) { return endsWith(path, ".nii") || endsWith(path, ".nii.gz"); }
 
-Volume readVolume(const std::string &path) {
+Volume readVolume(const std::string &path, Keep16s keep) {
   nifti_set_debug_level(0);  // errors are told here, once
   std::error_code error;
   if (!std::filesystem::is_regular_file(path, error)) fail(path, "no such file");
@@ -124,11 +124,12 @@ Volume readVolume(const std::string &path) {
   mendSpacing(*image);
 
   const VekrVolumeSize size = {image->nx, image->ny, image->nz};
-  const bool native =
-      image->datatype == DT_UINT8 || image->datatype == DT_UINT16 || image->datatype == DT_FLOAT32;
-  const VoxelType type = image->datatype == DT_UINT8    ? VoxelType::u8
-                         : image->datatype == DT_UINT16 ? VoxelType::u16
-                                                        : VoxelType::f32;
+  const bool native = image->datatype == DT_UINT8 || image->datatype == DT_UINT16 ||
+                      image->datatype == DT_FLOAT32 || (image->datatype == DT_INT16 && keep == Keep16s::yes);
+  const VoxelType type = image->datatype == DT_UINT8             ? VoxelType::u8
+                         : image->datatype == DT_UINT16          ? VoxelType::u16
+                         : image->datatype == DT_INT16 && native ? VoxelType::s16
+                                                                 : VoxelType::f32;
   Volume volume(type, size, image.get());
   if (native) {
     std::memcpy(volume.voxels.data(), image->data, volume.voxels.size());
@@ -150,6 +151,7 @@ void writeVolume(const Volume &volume, const std::string &path) {
   std::memcpy(image->dim, dims, sizeof dims);
   image->datatype = volume.type == VoxelType::u8    ? DT_UINT8
                     : volume.type == VoxelType::u16 ? DT_UINT16
+                    : volume.type == VoxelType::s16 ? DT_INT16
                                                     : DT_FLOAT32;
   nifti_datatype_sizes(image->datatype, &image->nbyper, &image->swapsize);
   nifti_update_dims_from_array(image.get());

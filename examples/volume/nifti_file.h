@@ -7,8 +7,11 @@
 
 namespace vekr_example {
 
+// Whether 16s voxels stay what they are.
+enum class Keep16s { no, yes };
+
 // Reads a volume. Voxels of other types than 8u, 16u and 32f are converted to 32f, with a note on stderr.
-Volume readVolume(const std::string &path);
+Volume readVolume(const std::string &path, Keep16s keep = Keep16s::no);
 
 // Writes beside `path` and renames, so that nobody ever sees half a file.
 void writeVolume(const Volume &volume, const std::string &path);

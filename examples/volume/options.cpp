@@ -28,10 +28,10 @@ void FileOptions::addTo(CLI::App &command) {
       ->check(CLI::PositiveNumber);
 }
 
-Volume FileOptions::read() const {
+Volume FileOptions::read(Keep16s keep) const {
   if (!isWritableName(out)) throw std::runtime_error(out + ": must end in .nii or .nii.gz");
   vekSetNumThreads(threads);
-  return readVolume(in);
+  return readVolume(in, keep);
 }
 
 void FileOptions::write(const Volume &before, const Volume &after) const {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "nifti_file.h"
 #include "volume.h"
 
 namespace vekr_example {
@@ -16,7 +17,7 @@ struct FileOptions {
   int32_t threads = 0;
   void addTo(CLI::App &command);
   // Reads IN, after a look at OUT, so that nothing is computed in vain.
-  Volume read() const;
+  Volume read(Keep16s keep = Keep16s::no) const;
   // Writes OUT and the preview.
   void write(const Volume &before, const Volume &after) const;
 };

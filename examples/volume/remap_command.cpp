@@ -117,6 +117,8 @@ struct RemapCommand {
       case VoxelType::f32:
         remap<float>(vekrRemap_32f_C1PV, src, dst, stopwatch);
         break;
+      case VoxelType::s16:  // as which nothing has been read
+        break;
     }
     files.write(src, dst);
     stopwatch.report(dst, "remap, " + deformation + ", " + interpolation.name());

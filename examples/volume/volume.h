@@ -14,12 +14,15 @@
 
 namespace vekr_example {
 
-// The voxel types that the library resamples.
-enum class VoxelType { u8, u16, f32 };
+// The voxel types that the library resamples, and the one that it filters.
+enum class VoxelType { u8, u16, f32, s16 };
 
-inline int32_t bytesOf(VoxelType type) { return type == VoxelType::u8 ? 1 : type == VoxelType::u16 ? 2 : 4; }
+inline int32_t bytesOf(VoxelType type) { return type == VoxelType::u8 ? 1 : type == VoxelType::f32 ? 4 : 2; }
 inline const char *nameOf(VoxelType type) {
-  return type == VoxelType::u8 ? "8u" : type == VoxelType::u16 ? "16u" : "32f";
+  return type == VoxelType::u8    ? "8u"
+         : type == VoxelType::u16 ? "16u"
+         : type == VoxelType::s16 ? "16s"
+                                  : "32f";
 }
 
 // body.operator()<T>() for the type of a volume's voxels.
@@ -32,6 +35,8 @@ void withVoxelType(VoxelType type, const Body &body) {
       return body.template operator()<uint16_t>();
     case VoxelType::f32:
       return body.template operator()<float>();
+    case VoxelType::s16:
+      return body.template operator()<int16_t>();
   }
 }
 

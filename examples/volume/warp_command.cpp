@@ -143,6 +143,8 @@ struct WarpCommand {
       case VoxelType::f32:
         warp<float>(vekrWarpAffine_32f_C1PV, src, dst, matrix, stopwatch);
         break;
+      case VoxelType::s16:  // as which nothing has been read
+        break;
     }
     if (leaves(src, matrix))
       throw std::runtime_error("the transform moves all of the volume out of the result");

@@ -1,0 +1,188 @@
+// vekr-volume filter: smooths, sharpens or differentiates a volume by a kernel of integers.
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <thread>
+
+#include "commands.h"
+#include "filter_kernel.h"
+#include "options.h"
+#include "progress.h"
+#include "vekcore.h"
+
+namespace vekr_example {
+
+namespace {
+
+// Which voxel of an axis stands for the one at `i`, that may lie outside.
+int32_t replicated(int32_t i, int32_t length) { return std::clamp(i, 0, length - 1); }
+
+// ... 2 1 0 1 2 ... at the low end, and so at the high end.
+int32_t reflected(int32_t i, int32_t length) {
+  if (length == 1) return 0;
+  const int32_t period = 2 * (length - 1);
+  const int32_t phase = ((i % period) + period) % period;
+  return std::min(phase, period - phase);
+}
+
+using Border = int32_t (*)(int32_t, int32_t);
+
+// Voxels as the library filters them.
+Volume as16s(const Volume &volume) {
+  Volume result(VoxelType::s16, volume.size, volume.header.get());
+  int16_t *const to = result.data<int16_t>();
+  bool rounded = false;
+  withVoxelType(volume.type, [&]<class T>() {
+    const T *const from = volume.data<T>();
+    for (size_t i = 0; i < volume.count(); ++i) {
+      const float value = std::nearbyint(static_cast<float>(from[i]));
+      if (!(value >= -32768 && value <= 32767)) {
+        throw std::runtime_error("a voxel doesn't fit into signed 16 bits, and the filter knows no others");
+      }
+      rounded = rounded || value != static_cast<float>(from[i]);
+      to[i] = static_cast<int16_t>(value);
+    }
+  });
+  if (rounded) std::fprintf(stderr, "note: voxels are rounded to integers of 16 bits\n");
+  return result;
+}
+
+// A volume with the margin that a kernel reaches for.
+class Padded {
+ public:
+  Padded(const Volume &volume, const FilterKernel &kernel, Border border)
+      : width_(volume.size.width + kernel.size.width - 1),
+        before_{kernel.size.width - 1 - kernel.anchor().x, kernel.size.height - 1 - kernel.anchor().y,
+                kernel.size.depth - 1 - kernel.anchor().z} {
+    const auto [width, height, depth] = volume.size;
+    const int32_t rows = height + kernel.size.height - 1, planes = depth + kernel.size.depth - 1;
+    planeVoxels_ = static_cast<size_t>(width_) * static_cast<size_t>(rows);
+    voxels_.reserve(planeVoxels_ * static_cast<size_t>(planes));
+    for (int32_t z = 0; z < planes; ++z) {
+      for (int32_t y = 0; y < rows; ++y) {
+        const auto row = static_cast<size_t>(border(z - before_.z, depth)) * static_cast<size_t>(height) +
+                         static_cast<size_t>(border(y - before_.y, height));
+        const int16_t *const from = volume.data<int16_t>() + row * static_cast<size_t>(width);
+        for (int32_t x = 0; x < width_; ++x) voxels_.push_back(from[border(x - before_.x, width)]);
+      }
+    }
+  }
+
+  int32_t step() const { return 2 * width_; }
+  // The list from the first plane of the margin on; its pointers lead to voxel (x, 0) of the volume.
+  std::vector<const int16_t *> planesAt(int32_t x) const {
+    std::vector<const int16_t *> list;
+    const size_t inside =
+        static_cast<size_t>(before_.y) * static_cast<size_t>(width_) + static_cast<size_t>(before_.x + x);
+    for (size_t first = 0; first < voxels_.size(); first += planeVoxels_)
+      list.push_back(voxels_.data() + first + inside);
+    return list;
+  }
+  // Entries of the list in front of the volume's first plane.
+  int32_t planesBefore() const { return before_.z; }
+
+ private:
+  int32_t width_;
+  VekrVolumePoint before_;
+  size_t planeVoxels_ = 0;
+  std::vector<int16_t> voxels_;
+};
+
+struct FilterCommand {
+  FileOptions files;
+  std::string kernelName = "gaussian:3", border = "replicate";
+  int32_t divisor = 0;
+
+  // Planes z to z + count - 1, on the calling thread.
+  static VekStatus filterPlanes(const Padded &src, Volume &dst, const FilterKernel &kernel, int32_t z,
+                                int32_t count) {
+    const int32_t width = dst.size.width, strip = stripWidth(kernel);
+    auto to = dst.planes<int16_t>();
+    for (int32_t x = 0, now = width; x < width; x += now) {
+      now = width - x;
+      // Strips of 16 leave a last one of up to 31: the fast form takes no narrower ones.
+      if (strip != 0 && now >= 2 * strip) now = strip;
+      if (strip == 15) now = std::min(now, strip);
+      const VekrVolumeSize size = {now, dst.size.height, count};
+      int32_t bytes = 0;
+      if (const VekStatus status = vekrFilterGetBufSize(size, kernel.size, 1, &bytes); status != vekOk)
+        return status;
+      std::vector<uint8_t> buffer(static_cast<size_t>(bytes));
+      const auto from = src.planesAt(x);
+      std::vector<int16_t *> toStrip;
+      for (int32_t k = z; k < z + count; ++k) toStrip.push_back(to[static_cast<size_t>(k)] + x);
+      const VekStatus status = vekrFilter_16s_C1PV(
+          from.data() + src.planesBefore() + z, src.step(), toStrip.data(), dst.step(), size,
+          kernel.taps.data(), kernel.size, kernel.anchor(), kernel.divisor, buffer.data());
+      if (status != vekOk) return status;
+    }
+    return vekOk;
+  }
+
+  // The filter itself starts no threads: planes are shared out here.
+  static VekStatus filterOnThreads(const Padded &src, Volume &dst, const FilterKernel &kernel, int32_t z,
+                                   int32_t count) {
+    const int32_t threads = std::min(std::max(ownGetNumThreads(), 1), count);
+    std::vector<VekStatus> statuses(static_cast<size_t>(threads), vekOk);
+    std::vector<std::thread> team;
+    for (int32_t t = 0; t < threads; ++t) {
+      const int32_t first = z + count * t / threads, end = z + count * (t + 1) / threads;
+      team.emplace_back([&, t, first, end] {
+        statuses[static_cast<size_t>(t)] = filterPlanes(src, dst, kernel, first, end - first);
+      });
+    }
+    for (std::thread &member : team) member.join();
+    const auto bad =
+        std::find_if(statuses.begin(), statuses.end(), [](VekStatus status) { return status != vekOk; });
+    return bad == statuses.end() ? vekOk : *bad;
+  }
+
+  void run() const {
+    FilterKernel kernel = kernelNamed(kernelName);
+    if (divisor != 0) kernel.divisor = divisor;
+    const Volume given = files.read(Keep16s::yes);
+    const Volume src = as16s(given);
+    Volume dst(VoxelType::s16, src.size, src.header.get());
+    const Padded padded(src, kernel, border == "reflect" ? reflected : replicated);
+    Stopwatch stopwatch;
+    {
+      Progress progress("filter", dst.size.depth);
+      for (int32_t z = 0; z < dst.size.depth; z += kPlanesAtOnce) {
+        const int32_t planes = std::min(kPlanesAtOnce, dst.size.depth - z);
+        check(stopwatch.time([&] { return filterOnThreads(padded, dst, kernel, z, planes); }));
+        progress.show(z + planes);
+      }
+    }
+    files.write(src, dst);
+    stopwatch.report(dst, "filter, " + kernelName + " / " + std::to_string(kernel.divisor));
+  }
+};
+
+}  // namespace
+
+void addFilterCommand(CLI::App &app) {
+  auto options = std::make_shared<FilterCommand>();
+  CLI::App &command = *app.add_subcommand(
+      "filter", "Smooths, sharpens or differentiates a volume; the result is of type 16s");
+  options->files.addTo(command);
+  command.add_option("--kernel", options->kernelName,
+                     "gaussian:SIZE (gaussian:3 by default), box:SIZE, sharpen, sobel-x, or a text file: "
+                     "width, height, depth, "
+                     "then the taps, integers, x fastest");
+  command
+      .add_option("--divisor", options->divisor,
+                  "What the sums are divided by; by default the kernel's own, of a file the sum of its taps "
+                  "if that is positive")
+      ->check([](const std::string &text) {
+        return text == "0" || text == "-2147483648" ? std::string("must not be ") + text : std::string();
+      });
+  command
+      .add_option("--border", options->border,
+                  "replicate (default) or reflect: what stands beyond the volume's border")
+      ->check(CLI::IsMember({"replicate", "reflect"}));
+  command.callback([options] { options->run(); });
+}
+
+}  // namespace vekr_example

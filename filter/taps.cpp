@@ -1,0 +1,84 @@
+#include "filter/taps.h"
+
+#include <emmintrin.h>
+
+namespace vekr {
+
+namespace {
+
+constexpr int64_t kLargestTapSum = 3 * 32767;
+// Callers rely on these limits as they are: one inside those of the type on either side.
+constexpr int32_t kLeastTap = -32767;
+constexpr int32_t kLargestTap = 32766;
+constexpr int32_t kLeastWidth = 16;
+constexpr int32_t kLeastKernel = 3;
+// As many pairs as a wide sum takes at once, were every one of them half empty.
+constexpr int64_t kMostPairedTaps = 1 << 16;
+
+constexpr uint32_t raised(uint32_t bytes) { return (bytes + 15) & ~15u; }
+
+int64_t tapCount(VekrVolumeSize kernelSize) {
+  return static_cast<int64_t>(kernelSize.width) * kernelSize.height * kernelSize.depth;
+}
+
+int64_t rowWords(VekrVolumeSize kernelSize) {
+  return (static_cast<int64_t>(kernelSize.width) + 1) / 2 * kGroupWords;
+}
+
+}  // namespace
+
+WorkBuffer workBufferAt(uint8_t *pBuffer, VekrVolumeSize kernelSize) {
+  const auto address = reinterpret_cast<uintptr_t>(pBuffer);
+  auto *const groups = reinterpret_cast<int16_t *>(pBuffer + ((16 - address % 16) % 16));
+  const int64_t words = rowWords(kernelSize) * kernelSize.height * kernelSize.depth;
+  return {groups, reinterpret_cast<int32_t *>(groups + words + kGroupWords)};
+}
+
+int32_t bufferBytes(int32_t dstWidth, VekrVolumeSize kernelSize) {
+  const uint32_t evenWidth = (static_cast<uint32_t>(kernelSize.width) + 1) & ~1u;
+  const uint32_t taps = raised(evenWidth * 8) * static_cast<uint32_t>(kernelSize.height) *
+                        static_cast<uint32_t>(kernelSize.depth);
+  const uint32_t row = raised(static_cast<uint32_t>(dstWidth));
+  return static_cast<int32_t>(2 * taps + 4 * row);
+}
+
+Form formOf(int32_t dstWidth, const int32_t *pKernel, VekrVolumeSize kernelSize) {
+  // A tile of pairs is 16 voxels wide, and a pair doesn't fit into a row of one tap.
+  if (dstWidth < kLeastWidth || kernelSize.width < 2) return Form::wide;
+  int64_t sum = 0;
+  int32_t least = 0, largest = 0;
+  for (int64_t i = 0; i < tapCount(kernelSize); ++i) {
+    sum += pKernel[i];
+    if (pKernel[i] < least) least = pKernel[i];
+    if (pKernel[i] > largest) largest = pKernel[i];
+  }
+  if (sum <= kLargestTapSum && least >= kLeastTap && largest <= kLargestTap &&
+      kernelSize.width >= kLeastKernel && kernelSize.height >= kLeastKernel &&
+      kernelSize.depth >= kLeastKernel) {
+    return Form::wrapping;
+  }
+  // Two products of -32768 and -32768 don't fit into 32 bits.
+  const bool pairsFit = least >= -32767 && largest <= 32767 && tapCount(kernelSize) <= kMostPairedTaps;
+  return pairsFit ? Form::widePairs : Form::wide;
+}
+
+TapRows ownPrepareTaps_32s16s(const int32_t *pKernel, VekrVolumeSize kernelSize, int16_t *groups) {
+  int16_t *next = groups;
+  // One store a group; and with a vector of its own in it, the loop stays as it is: g++ 12, left to make vectors of it,
+  // reads eight bytes in front of the first tap.
+  const auto put = [&next](int32_t first, int32_t second) {
+    const uint32_t pair = (static_cast<uint32_t>(first) & 0xFFFF) | static_cast<uint32_t>(second) << 16;
+    _mm_store_si128(reinterpret_cast<__m128i *>(next), _mm_set1_epi32(static_cast<int32_t>(pair)));
+    next += kGroupWords;
+  };
+  for (int64_t rowStart = tapCount(kernelSize) - kernelSize.width; rowStart >= 0;
+       rowStart -= kernelSize.width) {
+    int32_t left = kernelSize.width;
+    for (; left >= 2; left -= 2) put(pKernel[rowStart + left - 1], pKernel[rowStart + left - 2]);
+    if (left == 1) put(pKernel[rowStart], 0);
+  }
+  put(0, 0);
+  return {groups, kernelSize.width, kernelSize.height, kernelSize.depth};
+}
+
+}  // namespace vekr
