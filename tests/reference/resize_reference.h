@@ -147,6 +147,19 @@ class ResizeTwin {
     return voxel;
   }
 
+  // Voxel (x, y) of the region in the slice of source plane z; with the linear code, a float or the integer that stands for it.
+  float cubicSlice(int32_t x, int32_t y, int32_t z) { return cubicPlane(x, y, z); }
+  auto linearSlice(int32_t x, int32_t y, int32_t z) {
+    const Coordinate &cx = axis_[0][x], &cy = axis_[1][y];
+    if constexpr (std::is_same_v<Voxel, float>) {
+      return linearPlaneFloat(cx, cy, z);
+    } else {
+      if (inFrame(cx, cy)) return linearFrame<int64_t>(cx, cy, z);
+      return blend(linearRowInteger(cx, cy.index, z), linearRowInteger(cx, cy.index + 1, z), cy.fixed, 8192, 14);
+    }
+  }
+  bool inFrame(int32_t x, int32_t y) const { return inFrame(axis_[0][x], axis_[1][y]); }
+
  private:
   Voxel voxelAt(int32_t x, int32_t y, int32_t z) {
     if (x < 0 || y < 0 || z < 0 || x >= size_[0] || y >= size_[1] || z >= size_[2]) {
