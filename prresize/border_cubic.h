@@ -23,7 +23,7 @@ void cubicStripRow(const Voxel *row, const Axis<CubicWeights> &x, float *out) {
     }
   };
   edge(0, x.runs.lead());
-  cubicInterior<EndOrder::neighbours>(row, x, out);
+  cubicInterior<EndOrder::neighbours>(row, row, x, out);
   edge(x.runs.tailBegin(), x.runs.count());
 }
 
@@ -90,8 +90,8 @@ void cubicStrips(Rows<const Voxel> source, Rows<float> slice, const PlaneAxes<Cu
   const int32_t bottom = y.runs.tailBegin();
   for (int32_t j = bottom > band.begin ? bottom : band.begin; j < band.end; ++j) {
     const CubicTaps taps = bottomTaps(source, y, j);
-    const float *const four[4] = {row(taps.at[0]), row(taps.at[1]), row(taps.at[2]), row(taps.at[3])};
-    cubicMix(four, y.weight[j], slice.row(j - band.begin), width);
+    const FourRows four = {{row(taps.at[0]), row(taps.at[1]), row(taps.at[2]), row(taps.at[3])}, y.weight[j]};
+    cubicMix(four, slice.row(j - band.begin), width);
   }
 }
 

@@ -15,16 +15,17 @@ void ownrResizeC(Rows<const Voxel> source, Rows<float> slice, const PlaneAxes<Cu
   const int32_t begin = band.begin > y.runs.lead() ? band.begin : y.runs.lead();
   const int32_t end = band.end < y.runs.tailBegin() ? band.end : y.runs.tailBegin();
   Ring<4, float> ring = {{rows[0], rows[1], rows[2], rows[3]}, {-1, -1, -1, -1}};
-  const auto row = [&](int32_t position) {
+  const auto row = [&](int32_t position, int32_t further) {
     return ring.at(position, [&](int32_t r, float *out) {
       cubicEdgeColumns(source.row(r), x, out);
-      cubicInterior<EndOrder::crossed>(source.row(r), x, out);
+      cubicInterior<EndOrder::crossed>(source.row(r), source.row(r + further), x, out);
     });
   };
   for (int32_t j = begin; j < end; ++j) {
-    const int32_t r = y.index[j];
-    const float *const four[4] = {row(r - 1), row(r), row(r + 1), row(r + 2)};
-    cubicMix(four, y.weight[j], slice.row(j - band.begin), x.runs.count());
+    const int32_t r = y.index[j], further = rowsAhead(y.index, j, y.runs.tailBegin());
+    const FourRows four = {{row(r - 1, further), row(r, further), row(r + 1, further), row(r + 2, further)},
+                           y.weight[j]};
+    cubicMix(four, slice.row(j - band.begin), x.runs.count());
   }
 }
 
@@ -52,12 +53,11 @@ void ownpr_DepC(Rows<Voxel> destination, const float *const *slices, int64_t sli
                 const PlaneAxes<CubicWeights> &axes, RowBand band) {
   for (int32_t j = band.begin; j < band.end; ++j) {
     const int64_t at = (j - band.begin) * sliceStep;
-    const float *const four[4] = {slices[0] + at, slices[1] + at, slices[2] + at, slices[3] + at};
+    const FourRows four = {{slices[0] + at, slices[1] + at, slices[2] + at, slices[3] + at}, weights};
     Voxel *const out = destination.row(j);
     forPlaces(axes, j, [&]<Place where>(PlaceIs<where>, int32_t begin, int32_t end) {
-      forLaneGroups(begin, end, [&]<int N>(LaneCount<N>, int64_t i) {
-        storeVoxels<where>(mixed<N>(four, weights, i), out + i);
-      });
+      forLaneGroups(begin, end,
+                    [=]<int N>(LaneCount<N>, int64_t i) { storeVoxels<where>(four.mixed<N>(i), out + i); });
     });
   }
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "prresize/axis.h"
+#include "prresize/prefetch.h"
 #include "volume/convert.h"
 #include "volume/groups.h"
 
@@ -68,28 +69,37 @@ float cubicSum(const Voxel *row, int32_t index, const CubicWeights &weights) {
   return order == EndOrder::crossed ? (q[0] + q[2]) + (q[1] + q[3]) : (q[0] + q[1]) + (q[2] + q[3]);
 }
 
-// The columns whose taps all lie in the source; groups are counted from the first of them.
+// The columns whose taps all lie in the source; groups are counted from the first of them. `ahead` is a row that will be
+// needed soon.
 template <EndOrder order, class Voxel>
-void cubicInterior(const Voxel *row, const Axis<CubicWeights> &x, float *out) {
-  forLaneGroups(x.runs.lead(), x.runs.tailBegin(), [&]<int N>(LaneCount<N> lanes, int64_t i) {
+void cubicInterior(const Voxel *row, const Voxel *ahead, const Axis<CubicWeights> &x, float *out) {
+  const int32_t *const index = x.index;
+  const CubicWeights *const weights = x.weight;
+  forLaneGroups(x.runs.lead(), x.runs.tailBegin(), [=]<int N>(LaneCount<N> lanes, int64_t i) {
     if constexpr (N == 1) {
-      out[i] = cubicSum<order>(row, x.index[i], x.weight[i]);
+      out[i] = cubicSum<order>(row, index[i], weights[i]);
     } else {
-      cubicSums(lanes, row, x.index + i, x.weight + i).store(out + i);
+      if constexpr (N == 8) prefetchGroup(ahead, index + i);
+      cubicSums(lanes, row, index + i, weights + i).store(out + i);
     }
   });
 }
 
-// Four rows, or four slices, by one set of weights.
-template <int N>
-Float<N> mixed(const float *const *sources, const CubicWeights &w, int64_t i) {
-  const auto product = [&](int k) { return Float<N>(w.k[k]) * Float<N>::load(sources[k] + i); };
-  return (product(0) + product(1)) + (product(2) + product(3));
-}
+// Four rows, or four slices, and their weights.
+struct FourRows {
+  const float *row[4];
+  CubicWeights weights;
+
+  template <int N>
+  Float<N> mixed(int64_t i) const {
+    const auto product = [&](int k) { return Float<N>(weights.k[k]) * Float<N>::load(row[k] + i); };
+    return (product(0) + product(1)) + (product(2) + product(3));
+  }
+};
 
 // The column pass.
-inline void cubicMix(const float *const *rows, const CubicWeights &w, float *out, int32_t width) {
-  forLaneGroups(0, width, [&]<int N>(LaneCount<N>, int64_t i) { mixed<N>(rows, w, i).store(out + i); });
+inline void cubicMix(const FourRows &four, float *out, int32_t width) {
+  forLaneGroups(0, width, [=]<int N>(LaneCount<N>, int64_t i) { four.mixed<N>(i).store(out + i); });
 }
 
 }  // namespace vekr::VEKR_ISA

@@ -49,26 +49,25 @@ constexpr int32_t kSliceRowUnit = 64;
 
 // `rows` are 2 (linear) or 4 (cubic) buffers of the destination's width. A slice, or other output of a band, begins at the
 // band's first row.
-VEKR_KERNELS(
-  template <class Voxel>
-  void ownResizeN(Rows<const Voxel> source, Rows<Voxel> destination, const NearestAxes &axes);
+VEKR_KERNELS(template <class Voxel>
+             void ownResizeN(Rows<const Voxel> source, Rows<Voxel> destination, const NearestAxes &axes);
 
-  // A source plane into a destination plane, and into a slice.
-  template <class Voxel>
-  void ownResizeL(Rows<const Voxel> source, Rows<Voxel> out, const PlaneAxes<LinearWeight<Voxel>> &axes,
-                  RowBand band, LinearMiddle<Voxel> *const *rows);
-  template <class Voxel>
-  void ownrResizeL(Rows<const Voxel> source, Rows<LinearMiddle<Voxel>> out,
-                   const PlaneAxes<LinearWeight<Voxel>> &axes, RowBand band, LinearMiddle<Voxel> *const *rows);
-  template <class Voxel>
-  void ownpr_DepL(Rows<Voxel> destination, Rows<const LinearMiddle<Voxel>> near,
-                  Rows<const LinearMiddle<Voxel>> far, LinearWeight<Voxel> weight,
-                  const PlaneAxes<LinearWeight<Voxel>> &axes, RowBand band);
+             // A source plane into a destination plane, and into a slice.
+             template <class Voxel> void ownResizeL(Rows<const Voxel> source, Rows<Voxel> out,
+                                                    const PlaneAxes<LinearWeight<Voxel>> &axes, RowBand band,
+                                                    LinearMiddle<Voxel> *const *rows);
+             template <class Voxel> void ownrResizeL(Rows<const Voxel> source, Rows<LinearMiddle<Voxel>> out,
+                                                     const PlaneAxes<LinearWeight<Voxel>> &axes, RowBand band,
+                                                     LinearMiddle<Voxel> *const *rows);
+             template <class Voxel>
+             void ownpr_DepL(Rows<Voxel> destination, Rows<const LinearMiddle<Voxel>> near,
+                             Rows<const LinearMiddle<Voxel>> far, LinearWeight<Voxel> weight,
+                             const PlaneAxes<LinearWeight<Voxel>> &axes, RowBand band);
 
-  template <class Voxel>
-  void ownrResizeC(Rows<const Voxel> source, Rows<float> slice, const PlaneAxes<CubicWeights> &axes, RowBand band,
-                   float *const *rows);
-  // The four slices have one step; one may be given several times.
-  template <class Voxel>
-  void ownpr_DepC(Rows<Voxel> destination, const float *const *slices, int64_t sliceStep, CubicWeights weights,
-                  const PlaneAxes<CubicWeights> &axes, RowBand band);)
+             template <class Voxel>
+             void ownrResizeC(Rows<const Voxel> source, Rows<float> slice,
+                              const PlaneAxes<CubicWeights> &axes, RowBand band, float *const *rows);
+             // The four slices have one step; one may be given several times.
+             template <class Voxel>
+             void ownpr_DepC(Rows<Voxel> destination, const float *const *slices, int64_t sliceStep,
+                             CubicWeights weights, const PlaneAxes<CubicWeights> &axes, RowBand band);)

@@ -8,12 +8,12 @@ namespace {
 
 template <class Voxel, class Weight, class Middle>
 void stripRow(const Voxel *row, const Axis<Weight> &x, Middle *out, Middle *) {
-  linearRow<Place::frame>(row, x, out);
+  linearRow<Place::frame>(row, row, x, out);
 }
 
 // Voxels of a strip fit into a byte as they are.
 void stripRow(const uint8_t *row, const Axis<FixedPair> &x, uint8_t *out, uint16_t *words) {
-  linearRow<Place::frame>(row, x, words);
+  linearRow<Place::frame>(row, row, x, words);
   for (int32_t i = 0; i < x.runs.count(); ++i) out[i] = static_cast<uint8_t>(words[i]);
 }
 
@@ -23,9 +23,10 @@ void resizePlane(Rows<const Voxel> source, Rows<Out> out, const PlaneAxes<Linear
   using Middle = LinearMiddle<Voxel>;
   const auto &x = axes.x, &y = axes.y;
   Ring<2, Middle> ring = {{rows[0], rows[1]}, {-1, -1}};
-  const auto row = [&](int32_t position) {
-    return ring.at(position,
-                   [&](int32_t r, Middle *middle) { linearRow<Place::interior>(source.row(r), x, middle); });
+  const auto row = [&](int32_t position, int32_t further) {
+    return ring.at(position, [&](int32_t r, Middle *middle) {
+      linearRow<Place::interior>(source.row(r), source.row(r + further), x, middle);
+    });
   };
   const auto strip = [&](int32_t begin, int32_t end, int32_t r) {
     for (int32_t j = begin; j < end; ++j) stripRow(source.row(r), x, out.row(j - band.begin), rows[0]);
@@ -34,7 +35,8 @@ void resizePlane(Rows<const Voxel> source, Rows<Out> out, const PlaneAxes<Linear
   const int32_t bottom = y.runs.tailBegin() > band.begin ? y.runs.tailBegin() : band.begin;
   strip(band.begin, top, 0);
   for (int32_t j = top > band.begin ? top : band.begin; j < bottom && j < band.end; ++j) {
-    const Middle *const near = row(y.index[j]), *const far = row(y.index[j] + 1);
+    const int32_t further = rowsAhead(y.index, j, y.runs.tailBegin());
+    const Middle *const near = row(y.index[j], further), *const far = row(y.index[j] + 1, further);
     mixRow(near, far, y.weight[j], out.row(j - band.begin), axes, j);
   }
   strip(bottom, band.end, y.size - 1);

@@ -6,6 +6,7 @@
 #include "prresize/fixed_lanes.h"
 #include "prresize/kernels.h"
 #include "prresize/place.h"
+#include "prresize/prefetch.h"
 
 namespace vekr::VEKR_ISA {
 
@@ -57,9 +58,13 @@ void storeRow(Float<N> a, float *out) {
 }
 
 template <Place where>
-void rowPass(const float *row, const Axis<float> &x, float *out, int32_t begin, int32_t end) {
-  forLaneGroups(begin, end, [&]<int N>(LaneCount<N> lanes, int64_t i) {
-    storeRow(rowMix<where>(lanes, row, x.index + i, x.weight + i), out + i);
+void rowPass(const float *row, const float *ahead, const Axis<float> &x, float *out, int32_t begin,
+             int32_t end) {
+  const int32_t *const index = x.index;
+  const float *const weight = x.weight;
+  forLaneGroups(begin, end, [=]<int N>(LaneCount<N> lanes, int64_t i) {
+    if constexpr (N == 8) prefetchGroup(ahead, index + i);
+    storeRow(rowMix<where>(lanes, row, index + i, weight + i), out + i);
   });
 }
 
@@ -109,19 +114,23 @@ inline __m128i loadPairWeights(const FixedPair *weight) {
 }
 
 template <Place where, class Voxel>
-void rowPass(const Voxel *row, const Axis<FixedPair> &x, uint16_t *out, int32_t begin, int32_t end) {
+void rowPass(const Voxel *row, const Voxel *ahead, const Axis<FixedPair> &x, uint16_t *out, int32_t begin,
+             int32_t end) {
   constexpr int shift = rowShift<where, Voxel>();
+  const int32_t *const index = x.index;
+  const FixedPair *const weight = x.weight;
   int64_t i = begin;
   for (; i + 8 <= end; i += 8) {
-    const EightPairs pairs = eightPairs(row, x.index + i);
-    storeWords(_mm_packus_epi32(mixedPairs<shift>(pairs.low, loadPairWeights(x.weight + i)),
-                                mixedPairs<shift>(pairs.high, loadPairWeights(x.weight + i + 4))),
+    prefetchGroup(ahead, index + i);
+    const EightPairs pairs = eightPairs(row, index + i);
+    storeWords(_mm_packus_epi32(mixedPairs<shift>(pairs.low, loadPairWeights(weight + i)),
+                                mixedPairs<shift>(pairs.high, loadPairWeights(weight + i + 4))),
                out + i);
   }
   for (; i < end; ++i) {
-    const Voxel *const near = row + x.index[i];
+    const Voxel *const near = row + index[i];
     storeAs(out + i,
-            static_cast<uint16_t>(mixed<shift>(loadAs<Voxel>(near), loadAs<Voxel>(near + 1), x.weight[i])));
+            static_cast<uint16_t>(mixed<shift>(loadAs<Voxel>(near), loadAs<Voxel>(near + 1), weight[i])));
   }
 }
 
@@ -132,16 +141,16 @@ inline uint16_t repeated(uint16_t a, FixedPair w) {
 // ---------------------------------------------------------------- whole rows
 
 // One source row over the destination's whole width: as the strips above and below the interior need it, or as the interior
-// does, with the plain voxels of the source's first and last column beside it.
+// does, with the plain voxels of the source's first and last column beside it. `ahead` is a row that will be needed soon.
 template <Place where, class Voxel, class Weight, class Middle>
-void linearRow(const Voxel *row, const Axis<Weight> &x, Middle *out) {
+void linearRow(const Voxel *row, const Voxel *ahead, const Axis<Weight> &x, Middle *out) {
   const auto edge = [&](int32_t begin, int32_t end, Middle voxel) {
     for (int32_t i = begin; i < end; ++i) {
       storeAs(out + i, where == Place::frame ? repeated(voxel, x.weight[i]) : voxel);
     }
   };
   edge(0, x.runs.lead(), loadAs<Voxel>(row));
-  rowPass<where>(row, x, out, x.runs.lead(), x.runs.tailBegin());
+  rowPass<where>(row, ahead, x, out, x.runs.lead(), x.runs.tailBegin());
   edge(x.runs.tailBegin(), x.runs.count(), loadAs<Voxel>(row + x.size - 1));
 }
 
@@ -150,7 +159,7 @@ void linearRow(const Voxel *row, const Axis<Weight> &x, Middle *out) {
 inline void mixRow(const float *near, const float *far, float f, float *out, const PlaneAxes<float> &axes,
                    int32_t) {
   const float g = 1.0f - f;
-  forLaneGroups(0, axes.x.runs.count(), [&]<int N>(LaneCount<N>, int64_t i) {
+  forLaneGroups(0, axes.x.runs.count(), [=]<int N>(LaneCount<N>, int64_t i) {
     storeRow(Float<N>(g) * Float<N>::load(near + i) + Float<N>(f) * Float<N>::load(far + i), out + i);
   });
 }

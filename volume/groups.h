@@ -12,9 +12,10 @@ struct LaneCount {
   static constexpr int lanes = N;
 };
 
-// body(LaneCount<N>, i) for the groups that cover `begin` to `end` - 1.
+// body(LaneCount<N>, i) for the groups that cover `begin` to `end` - 1. The body should capture by value what it uses in every
+// group: a store of lanes may be to anywhere, so that what it captures by reference is read again after each.
 template <class Body>
-void forLaneGroups(int32_t begin, int32_t end, const Body &body) {
+inline __attribute__((always_inline)) void forLaneGroups(int32_t begin, int32_t end, const Body body) {
   int64_t i = begin;
   for (; i + kWidestGroup <= end; i += kWidestGroup) body(LaneCount<kWidestGroup>(), i);
   if constexpr (kWidestGroup > 4) {
