@@ -423,6 +423,99 @@ enum {
   vekrInterCubicMitchell = 7    /* B = 1/2, C = 3/10 */
 };
 
+/* How remap and affine warp sample. A coordinate is sampled if it lies in the closed box from the region's first voxel to
+ * its last one; otherwise the destination voxel keeps what it held. Coordinates that are not numbers are outside the
+ * contract; their voxels are left alone.
+ *   nearest   each coordinate is rounded, ties to even.
+ *   linear    along x, then y, then z, each as a * (1 - t) + b * t in float. 8u and 16u round to nearest, ties to even.
+ *   cubic     weights from a table of the kernel function at distances of 1/100, interpolated linearly; sums in float.
+ *             Where all taps of a voxel are neighbours of each other in the volume (the interior), 8u and 16u round to
+ *             nearest, ties to even, and 32f keeps the sum. At a border, that is where the truncated coordinate of an axis
+ *             is 0, or the region's last or last but one, taps are clamped to the volume's first voxel and the region's
+ *             last one, and 8u and 16u add 0.5000001 and truncate; of 32f, see the function. Results of 8u and 16u are
+ *             clamped to their range; those of 32f may leave the source's.
+ * A source with a side below 4 voxels turns cubic into linear, one with a side below 2 everything into nearest. A plane
+ * under a cubic code may have up to 2^31 - 1 voxels, steps included. */
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Remap: a volume looked up at coordinates given voxel by voxel
+ * --------------------------------------------------------------------------------------------------------- */
+
+/* Fills the destination: voxel (i, j, k) is the source sampled at the coordinates that the three maps hold at column i of
+ * row j of plane k.
+ *   pSrc            source planes
+ *   srcSize         voxels of the source
+ *   srcStep         bytes from row to row of a source plane
+ *   srcBox          region of the source that may be sampled; it is not the origin of the coordinates
+ *   pXMap, pYMap, pZMap   planes of source coordinates in voxels, as many as the destination has
+ *   mapStep         bytes from row to row of all three maps
+ *   pDst            destination planes
+ *   dstStep         bytes from row to row of a destination plane
+ *   dstSize         voxels of the destination and of each map
+ *   interpolation   vekrInterNearest and so on
+ * A cubic border voxel of 32f is truncated toward zero to a whole number; where the sum is beyond a signed 32-bit integer
+ * it is undefined.
+ * Errors: vekErrNullPtr (pSrc, pDst, pXMap, pYMap, pZMap), vekErrSize (a size below 1 or a box origin below 0),
+ * vekErrInterpolation, vekWarnNoOverlap.
+ * Threads: destinations of at least 16 voxels a side are divided by planes among as many as the companion library allows;
+ * the result doesn't depend on it. */
+VEKR_API VekStatus vekrRemap_8u_C1PV(const uint8_t *const *pSrc, VekrVolumeSize srcSize, int32_t srcStep,
+                                     VekrVolumeBox srcBox, const float *const *pXMap,
+                                     const float *const *pYMap, const float *const *pZMap, int32_t mapStep,
+                                     uint8_t *const *pDst, int32_t dstStep, VekrVolumeSize dstSize,
+                                     int32_t interpolation);
+VEKR_API VekStatus vekrRemap_16u_C1PV(const uint16_t *const *pSrc, VekrVolumeSize srcSize, int32_t srcStep,
+                                      VekrVolumeBox srcBox, const float *const *pXMap,
+                                      const float *const *pYMap, const float *const *pZMap, int32_t mapStep,
+                                      uint16_t *const *pDst, int32_t dstStep, VekrVolumeSize dstSize,
+                                      int32_t interpolation);
+VEKR_API VekStatus vekrRemap_32f_C1PV(const float *const *pSrc, VekrVolumeSize srcSize, int32_t srcStep,
+                                      VekrVolumeBox srcBox, const float *const *pXMap,
+                                      const float *const *pYMap, const float *const *pZMap, int32_t mapStep,
+                                      float *const *pDst, int32_t dstStep, VekrVolumeSize dstSize,
+                                      int32_t interpolation);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Affine warp: a volume seen through a matrix
+ * --------------------------------------------------------------------------------------------------------- */
+
+/* Fills a box of the destination with the source under an affine transform. The transform is inverted once; source
+ * coordinates are then running sums in double: along a row, from row to row, from plane to plane.
+ *   pSrc, srcSize, srcStep, srcBox   the source, as in remap
+ *   pDst            destination planes, addressed by the absolute z, y and x of dstBox
+ *   dstStep         bytes from row to row of a destination plane
+ *   dstBox          voxels to compute; not cut: the destination must hold them all
+ *   pCoeffs         12 doubles, three rows of four, source to destination: xd = c[0] xs + c[1] ys + c[2] zs + c[3],
+ *                   and so yd, zd. Not tested for null
+ *   interpolation   vekrInterNearest and so on
+ * A cubic border voxel of 32f keeps its fraction.
+ * Errors: vekErrNullPtr (pSrc, pDst), vekErrSize (srcSize, srcBox, dstBox), vekErrCoeff (all three diagonal entries within
+ * 1e-100 of 0, also if the matrix could be inverted; or rows 1 and 2 dependent), vekErrInterpolation, vekWarnNoOverlap,
+ * vekErrCoeff (a determinant within 1e-10 of 0, whatever the matrix's scale).
+ * Threads: boxes of at least 16 voxels a side are divided by planes among as many as the companion library allows. Each
+ * thread starts its running sums by multiplication, so that the last bits of a coordinate, and with them a decision at a
+ * region's bound or a tie, may depend on the number of threads. */
+VEKR_API VekStatus vekrWarpAffine_8u_C1PV(const uint8_t *const *pSrc, VekrVolumeSize srcSize, int32_t srcStep,
+                                          VekrVolumeBox srcBox, uint8_t *const *pDst, int32_t dstStep,
+                                          VekrVolumeBox dstBox, const double *pCoeffs, int32_t interpolation);
+VEKR_API VekStatus vekrWarpAffine_16u_C1PV(const uint16_t *const *pSrc, VekrVolumeSize srcSize,
+                                           int32_t srcStep, VekrVolumeBox srcBox, uint16_t *const *pDst,
+                                           int32_t dstStep, VekrVolumeBox dstBox, const double *pCoeffs,
+                                           int32_t interpolation);
+VEKR_API VekStatus vekrWarpAffine_32f_C1PV(const float *const *pSrc, VekrVolumeSize srcSize, int32_t srcStep,
+                                           VekrVolumeBox srcBox, float *const *pDst, int32_t dstStep,
+                                           VekrVolumeBox dstBox, const double *pCoeffs,
+                                           int32_t interpolation);
+
+/* Stores the size in bytes of the work buffer that a warp needs: 0, for it takes none.
+ *   srcBox, dstBox, interpolation   as for the warp
+ *   nChannel   1
+ *   pSize      out; written on success only
+ * Errors: vekErrNullPtr (pSize), vekErrSize (a box's origin below 0 or size below 1), vekErrChannel,
+ * vekErrInterpolation. */
+VEKR_API VekStatus vekrWarpAffineGetBufSize(VekrVolumeBox srcBox, VekrVolumeBox dstBox, int32_t nChannel,
+                                            int32_t interpolation, int32_t *pSize);
+
 /* ------------------------------------------------------------------------------------------------------------
  * Volumes: resize
  *

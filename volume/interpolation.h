@@ -15,9 +15,7 @@ constexpr bool isInterpolation(int32_t code) {
          (code >= vekrInterCubicLagrange && code <= vekrInterCubicMitchell);
 }
 
-constexpr bool isCubic(int32_t code) {
-  return code >= vekrInterCubicLagrange;
-}
+constexpr bool isCubic(int32_t code) { return code >= vekrInterCubicLagrange; }
 
 constexpr bool hasSideBelow(VekrVolumeSize size, int32_t least) {
   return size.width < least || size.height < least || size.depth < least;

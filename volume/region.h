@@ -15,9 +15,7 @@ struct RegionBox {
   int32_t x1, y1, z1;
 };
 
-constexpr bool isEmpty(VekrVolumeSize size) {
-  return size.width < 1 || size.height < 1 || size.depth < 1;
-}
+constexpr bool isEmpty(VekrVolumeSize size) { return size.width < 1 || size.height < 1 || size.depth < 1; }
 
 // Whether a box can't be one: an origin below 0 or a size below 1.
 constexpr bool isUnfit(VekrVolumeBox box) {

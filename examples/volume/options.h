@@ -1,0 +1,58 @@
+// Arguments that subcommands share.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "volume.h"
+
+namespace vekr_example {
+
+// IN OUT, --preview, --threads.
+struct FileOptions {
+  std::string in, out, preview;
+  int32_t threads = 0;
+  void addTo(CLI::App &command);
+  // Reads IN, after a look at OUT, so that nothing is computed in vain.
+  Volume read() const;
+  // Writes OUT and the preview.
+  void write(const Volume &before, const Volume &after) const;
+};
+
+// --interpolation.
+struct InterpolationOption {
+  int32_t code = vekrInterLinear;
+  void addTo(CLI::App &command);
+  const char *name() const;
+};
+
+// --region: the part of the source that may be sampled; all of it by default.
+struct RegionOption {
+  std::vector<int32_t> numbers;
+  void addTo(CLI::App &command);
+  VekrVolumeBox boxOf(const Volume &volume) const;
+};
+
+// Throws what a status other than vekOk says.
+void check(VekStatus status);
+
+// Adds up the time that the library takes.
+class Stopwatch {
+ public:
+  template <class Call>
+  VekStatus time(const Call &call) {
+    const auto start = std::chrono::steady_clock::now();
+    const VekStatus status = call();
+    seconds_ += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return status;
+  }
+  // Tells on stdout what was made, and how fast.
+  void report(const Volume &made, const std::string &how) const;
+
+ private:
+  double seconds_ = 0;
+};
+
+}  // namespace vekr_example

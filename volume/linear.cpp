@@ -1,0 +1,153 @@
+// Trilinear interpolation over cells of 2x2x2 voxels, a group of destination voxels at a time.
+#include "volume/gather.h"
+#include "volume/sampling.h"
+
+namespace vekr::VEKR_ISA {
+
+namespace {
+
+// The four rows of a cell, in the order (y, z), (y + 1, z), (y, z + 1), (y + 1, z + 1).
+constexpr int kCellRows = 4;
+
+struct Cells {
+  Float<kGroup> left[kCellRows], right[kCellRows];
+};
+
+// a (1 - t) + b t, as two products and a sum: at t = 1 a value that isn't finite in `a` still shows.
+template <int N>
+Float<N> lerp(Float<N> a, Float<N> b, Float<N> t) {
+  return a * (Float<N>(1.0f) - t) + b * t;
+}
+
+// The cells' voxels, read one by one. The cell before voxel 0 of an axis, which a region of one voxel there asks for with
+// a weight of 0, counts as 0 and isn't read: there may be nothing in front of a volume.
+template <class Voxel>
+Cells readCells(const SampledVolume &source, const int32_t *x, const int32_t *y, const int32_t *z) {
+  const auto planes = static_cast<const Voxel *const *>(source.planes);
+  float left[kCellRows][kGroup], right[kCellRows][kGroup];
+  for (int v = 0; v < kGroup; ++v) {
+    for (int r = 0; r < kCellRows; ++r) {
+      const int64_t column = x[v];
+      const int64_t line = static_cast<int64_t>(y[v]) + (r & 1);
+      const int64_t plane = static_cast<int64_t>(z[v]) + (r >> 1);
+      const bool there = line >= 0 && plane >= 0;
+      const Voxel *const row = there ? planes[plane] + line * source.step : nullptr;
+      left[r][v] = there && column >= 0 ? static_cast<float>(loadAs<Voxel>(row + column)) : 0.0f;
+      right[r][v] = there ? static_cast<float>(loadAs<Voxel>(row + (column + 1))) : 0.0f;
+    }
+  }
+  Cells cells;
+  for (int r = 0; r < kCellRows; ++r) {
+    cells.left[r] = Float<kGroup>::load(left[r]);
+    cells.right[r] = Float<kGroup>::load(right[r]);
+  }
+  return cells;
+}
+
+#ifdef __AVX2__
+
+// Whether the gathers below stay inside the volume for every cell of the region. 8u cells are cut out of words of four
+// voxels, whose last one is at most the region's last.
+constexpr int32_t kWord = 4;
+template <class Voxel>
+bool canGather(const RegionBox &region) {
+  return region.x1 >= (sizeof(Voxel) == 1 ? kWord - 1 : 1) && region.y1 >= 1 && region.z1 >= 1;
+}
+
+// Two neighbours of each of eight rows.
+template <class Voxel>
+void gatherNeighbours(Wide row, Int<8> shift, Float<8> &left, Float<8> &right) {
+  if constexpr (sizeof(Voxel) == 4) {
+    const __m256 low = gatherPairs(row.low);
+    const __m256 high = gatherPairs(row.high);
+    // Within each half of the registers: 0 1 4 5 | 2 3 6 7, put in order by 64-bit pieces.
+    const __m256 lefts = _mm256_shuffle_ps(low, high, 0x88), rights = _mm256_shuffle_ps(low, high, 0xDD);
+    left = _mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(lefts), 0xD8));
+    right = _mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(rights), 0xD8));
+  } else {
+    const Int<8> word = gatherWords(row);
+    if constexpr (sizeof(Voxel) == 2) {
+      left = toFloat(word & Int<8>(0xFFFF));
+      right = toFloat(Int<8>(_mm256_srli_epi32(word.v, 16)));
+    } else {
+      const Int<8> pair = _mm256_srlv_epi32(word.v, shift.v);
+      left = toFloat(pair & Int<8>(0xFF));
+      right = toFloat(Int<8>(_mm256_srli_epi32(pair.v, 8)) & Int<8>(0xFF));
+    }
+  }
+}
+
+template <class Voxel>
+Cells gatherCells(const SampledVolume &source, Int<8> x, Int<8> y, Int<8> z) {
+  constexpr int kShift = sizeof(Voxel) == 4 ? 2 : sizeof(Voxel) == 2 ? 1 : 0;
+  Int<8> column = x, shift(0);
+  if constexpr (sizeof(Voxel) == 1) {
+    column = _mm256_min_epi32(x.v, _mm256_set1_epi32(source.region.x1 - (kWord - 1)));
+    shift = _mm256_slli_epi32((x - column).v, 3);
+  }
+  const __m256i step = _mm256_set1_epi64x(source.step);
+  const Wide offset = mulLow(widened(y), step) + widened(column);
+  const Wide bytes = {_mm256_slli_epi64(offset.low, kShift), _mm256_slli_epi64(offset.high, kShift)};
+  const __m256i rowBytes = _mm256_slli_epi64(step, kShift);
+  const Wide below = {rowBytes, rowBytes};
+  const Wide near = gatherPointers(source.planes, z) + bytes;
+  const Wide far = gatherPointers(source.planes, z + Int<8>(1)) + bytes;
+  Cells cells;
+  gatherNeighbours<Voxel>(near, shift, cells.left[0], cells.right[0]);
+  gatherNeighbours<Voxel>(near + below, shift, cells.left[1], cells.right[1]);
+  gatherNeighbours<Voxel>(far, shift, cells.left[2], cells.right[2]);
+  gatherNeighbours<Voxel>(far + below, shift, cells.left[3], cells.right[3]);
+  return cells;
+}
+
+#endif
+
+void storeSum(Float<kGroup> sum, float *voxels) { sum.store(voxels); }
+template <class Voxel>
+void storeSum(Float<kGroup> sum, Voxel *voxels) {
+  storeLow(rounded(sum), voxels);
+}
+
+}  // namespace
+
+template <class Voxel>
+void sampleLinear(const SampledVolume &source, const Chunk &chunk, unsigned char *row) {
+  const RegionBox &region = source.region;
+  const int32_t last[3] = {region.x1, region.y1, region.z1};
+#ifdef __AVX2__
+  const bool gather = canGather<Voxel>(region);
+#endif
+  Voxel voxels[kChunk];
+  for (int v = 0; v < chunk.count; v += kGroup) {
+    // A coordinate on the region's last voxel is the end of the cell before it.
+    Int<kGroup> index[3];
+    Float<kGroup> t[3];
+    for (int axis = 0; axis < 3; ++axis) {
+      const Int<kGroup> i = Int<kGroup>::load(chunk.index[axis] + v);
+      index[axis] = select(i == Int<kGroup>(last[axis]), i - Int<kGroup>(1), i);
+      t[axis] = Float<kGroup>::load(chunk.at[axis] + v) - toFloat(index[axis]);
+    }
+    Cells cells;
+#ifdef __AVX2__
+    if (gather) {
+      cells = gatherCells<Voxel>(source, index[0], index[1], index[2]);
+    } else
+#endif
+    {
+      int32_t lanes[3][kGroup];
+      for (int axis = 0; axis < 3; ++axis) index[axis].store(lanes[axis]);
+      cells = readCells<Voxel>(source, lanes[0], lanes[1], lanes[2]);
+    }
+    Float<kGroup> rows[kCellRows];
+    for (int r = 0; r < kCellRows; ++r) rows[r] = lerp(cells.left[r], cells.right[r], t[0]);
+    const Float<kGroup> near = lerp(rows[0], rows[1], t[1]), far = lerp(rows[2], rows[3], t[1]);
+    storeSum(lerp(near, far, t[2]), voxels + v);
+  }
+  storeInside(chunk, voxels, row);
+}
+
+template Sampler sampleLinear<uint8_t>;
+template Sampler sampleLinear<uint16_t>;
+template Sampler sampleLinear<float>;
+
+}  // namespace vekr::VEKR_ISA
