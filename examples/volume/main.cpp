@@ -11,6 +11,7 @@ int main(int argc, char **argv) {
   app.require_subcommand(1);
   vekr_example::addWarpCommand(app);
   vekr_example::addRemapCommand(app);
+  vekr_example::addResizeCommand(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &e) {
