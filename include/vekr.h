@@ -706,6 +706,84 @@ VEKR_API VekStatus vekrFilterGetBufSize(VekrVolumeSize dstSize, VekrVolumeSize k
 VEKR_API VekStatus vekrFilter_16s_C1PV(const int16_t *const *pSrc, int32_t srcStep, int16_t *const *pDst,
                                        int32_t dstStep, VekrVolumeSize dstSize, const int32_t *pKernel,
                                        VekrVolumeSize kernelSize, VekrVolumePoint anchor, int32_t divisor,
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Volumes: resize
+ *
+ * Scales a box of a source by three factors, each axis by itself, into a box of a destination: along x, then y, then z.
+ * Destination voxel d of an axis lies at source coordinate ((d + 0.5) / factor - 0.5) - shift / factor: centres map to
+ * centres. At the ends of the source the first or last voxel stands in for taps that would lie outside. Sources should have
+ * at least 4 voxels along each axis for the cubic codes and 2 for vekrInterLinear; with fewer, no other code is taken instead,
+ * and nothing outside the source is read.
+ *
+ * Arguments of all six functions, with T of unsigned 8-bit, unsigned 16-bit or float:
+ *   pSrc, srcSize    the whole source; neighbours are read from all of it
+ *   srcStep          bytes from row to row; all steps count whole voxels, what remains is dropped by an arithmetic shift
+ *   srcPlaneStep     block form: bytes from plane to plane. Source steps may be negative in both forms of argument
+ *   srcBox           doesn't restrict what is read: its image is what may be written. Cut to the source
+ *   pDst             the destination; it has no size but dstBox, and only voxels of dstBox whose centres lie in the image
+ *                    of srcBox are written
+ *   dstStep          bytes from row to row, dstPlaneStep: from plane to plane (block form)
+ *   xFactor ...      destination voxels for each source voxel, above 0: above 1 enlarges
+ *   xShift ...       destination voxels by which the image is moved
+ *   interpolation    one of the codes above
+ *   pBuffer          work memory of vekrResizeGetBufSize bytes, at any address; its contents mean nothing before or after
+ *
+ * With vekrInterNearest voxels are copied. With vekrInterLinear integer voxels are mixed with weights of 14 bits. With the
+ * cubic codes sums are in float, the weights aren't normalised, and integer voxels are truncated, except those within the
+ * reach of the source's first and last columns and rows, which are rounded; both are cut to the type's range. A float isn't
+ * cut and may overshoot. A negative srcStep gives the same voxels as the equal volume with a positive one, except under the
+ * cubic codes in the rows whose centres lie at or beyond that of the last source row.
+ *
+ * Errors, in this order: vekErrNullPtr (pSrc, pDst, pBuffer; entries of a list aren't tested); vekErrSize (a size below 1, a
+ * box with an origin below 0 or a size below 1); vekErrResizeFactor (a factor of 0 or below; a NaN passes);
+ * vekErrInterpolation; vekWarnNoOverlap (srcBox begins outside the source); vekWarnNoVoxels (no voxel to write). In all of
+ * them the destination is as it was.
+ *
+ * Threads: calls on separate destinations and buffers may run side by side. vekrResize_32f_C1V alone forks: it shares the
+ * planes among ownGetNumThreads() OpenMP threads where the region to write has at least 16 voxels along each axis. The
+ * result doesn't depend on their number.
+ * --------------------------------------------------------------------------------------------------------- */
+
+/* Size of the work buffer in bytes, for all six functions. It is computed in 32 bits, and is proportional to
+ * ownGetNumThreads(), which shouldn't grow before the buffer is used.
+ *   srcBox, dstBox   as in the call; nChannel: 1; interpolation: as in the call
+ *   pSize            out, not written on an error
+ * Errors: vekErrNullPtr (pSize); vekErrSize (a box with an origin below 0 or a size below 1); vekErrChannel (nChannel isn't
+ * 1); vekErrInterpolation. */
+VEKR_API VekStatus vekrResizeGetBufSize(VekrVolumeBox srcBox, VekrVolumeBox dstBox, int32_t nChannel,
+                                        int32_t interpolation, int32_t *pSize);
+
+VEKR_API VekStatus vekrResize_8u_C1V(const uint8_t *pSrc, VekrVolumeSize srcSize, int32_t srcStep,
+                                     int32_t srcPlaneStep, VekrVolumeBox srcBox, uint8_t *pDst,
+                                     int32_t dstStep, int32_t dstPlaneStep, VekrVolumeBox dstBox,
+                                     double xFactor, double yFactor, double zFactor, double xShift,
+                                     double yShift, double zShift, int32_t interpolation, uint8_t *pBuffer);
+VEKR_API VekStatus vekrResize_16u_C1V(const uint16_t *pSrc, VekrVolumeSize srcSize, int32_t srcStep,
+                                      int32_t srcPlaneStep, VekrVolumeBox srcBox, uint16_t *pDst,
+                                      int32_t dstStep, int32_t dstPlaneStep, VekrVolumeBox dstBox,
+                                      double xFactor, double yFactor, double zFactor, double xShift,
+                                      double yShift, double zShift, int32_t interpolation, uint8_t *pBuffer);
+VEKR_API VekStatus vekrResize_32f_C1V(const float *pSrc, VekrVolumeSize srcSize, int32_t srcStep,
+                                      int32_t srcPlaneStep, VekrVolumeBox srcBox, float *pDst,
+                                      int32_t dstStep, int32_t dstPlaneStep, VekrVolumeBox dstBox,
+                                      double xFactor, double yFactor, double zFactor, double xShift,
+                                      double yShift, double zShift, int32_t interpolation, uint8_t *pBuffer);
+
+VEKR_API VekStatus vekrResize_8u_C1PV(const uint8_t *const *pSrc, VekrVolumeSize srcSize, int32_t srcStep,
+                                      VekrVolumeBox srcBox, uint8_t *const *pDst, int32_t dstStep,
+                                      VekrVolumeBox dstBox, double xFactor, double yFactor, double zFactor,
+                                      double xShift, double yShift, double zShift, int32_t interpolation,
+                                      uint8_t *pBuffer);
+VEKR_API VekStatus vekrResize_16u_C1PV(const uint16_t *const *pSrc, VekrVolumeSize srcSize, int32_t srcStep,
+                                       VekrVolumeBox srcBox, uint16_t *const *pDst, int32_t dstStep,
+                                       VekrVolumeBox dstBox, double xFactor, double yFactor, double zFactor,
+                                       double xShift, double yShift, double zShift, int32_t interpolation,
+                                       uint8_t *pBuffer);
+VEKR_API VekStatus vekrResize_32f_C1PV(const float *const *pSrc, VekrVolumeSize srcSize, int32_t srcStep,
+                                       VekrVolumeBox srcBox, float *const *pDst, int32_t dstStep,
+                                       VekrVolumeBox dstBox, double xFactor, double yFactor, double zFactor,
+                                       double xShift, double yShift, double zShift, int32_t interpolation,
                                        uint8_t *pBuffer);
 
 #ifdef __cplusplus

@@ -9,5 +9,6 @@ namespace vekr_example {
 void addWarpCommand(CLI::App &app);
 void addRemapCommand(CLI::App &app);
 void addFilterCommand(CLI::App &app);
+void addResizeCommand(CLI::App &app);
 
 }  // namespace vekr_example

@@ -12,6 +12,7 @@ int main(int argc, char **argv) {
   vekr_example::addWarpCommand(app);
   vekr_example::addRemapCommand(app);
   vekr_example::addFilterCommand(app);
+  vekr_example::addResizeCommand(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &e) {
