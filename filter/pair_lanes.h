@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "frame/simd.h"
+#include "frame/simd_int.h"
 #include "volume/convert.h"
 
 namespace vekr::VEKR_ISA {

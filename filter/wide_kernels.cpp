@@ -2,7 +2,7 @@
 
 #include "filter/pair_tile.h"
 #include "filter/wide_sums.h"
-#include "frame/simd.h"
+#include "frame/simd_int.h"
 #include "volume/convert.h"
 
 namespace vekr::VEKR_ISA {

@@ -10,7 +10,7 @@
 #include <cstring>
 
 #include "filter/window.h"
-#include "frame/simd.h"
+#include "frame/simd_int.h"
 
 namespace vekr::VEKR_ISA {
 

@@ -73,6 +73,8 @@ inline Mask<1> isNegative(Int<1> a) { return {a.v < 0}; }
 inline int bits(Mask<1> m) { return m.v ? 1 : 0; }
 inline Float<1> select(Mask<1> m, Float<1> yes, Float<1> no) { return m.v ? yes : no; }
 inline Int<1> select(Mask<1> m, Int<1> yes, Int<1> no) { return m.v ? yes : no; }
+// The second operand where either is a NaN, and where both are zero; so at every lane count.
+inline Float<1> minOf(Float<1> a, Float<1> b) { return a.v < b.v ? a : b; }
 inline Float<1> maxOf(Float<1> a, Float<1> b) { return a.v > b.v ? a : b; }
 inline Float<1> approxReciprocalSqrt(Float<1> a) { return _mm_cvtss_f32(_mm_rsqrt_ss(_mm_set_ss(a.v))); }
 inline Float<1> sqrtOf(Float<1> a) { return __builtin_sqrtf(a.v); }
@@ -133,7 +135,6 @@ inline Float<4> negatedWhere(Mask<4> m, Float<4> a) {
 
 inline Float<4> minOf(Float<4> a, Float<4> b) { return _mm_min_ps(a.v, b.v); }
 inline Float<4> approxReciprocal(Float<4> a) { return _mm_rcp_ps(a.v); }
-inline Mask<4> equal(Int<4> a, Int<4> b) { return {_mm_castsi128_ps(_mm_cmpeq_epi32(a.v, b.v))}; }
 inline bool anyOf(Mask<4> m) { return _mm_movemask_ps(m.v) != 0; }
 // Lane k is on where bit k is set.
 inline Mask<4> maskOfBits(unsigned bitsOfLanes) {
@@ -198,7 +199,6 @@ inline Float<8> negatedWhere(Mask<8> m, Float<8> a) {
 }
 inline Float<8> minOf(Float<8> a, Float<8> b) { return _mm256_min_ps(a.v, b.v); }
 inline Float<8> approxReciprocal(Float<8> a) { return _mm256_rcp_ps(a.v); }
-inline Mask<8> equal(Int<8> a, Int<8> b) { return {_mm256_castsi256_ps(_mm256_cmpeq_epi32(a.v, b.v))}; }
 inline bool anyOf(Mask<8> m) { return _mm256_movemask_ps(m.v) != 0; }
 
 inline Float<8> rowsOf(Float<4> a, Float<4> b) { return _mm256_set_m128(b.v, a.v); }
@@ -243,7 +243,6 @@ inline Mask<8> operator&(Mask<8> x, Mask<8> y) { return {x.a & y.a, x.b & y.b}; 
 inline Mask<8> operator|(Mask<8> x, Mask<8> y) { return {x.a | y.a, x.b | y.b}; }
 inline Mask<8> operator!(Mask<8> x) { return {!x.a, !x.b}; }
 inline Mask<8> isNegative(Int<8> x) { return {isNegative(x.a), isNegative(x.b)}; }
-inline Mask<8> equal(Int<8> x, Int<8> y) { return {equal(x.a, y.a), equal(x.b, y.b)}; }
 inline int bits(Mask<8> m) { return bits(m.a) | (bits(m.b) << 4); }
 inline bool anyOf(Mask<8> m) { return anyOf(m.a | m.b); }
 inline Float<8> select(Mask<8> m, Float<8> yes, Float<8> no) {
@@ -365,83 +364,5 @@ template <int N>
 Vec3<N> kept(Mask<N> m, Vec3<N> a) {
   return {kept(m, a.x), kept(m, a.y), kept(m, a.z)};
 }
-
-// ---------------------------------------------------------------- integer lanes, and conversions between the two
-
-inline Int<1> operator+(Int<1> a, Int<1> b) {
-  return static_cast<int32_t>(static_cast<uint32_t>(a.v) + static_cast<uint32_t>(b.v));
-}
-inline Int<4> operator+(Int<4> a, Int<4> b) { return _mm_add_epi32(a.v, b.v); }
-inline Int<1> operator-(Int<1> a, Int<1> b) {
-  return static_cast<int32_t>(static_cast<uint32_t>(a.v) - static_cast<uint32_t>(b.v));
-}
-inline Int<4> operator-(Int<4> a, Int<4> b) { return _mm_sub_epi32(a.v, b.v); }
-inline Int<1> operator&(Int<1> a, Int<1> b) { return a.v & b.v; }
-inline Int<4> operator&(Int<4> a, Int<4> b) { return _mm_and_si128(a.v, b.v); }
-inline Mask<1> operator==(Int<1> a, Int<1> b) { return {a.v == b.v}; }
-inline Mask<4> operator==(Int<4> a, Int<4> b) { return {_mm_castsi128_ps(_mm_cmpeq_epi32(a.v, b.v))}; }
-inline Mask<1> operator<(Int<1> a, Int<1> b) { return {a.v < b.v}; }
-inline Mask<4> operator<(Int<4> a, Int<4> b) { return {_mm_castsi128_ps(_mm_cmplt_epi32(a.v, b.v))}; }
-
-inline Float<1> toFloat(Int<1> a) { return static_cast<float>(a.v); }
-inline Float<4> toFloat(Int<4> a) { return _mm_cvtepi32_ps(a.v); }
-// Toward zero, and to nearest with ties to even; INT32_MIN for what doesn't fit.
-inline Int<1> truncated(Float<1> a) { return _mm_cvttss_si32(_mm_set_ss(a.v)); }
-inline Int<4> truncated(Float<4> a) { return _mm_cvttps_epi32(a.v); }
-inline Int<1> rounded(Float<1> a) { return _mm_cvtss_si32(_mm_set_ss(a.v)); }
-inline Int<4> rounded(Float<4> a) { return _mm_cvtps_epi32(a.v); }
-// The second operand where either is a NaN, and where both are zero.
-inline Float<1> minOf(Float<1> a, Float<1> b) { return a.v < b.v ? a : b; }
-inline Float<4> minOf(Float<4> a, Float<4> b) { return _mm_min_ps(a.v, b.v); }
-
-#ifdef __AVX2__
-inline Int<8> operator+(Int<8> a, Int<8> b) { return _mm256_add_epi32(a.v, b.v); }
-inline Int<8> operator-(Int<8> a, Int<8> b) { return _mm256_sub_epi32(a.v, b.v); }
-inline Int<8> operator&(Int<8> a, Int<8> b) { return _mm256_and_si256(a.v, b.v); }
-inline Mask<8> operator==(Int<8> a, Int<8> b) { return {_mm256_castsi256_ps(_mm256_cmpeq_epi32(a.v, b.v))}; }
-inline Mask<8> operator<(Int<8> a, Int<8> b) { return {_mm256_castsi256_ps(_mm256_cmpgt_epi32(b.v, a.v))}; }
-inline Float<8> toFloat(Int<8> a) { return _mm256_cvtepi32_ps(a.v); }
-inline Int<8> truncated(Float<8> a) { return _mm256_cvttps_epi32(a.v); }
-inline Int<8> rounded(Float<8> a) { return _mm256_cvtps_epi32(a.v); }
-inline Float<8> minOf(Float<8> a, Float<8> b) { return _mm256_min_ps(a.v, b.v); }
-#endif
-
-// ---------------------------------------------------------------- integer products and shifts
-
-// The low 32 bits of the products.
-inline Int<1> operator*(Int<1> a, Int<1> b) {
-  return static_cast<int32_t>(static_cast<uint32_t>(a.v) * static_cast<uint32_t>(b.v));
-}
-inline Int<4> operator*(Int<4> a, Int<4> b) { return _mm_mullo_epi32(a.v, b.v); }
-
-template <int count>
-Int<1> shiftedLeft(Int<1> a) {
-  return static_cast<int32_t>(static_cast<uint32_t>(a.v) << count);
-}
-template <int count>
-Int<4> shiftedLeft(Int<4> a) {
-  return _mm_slli_epi32(a.v, count);
-}
-// Arithmetic.
-template <int count>
-Int<1> shiftedRight(Int<1> a) {
-  return a.v >> count;
-}
-template <int count>
-Int<4> shiftedRight(Int<4> a) {
-  return _mm_srai_epi32(a.v, count);
-}
-
-#ifdef __AVX2__
-inline Int<8> operator*(Int<8> a, Int<8> b) { return _mm256_mullo_epi32(a.v, b.v); }
-template <int count>
-Int<8> shiftedLeft(Int<8> a) {
-  return _mm256_slli_epi32(a.v, count);
-}
-template <int count>
-Int<8> shiftedRight(Int<8> a) {
-  return _mm256_srai_epi32(a.v, count);
-}
-#endif
 
 }  // namespace vekr::VEKR_ISA

@@ -2,7 +2,7 @@
 // frame/simd.h. Groups of four and of eight only.
 #pragma once
 
-#include "frame/simd.h"
+#include "frame/simd_int.h"
 
 namespace vekr::VEKR_ISA {
 
@@ -50,8 +50,6 @@ inline Double<4> widened(Int<4> a) {
 
 // One more where the mask is on.
 inline Int<4> countedIn(Int<4> count, Mask<4> m) { return _mm_sub_epi32(count.v, _mm_castps_si128(m.v)); }
-inline Int<4> operator-(Int<4> a, Int<4> b) { return _mm_sub_epi32(a.v, b.v); }
-inline Int<4> operator+(Int<4> a, Int<4> b) { return _mm_add_epi32(a.v, b.v); }
 
 #ifdef __AVX2__
 
@@ -99,8 +97,6 @@ inline Double<8> widened(Int<8> a) {
 inline Int<8> countedIn(Int<8> count, Mask<8> m) {
   return _mm256_sub_epi32(count.v, _mm256_castps_si256(m.v));
 }
-inline Int<8> operator-(Int<8> a, Int<8> b) { return _mm256_sub_epi32(a.v, b.v); }
-inline Int<8> operator+(Int<8> a, Int<8> b) { return _mm256_add_epi32(a.v, b.v); }
 
 #endif
 

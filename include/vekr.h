@@ -706,6 +706,7 @@ VEKR_API VekStatus vekrFilterGetBufSize(VekrVolumeSize dstSize, VekrVolumeSize k
 VEKR_API VekStatus vekrFilter_16s_C1PV(const int16_t *const *pSrc, int32_t srcStep, int16_t *const *pDst,
                                        int32_t dstStep, VekrVolumeSize dstSize, const int32_t *pKernel,
                                        VekrVolumeSize kernelSize, VekrVolumePoint anchor, int32_t divisor,
+                                       uint8_t *pBuffer);
 
 /* ------------------------------------------------------------------------------------------------------------
  * Volumes: resize

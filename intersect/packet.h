@@ -6,7 +6,7 @@
 #include <initializer_list>
 #include <type_traits>
 
-#include "frame/simd.h"
+#include "frame/simd_int.h"
 #include "intersect/scene.h"
 
 namespace vekr::VEKR_ISA {
@@ -168,8 +168,9 @@ void clipToBox(const float *box, const PacketRay<N> &ray, PacketInterval<N> &int
 // once. resume(far) gives the lanes that are active in the next cell, when one has been left at `far` and others
 // are waiting; none ends the walk. Comparisons at the nodes carry no margin.
 template <int N, class Visit, class Resume>
-[[gnu::always_inline]] inline void walkTree(const VekrKDTreeNode *root, const PacketRay<N> &ray, int octant, Mask<N> active,
-              PacketInterval<N> interval, const Visit &visit, const Resume &resume) {
+[[gnu::always_inline]] inline void walkTree(const VekrKDTreeNode *root, const PacketRay<N> &ray, int octant,
+                                            Mask<N> active, PacketInterval<N> interval, const Visit &visit,
+                                            const Resume &resume) {
   struct Entry {
     const VekrKDTreeNode *node;
     Float<N> far;
@@ -247,7 +248,7 @@ class Mailbox {
 
   // Whether the triangle is among them; if not, it takes the place of the oldest.
   bool containsOrTakes(int32_t triangle) {
-    if (anyOf(equal(numbers_, Int<4>(triangle)))) return true;
+    if (anyOf((numbers_ == Int<4>(triangle)))) return true;
     alignas(16) int32_t slots[4];
     numbers_.store(slots);
     slots[counter_++ & 3] = triangle;

@@ -37,8 +37,8 @@ class HitMemory {
     for (Int<N> &slot : slots_) slot = Int<N>(-1);
   }
   Mask<N> contains(Int<N> triangle) const {
-    return (equal(slots_[0], triangle) | equal(slots_[1], triangle)) |
-           (equal(slots_[2], triangle) | equal(slots_[3], triangle));
+    return ((slots_[0] == triangle) | (slots_[1] == triangle)) |
+           ((slots_[2] == triangle) | (slots_[3] == triangle));
   }
   // Layers count from 1.
   void remember(Int<N> triangles, int32_t layer) { slots_[(layer - 1) & 3] = triangles; }
@@ -121,7 +121,8 @@ void traceLayers(const VekrIntersectScene &scene, PacketRay<N> &ray, int octant,
     const Float<N> fallback = N == 8 ? zero : loadRows<N>(rows.distance, rows.width);
     const Float<N> limit = select(alive, Float<N>(FLT_MAX), fallback);
     storeRows<N>(rows.distance, rows.width, limit);
-    if (layer >= depth) {  // a depth below 1, without presets: plane 1 is made to say that there is nothing more
+    if (layer >=
+        depth) {  // a depth below 1, without presets: plane 1 is made to say that there is nothing more
       storeWhere<N>(alive, rows.triangle, rows.width, Int<N>(-1));
       return;
     }

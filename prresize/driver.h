@@ -163,13 +163,19 @@ void resizeCubic(const Call &call) {
         intoSlice(call.source.plane(p), {out, work.sliceStep}, axes, band, work.rows);
       });
     };
-    for (int32_t k = 0; k < region.depth; ++k) {
-      // Along z a tap that is repeated keeps its own weight.
-      const CubicTaps taps = cubicTaps(z.runs, z.size, k, z.index[k]);
-      const float *const four[4] = {slice(taps.at[0]), slice(taps.at[1]), slice(taps.at[2]),
-                                    slice(taps.at[3])};
-      combine(call.plane(k), four, work.sliceStep, z.weight[k], axes, band);
-    }
+    const auto planes = [&](int32_t begin, int32_t end) {
+      for (int32_t k = begin; k < end; ++k) {
+        // Along z a tap that is repeated keeps its own weight.
+        const CubicTaps taps = cubicTaps(z.runs, z.size, k, z.index[k]);
+        const float *const four[4] = {slice(taps.at[0]), slice(taps.at[1]), slice(taps.at[2]),
+                                      slice(taps.at[3])};
+        combine(call.plane(k), four, work.sliceStep, z.weight[k], axes, band);
+      }
+    };
+    // The outer runs first: destinations whose planes share memory keep what the inside has written last.
+    planes(0, z.runs.lead());
+    planes(z.runs.tailBegin(), region.depth);
+    planes(z.runs.lead(), z.runs.tailBegin());
   });
 }
 

@@ -34,18 +34,31 @@ VekStatus resizeList(const Voxel *const *pSrc, VekrVolumeSize srcSize, int32_t s
   return vekOk;
 }
 
-// Each thread has a buffer of its own, of the size for one. The count that the size was asked with may have been another
-// one, but a team of a buffer's size doesn't outgrow it.
+// Each thread takes its part of the buffer, as large as the size query says at this moment. Where that is too little for
+// one thread, as the size has wrapped or the thread count has grown since the caller asked, one thread does it all.
 template <class Call>
-void forkPlanes(const Call &call, int32_t bytesOfThread) {
+void forkPlanes(const Call &call, VekrVolumeBox dstBox) {
   const VekrResizeParams &region = call.region;
-  forPlaneShares({region.width, region.height, region.depth}, [&](PlaneShare share, int32_t self, int32_t) {
-    Call part = call;
-    part.region.zBegin += share.first;
-    part.region.depth = share.count;
-    part.buffer += int64_t{bytesOfThread} * self;
-    ownrResize<float>(part);
-  });
+  int32_t size = 0;
+  forPlaneShares({region.width, region.height, region.depth},
+                 [&](PlaneShare share, int32_t self, int32_t team) {
+                   Call part = call;
+                   if (team > 1) {
+#pragma omp master
+                     size = wrappingMul(ownResizeBufferBytes(dstBox, call.interpolation), ownGetNumThreads());
+#pragma omp barrier
+                     if (fitsBuffer(region, call.interpolation, size / team)) {
+                       part.buffer += int64_t{size} * self / team;
+                     } else if (self == 0) {
+                       share = {0, region.depth};
+                     } else {
+                       return;
+                     }
+                   }
+                   part.region.zBegin += share.first;
+                   part.region.depth = share.count;
+                   ownrResize<float>(part);
+                 });
 }
 
 template <class Voxel>
@@ -66,13 +79,10 @@ VekStatus resizeBlock(const Voxel *pSrc, VekrVolumeSize srcSize, int32_t srcStep
       interpolation,
       pBuffer};
   if constexpr (voxelRow<Voxel>() == kRow32f) {
-    const int32_t bytes = ownResizeBufferBytes(dstBox, interpolation);
-    if (fitsBuffer(region, interpolation, bytes)) {
-      forkPlanes(call, bytes);
-      return vekOk;
-    }
+    forkPlanes(call, dstBox);
+  } else {
+    ownrResize<Voxel>(call);
   }
-  ownrResize<Voxel>(call);
   return vekOk;
 }
 

@@ -1,7 +1,7 @@
 // As many double lanes as the widest group of floats has, in two registers. For kernel files.
 #pragma once
 
-#include "frame/simd.h"
+#include "frame/simd_int.h"
 
 namespace vekr::VEKR_ISA {
 

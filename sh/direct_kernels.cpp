@@ -14,7 +14,7 @@ namespace vekr::VEKR_ISA {
 namespace {
 
 constexpr int kHalf = kGroup / 2;  // lanes that a register of doubles holds
-using Wide = Double<kHalf>;
+using Wide = WideLanes<kHalf>;
 
 constexpr float kBandZero = std::bit_cast<float>(0x3E906EBBu);  // 1 / sqrt(4 pi) in single
 

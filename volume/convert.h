@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "frame/simd.h"
+#include "frame/simd_int.h"
 #include "volume/voxel.h"
 
 namespace vekr::VEKR_ISA {

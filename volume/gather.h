@@ -2,7 +2,7 @@
 // register's former value. For kernel files.
 #pragma once
 
-#include "frame/simd.h"
+#include "frame/simd_int.h"
 
 #ifdef __AVX2__
 

@@ -51,7 +51,10 @@ Cells readCells(const SampledVolume &source, const int32_t *x, const int32_t *y,
 constexpr int32_t kWord = 4;
 template <class Voxel>
 bool canGather(const RegionBox &region) {
-  return region.x1 >= (sizeof(Voxel) == 1 ? kWord - 1 : 1) && region.y1 >= 1 && region.z1 >= 1;
+  // Up to here the region's bounds are exact as floats, and no cell lies beyond them.
+  constexpr int32_t kExactBounds = 1 << 24;
+  return region.x1 >= (sizeof(Voxel) == 1 ? kWord - 1 : 1) && region.x1 <= kExactBounds && region.y1 >= 1 &&
+         region.z1 >= 1;
 }
 
 // Two neighbours of each of eight rows.
@@ -102,6 +105,17 @@ Cells gatherCells(const SampledVolume &source, Int<8> x, Int<8> y, Int<8> z) {
 
 #endif
 
+// The lanes of the group from voxel v on that are to be sampled.
+unsigned lanesInside(const Chunk &chunk, int v) {
+  return static_cast<unsigned>(chunk.inside >> v) & static_cast<unsigned>(allLanes<kGroup>());
+}
+
+#ifdef __AVX2__
+Mask<8> laneMask(unsigned lanes) { return rowsOf(maskOfBits(lanes & 0xF), maskOfBits(lanes >> 4)); }
+#else
+Mask<4> laneMask(unsigned lanes) { return maskOfBits(lanes); }
+#endif
+
 void storeSum(Float<kGroup> sum, float *voxels) { sum.store(voxels); }
 template <class Voxel>
 void storeSum(Float<kGroup> sum, Voxel *voxels) {
@@ -119,11 +133,17 @@ void sampleLinear(const SampledVolume &source, const Chunk &chunk, unsigned char
 #endif
   Voxel voxels[kChunk];
   for (int v = 0; v < chunk.count; v += kGroup) {
-    // A coordinate on the region's last voxel is the end of the cell before it.
+    const unsigned lanes = lanesInside(chunk, v);
+    if (lanes == 0) continue;
+    const Mask<kGroup> inside = laneMask(lanes);
+    const int someLane = __builtin_ctz(lanes);
+    // A coordinate on the region's last voxel is the end of the cell before it. Lanes that are outside read the cell of one
+    // that isn't, so that no plane is touched that nobody asked for.
     Int<kGroup> index[3];
     Float<kGroup> t[3];
     for (int axis = 0; axis < 3; ++axis) {
-      const Int<kGroup> i = Int<kGroup>::load(chunk.index[axis] + v);
+      const Int<kGroup> i = select(inside, Int<kGroup>::load(chunk.index[axis] + v),
+                                   Int<kGroup>(chunk.index[axis][v + someLane]));
       index[axis] = select(i == Int<kGroup>(last[axis]), i - Int<kGroup>(1), i);
       t[axis] = Float<kGroup>::load(chunk.at[axis] + v) - toFloat(index[axis]);
     }
@@ -134,9 +154,9 @@ void sampleLinear(const SampledVolume &source, const Chunk &chunk, unsigned char
     } else
 #endif
     {
-      int32_t lanes[3][kGroup];
-      for (int axis = 0; axis < 3; ++axis) index[axis].store(lanes[axis]);
-      cells = readCells<Voxel>(source, lanes[0], lanes[1], lanes[2]);
+      int32_t corner[3][kGroup];
+      for (int axis = 0; axis < 3; ++axis) index[axis].store(corner[axis]);
+      cells = readCells<Voxel>(source, corner[0], corner[1], corner[2]);
     }
     Float<kGroup> rows[kCellRows];
     for (int r = 0; r < kCellRows; ++r) rows[r] = lerp(cells.left[r], cells.right[r], t[0]);

@@ -1,13 +1,14 @@
 // Sampling of a source volume at any coordinates: what remap and warp share. For kernel files.
 //
 // A destination row is walked in chunks. The family locates a chunk's voxels in the source, by its own arithmetic, and a
-// sampler reads the source there and writes those destination voxels that lie inside the region. Lanes of a chunk that are outside, or past the row's end, carry the index of the region's first voxel, so that
-// samplers may read for all lanes alike; what they compute there is never stored.
+// sampler reads the source there and writes those destination voxels that lie inside the region. Lanes of a chunk that
+// are outside, or past the row's end, carry the index of the region's first voxel; what is computed for them is never
+// stored.
 #pragma once
 
 #include <cstdint>
 
-#include "frame/simd.h"
+#include "frame/simd_int.h"
 #include "volume/convert.h"
 #include "volume/cubic_tables.h"
 #include "volume/region.h"
