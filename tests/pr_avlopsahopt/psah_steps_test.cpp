@@ -245,7 +245,7 @@ TEST(PatchCut, FullPoolsEndInAStatus) {
     EXPECT_EQ(localPatchCut(patch, {&parts[0], &bounds[0]}, {&parts[1], &bounds[1]}, 0, *build.state, 0.5f),
               vekErrTreeBuild);
   }
-  pool.cursor = pool.end - 25;
+  pool.cursor = pool.end - 28;
   EXPECT_EQ(localPatchCut(patch, {&parts[0], &bounds[0]}, {&parts[1], &bounds[1]}, 0, *build.state, 0.5f),
             vekOk);
 }
