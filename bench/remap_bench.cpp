@@ -45,8 +45,8 @@ const Maps &maps() {
 template <class Voxel>
 void remap(benchmark::State &state, int32_t code, int32_t threads) {
   vekSetNumThreads(threads);
-  Cube<Voxel> src, dst, twin(kSide, 2);
-  fill(src);
+  const Cube<Voxel> &src = source<Voxel>();
+  Cube<Voxel> dst, twin(kSide, 2);
   constexpr int32_t step = kSide * sizeof(Voxel);
   const VekrVolumeBox box = {0, 0, 0, kSide, kSide, kSide};
   const auto run = [&] {
@@ -71,11 +71,10 @@ void add() {
   benchmark::RegisterBenchmark(("copy/" + voxel).c_str(), copyCube<Voxel>)->Unit(benchmark::kMillisecond);
   for (const Code &code : kCodes) {
     for (int32_t threads : threadCounts()) {
-      benchmark::RegisterBenchmark(
-          ("remap/" + voxel + "/" + code.name + "/threads:" + std::to_string(threads)).c_str(),
-          [=](benchmark::State &state) { remap<Voxel>(state, code.code, threads); })
-          ->Unit(benchmark::kMillisecond)
-          ->MeasureProcessCPUTime();
+      const std::string name = "remap/" + voxel + "/" + code.name + "/threads:" + std::to_string(threads);
+      configure(benchmark::RegisterBenchmark(
+                    name.c_str(), [=](benchmark::State &state) { remap<Voxel>(state, code.code, threads); }),
+                threads);
     }
   }
 }

@@ -20,6 +20,7 @@ template <class Element>
 struct Cube {
   std::vector<Element> elements;
   std::vector<Element *> planes;
+  Cube(Cube &&) = default;  // the planes stay where they are
   Cube(int32_t side, int32_t depth) : elements(static_cast<size_t>(side) * side * depth) {
     for (int32_t z = 0; z < depth; ++z)
       planes.push_back(elements.data() + static_cast<size_t>(z) * side * side);
@@ -40,6 +41,17 @@ void fill(Cube<Voxel> &cube) {
     const double wave = 0.5 + 0.2 * std::sin(x / 9) + 0.2 * std::sin(y / 11 + z / 7) + 1e-10 * (noise >> 8);
     cube.elements[i] = static_cast<Voxel>(top * wave);
   }
+}
+
+// The source of all benchmarks of a voxel type.
+template <class Voxel>
+const Cube<Voxel> &source() {
+  static const Cube<Voxel> cube = [] {
+    Cube<Voxel> made;
+    fill(made);
+    return made;
+  }();
+  return cube;
 }
 
 struct Code {
@@ -74,6 +86,16 @@ void copyCube(benchmark::State &state) {
     benchmark::ClobberMemory();
   }
   count(state, kVoxels, 2 * sizeof(Voxel));
+}
+
+// One thread is measured by the time it had a processor, more than one by the clock on the wall.
+inline void configure(benchmark::internal::Benchmark *benchmark, int32_t threads) {
+  benchmark->Unit(benchmark::kMillisecond);
+  if (threads == 1) {
+    benchmark->MeasureProcessCPUTime();
+  } else {
+    benchmark->UseRealTime();
+  }
 }
 
 // 1, and all there are.

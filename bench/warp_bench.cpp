@@ -48,8 +48,8 @@ std::array<double, 12> turn() {
 template <class Voxel>
 void warp(benchmark::State &state, int32_t code, int32_t threads) {
   vekSetNumThreads(threads);
-  Cube<Voxel> src, dst, twin;
-  fill(src);
+  const Cube<Voxel> &src = source<Voxel>();
+  Cube<Voxel> dst, twin;
   constexpr int32_t step = kSide * sizeof(Voxel);
   const VekrVolumeBox whole = {0, 0, 0, kSide, kSide, kSide};
   const auto matrix = turn();
@@ -77,11 +77,10 @@ void add() {
   benchmark::RegisterBenchmark(("copy/" + voxel).c_str(), copyCube<Voxel>)->Unit(benchmark::kMillisecond);
   for (const Code &code : kCodes) {
     for (int32_t threads : threadCounts()) {
-      benchmark::RegisterBenchmark(
-          ("warp/" + voxel + "/" + code.name + "/threads:" + std::to_string(threads)).c_str(),
-          [=](benchmark::State &state) { warp<Voxel>(state, code.code, threads); })
-          ->Unit(benchmark::kMillisecond)
-          ->MeasureProcessCPUTime();
+      const std::string name = "warp/" + voxel + "/" + code.name + "/threads:" + std::to_string(threads);
+      configure(benchmark::RegisterBenchmark(
+                    name.c_str(), [=](benchmark::State &state) { warp<Voxel>(state, code.code, threads); }),
+                threads);
     }
   }
 }

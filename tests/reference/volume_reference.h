@@ -87,7 +87,8 @@ template <class Voxel>
 Voxel borderVoxel(float sum, bool truncates) {
   if constexpr (std::is_same_v<Voxel, float>) {
     if (!truncates) return sum;
-    volatile int32_t whole = static_cast<int32_t>(sum);  // or the compiler would truncate as a float, and keep a -0
+    // Volatile, or the compiler would truncate as a float, and keep a -0.
+    volatile int32_t whole = static_cast<int32_t>(sum);
     return static_cast<float>(whole);
   } else {
     const double up = static_cast<double>(sum) + 0.5000001;

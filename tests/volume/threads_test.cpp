@@ -13,9 +13,7 @@ size_t reads = 0;
 
 }  // namespace
 
-extern "C" int32_t ownGetNumThreads() {
-  return answers[reads++];
-}
+extern "C" int32_t ownGetNumThreads() { return answers[reads++]; }
 
 namespace {
 
