@@ -34,8 +34,7 @@ VekStatus resizeList(const Voxel *const *pSrc, VekrVolumeSize srcSize, int32_t s
   return vekOk;
 }
 
-// Each thread has a buffer of its own, of the size for one. The count that the size was asked with may have been another
-// one, but a team of a buffer's size doesn't outgrow it.
+// Each thread has a part of the buffer to itself, of the size for one: the buffer has as many as the library may use threads.
 template <class Call>
 void forkPlanes(const Call &call, int32_t bytesOfThread) {
   const VekrResizeParams &region = call.region;
