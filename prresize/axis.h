@@ -52,28 +52,20 @@ constexpr int32_t clampedTo(int32_t size, int32_t tap) { return tap < 0 ? 0 : ta
 // Taps of coordinate `i`, repeated at the ends as its class says. A source of fewer than three voxels has none for some
 // classes: its nearest voxel stands in, so that nothing outside is read.
 constexpr CubicTaps cubicTaps(const AxisRuns &runs, int32_t size, int32_t i, int32_t index) {
-  CubicTaps taps = {{index - 1, index, index + 1, index + 2}};
+  CubicTaps taps = {};
   if (i < runs.below) {
     taps = {{0, 0, 0, 1}};
   } else if (i < runs.lead()) {
     taps = {{0, 0, 1, 2}};
-  } else if (i >= runs.count() - runs.above) {
-    taps = {{size - 2, size - 1, size - 1, size - 1}};
-  } else if (i >= runs.tailBegin()) {
+  } else if (i < runs.tailBegin()) {
+    taps = {{index - 1, index, index + 1, index + 2}};
+  } else if (i < runs.tailBegin() + runs.high) {
     taps = {{size - 3, size - 2, size - 1, size - 1}};
+  } else {
+    taps = {{size - 2, size - 1, size - 1, size - 1}};
   }
   for (int32_t &tap : taps.at) tap = clampedTo(size, tap);
   return taps;
-}
-
-struct LinearTaps {
-  int32_t near, far;
-};
-
-constexpr LinearTaps linearTaps(const AxisRuns &runs, int32_t size, int32_t i, int32_t index) {
-  if (i < runs.below) return {0, 0};
-  if (i >= runs.tailBegin()) return {size - 1, size - 1};
-  return {index, index + 1};
 }
 
 // The two axes of a plane.
