@@ -52,17 +52,17 @@ constexpr int32_t clampedTo(int32_t size, int32_t tap) { return tap < 0 ? 0 : ta
 // Taps of coordinate `i`, repeated at the ends as its class says. A source of fewer than three voxels has none for some
 // classes: its nearest voxel stands in, so that nothing outside is read.
 constexpr CubicTaps cubicTaps(const AxisRuns &runs, int32_t size, int32_t i, int32_t index) {
-  CubicTaps taps;
+  CubicTaps taps = {};
   if (i < runs.below) {
     taps = {{0, 0, 0, 1}};
   } else if (i < runs.lead()) {
     taps = {{0, 0, 1, 2}};
-  } else if (i >= runs.count() - runs.above) {
-    taps = {{size - 2, size - 1, size - 1, size - 1}};
-  } else if (i >= runs.tailBegin()) {
+  } else if (i < runs.tailBegin()) {
+    taps = {{index - 1, index, index + 1, index + 2}};
+  } else if (i < runs.tailBegin() + runs.high) {
     taps = {{size - 3, size - 2, size - 1, size - 1}};
   } else {
-    return {{index - 1, index, index + 1, index + 2}};
+    taps = {{size - 2, size - 1, size - 1, size - 1}};
   }
   for (int32_t &tap : taps.at) tap = clampedTo(size, tap);
   return taps;

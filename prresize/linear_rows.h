@@ -19,8 +19,8 @@ Float<N> mixed(Float<N> a, Float<N> b, Float<N> f) {
 }
 
 inline __m128 twoPairs(const float *first, const float *second) {
-  const __m128i low = _mm_loadl_epi64(reinterpret_cast<const __m128i_u *>(first));
-  return _mm_loadh_pi(_mm_castsi128_ps(low), reinterpret_cast<const __m64 *>(second));
+  const __m128 low = _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(first)));
+  return _mm_loadh_pi(low, reinterpret_cast<const __m64 *>(second));
 }
 
 template <Place where>

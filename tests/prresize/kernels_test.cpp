@@ -282,14 +282,18 @@ TYPED_TEST(ResizeKernels, CubicCombinations) {
         Guarded<float> memory[4] = {Guarded<float>(64 * h), Guarded<float>(64 * h), Guarded<float>(64 * h),
                                     Guarded<float>(64 * h)};
         const float *slices[4];
-        const bool plain = random.below(2) == 0;  // sums that end in .5, .9 and beyond the range
+        // Sums that end in .25, .5 and .75, beyond the range, and the one float below .5 that the frame rounds up.
+        const bool plain = random.below(2) == 0;
+        const auto quarters = [&]() -> float {
+          if (random.below(9) == 0) return 0x1.fffffep-2f;
+          return static_cast<float>(random.below(static_cast<int32_t>(most) * 5 + 50) - 20) * 0.25f;
+        };
         for (int k = 0; k < 4; ++k) {
           slices[k] = memory[k].data();
           for (int32_t i = 0; i < 64 * h; ++i) {
-            memory[k][i] =
-                k > 0 && plain ? 0.0f
-                : plain ? static_cast<float>(random.below(static_cast<int32_t>(most) * 5 + 50) - 20) * 0.25f
-                        : random.within(-0.5f, 1.5f) * static_cast<float>(most + 1);
+            memory[k][i] = k > 0 && plain ? 0.0f
+                           : plain        ? quarters()
+                                          : random.within(-0.5f, 1.5f) * static_cast<float>(most + 1);
           }
         }
         const CubicWeights weights = plain ? CubicWeights{{1, 0, 0, 0}} : ownpi_Cubic2Kernel(random.unit());
