@@ -427,10 +427,7 @@ VEKR_API VekStatus vekrSurfSmoothNormal_32f(const float *pVertexNormals, const i
  * R. Ramamoorthi, P. Hanrahan, "An Efficient Representation for Irradiance Environment Maps", 2001.
  * --------------------------------------------------------------------------------------------------------- */
 
-enum {
-  vekrSHDirect = 0,
-  vekrSHRecurrent = 1
-};
+enum { vekrSHDirect = 0, vekrSHRecurrent = 1 };
 
 /* What the evaluators need. The caller allocates vekrSHGetSize_32f bytes at any address, less than this record for
  * vekrSHDirect, which has no tables; vekrSHInit_32f fills them. The block holds addresses in itself: it can't be moved
@@ -460,8 +457,8 @@ VEKR_API VekStatus vekrSHInit_32f(VekrSHState *pState, uint32_t maxBand, int32_t
  *   L            highest band, at most the state's, and at most 15
  * Errors: vekErrNullPtr (pX, pY, pZ, pDst, pState), vekErrSize (N is 0), vekErrBadArg (L above the state's highest band;
  * the state's type; L above 15). */
-VEKR_API VekStatus vekrSH_32f(const float *pX, const float *pY, const float *pZ, int32_t N, float *pDst, uint32_t L,
-                              const VekrSHState *pState);
+VEKR_API VekStatus vekrSH_32f(const float *pX, const float *pY, const float *pZ, int32_t N, float *pDst,
+                              uint32_t L, const VekrSHState *pState);
 
 /* Values of the 2L+1 functions of band L alone, without a state: the very bits that vekrSH_32f gives for them with
  * vekrSHDirect.
@@ -495,18 +492,22 @@ VEKR_API VekStatus vekrSHBand_32f(const float *pX, const float *pY, const float 
  *   _C1      pDst: out, N values
  *   _P3      pDst: list of three arrays, out, N values each, one for each coefficient array
  *   _P3C3    pDst: out, N values of three interleaved channels, one for each coefficient array */
-VEKR_API VekStatus vekrSHTFwd_32f_C1I(const float *pX, const float *pY, const float *pZ, const float *pSrc, int32_t N,
-                                      float *pCoeff, uint32_t L, const VekrSHState *pState);
+VEKR_API VekStatus vekrSHTFwd_32f_C1I(const float *pX, const float *pY, const float *pZ, const float *pSrc,
+                                      int32_t N, float *pCoeff, uint32_t L, const VekrSHState *pState);
 VEKR_API VekStatus vekrSHTFwd_32f_C3P3I(const float *pX, const float *pY, const float *pZ, const float *pSrc,
-                                        int32_t N, float *const *pCoeff, uint32_t L, const VekrSHState *pState);
-VEKR_API VekStatus vekrSHTFwd_32f_P3I(const float *pX, const float *pY, const float *pZ, const float *const *pSrc,
-                                      int32_t N, float *const *pCoeff, uint32_t L, const VekrSHState *pState);
+                                        int32_t N, float *const *pCoeff, uint32_t L,
+                                        const VekrSHState *pState);
+VEKR_API VekStatus vekrSHTFwd_32f_P3I(const float *pX, const float *pY, const float *pZ,
+                                      const float *const *pSrc, int32_t N, float *const *pCoeff, uint32_t L,
+                                      const VekrSHState *pState);
 VEKR_API VekStatus vekrSHTInv_32f_C1(const float *pCoeff, uint32_t L, const float *pX, const float *pY,
                                      const float *pZ, float *pDst, int32_t N, const VekrSHState *pState);
 VEKR_API VekStatus vekrSHTInv_32f_P3(const float *const *pCoeff, uint32_t L, const float *pX, const float *pY,
-                                     const float *pZ, float *const *pDst, int32_t N, const VekrSHState *pState);
-VEKR_API VekStatus vekrSHTInv_32f_P3C3(const float *const *pCoeff, uint32_t L, const float *pX, const float *pY,
-                                       const float *pZ, float *pDst, int32_t N, const VekrSHState *pState);
+                                     const float *pZ, float *const *pDst, int32_t N,
+                                     const VekrSHState *pState);
+VEKR_API VekStatus vekrSHTInv_32f_P3C3(const float *const *pCoeff, uint32_t L, const float *pX,
+                                       const float *pY, const float *pZ, float *pDst, int32_t N,
+                                       const VekrSHState *pState);
 
 /* ------------------------------------------------------------------------------------------------------------
  * Volumes: what remap, affine warp, resize and filter share

@@ -9,10 +9,27 @@ cmake --preset release -DBUILD_TESTING=OFF -DVEKR_BUILD_BENCHMARKS=OFF -B build/
 cmake --build build/demo-release
 mkdir -p build/demo
 
+bin=build/demo-release/bin
 models=/usr/share/assimp/models
+brain=/usr/share/mricron/templates/ch2.nii.gz
+
 echo
 echo "== a mesh that none of us made becomes a picture"
-build/demo-release/bin/vekr-render "$models/glTF2/2CylinderEngine-glTF-Binary/2CylinderEngine.glb" -o build/demo/engine.png
+$bin/vekr-render "$models/glTF2/2CylinderEngine-glTF-Binary/2CylinderEngine.glb" -o build/demo/engine.png
+$bin/vekr-render "$models/glTF2/2CylinderEngine-glTF-Binary/2CylinderEngine.glb" -o build/demo/engine-xray.png --xray 24
+
+echo
+echo "== a brain template is turned, deformed, enlarged and smoothed"
+$bin/vekr-volume warp "$brain" build/demo/brain-warp.nii.gz --rotate 10,5,20 --scale 1.1 \
+  --interpolation catmull-rom --preview build/demo/brain-warp.png
+$bin/vekr-volume remap "$brain" build/demo/brain-remap.nii.gz --interpolation linear --preview build/demo/brain-remap.png
+$bin/vekr-volume resize "$brain" build/demo/brain-resize.nii.gz --factor 1.5,1.5,1.5 --interpolation mitchell \
+  --preview build/demo/brain-resize.png
+$bin/vekr-volume filter "$brain" build/demo/brain-filter.nii.gz --kernel gaussian:7 --preview build/demo/brain-filter.png
+
+echo
+echo "== the light of a sky becomes 25 coefficients and pictures again"
+$bin/vekr-sh-light --sky build/demo/sky.png --reconstruction build/demo/sky-bands.png --irradiance build/demo/sky-irradiance.png
 
 echo
 echo "Look at the pictures:"

@@ -17,6 +17,6 @@ install_missing() {
 }
 
 build_packages=(g++ cmake ninja-build pkg-config libgomp1)
-example_packages=(libassimp-dev libcli11-dev libpng-dev)
+example_packages=(libassimp-dev libcli11-dev libpng-dev libnifti-dev zlib1g-dev)
 test_packages=(clang clang-format clang-tidy libomp-14-dev libclang-rt-14-dev libgtest-dev libbenchmark-dev binutils)
-demo_data=(assimp-testmodels)
+demo_data=(assimp-testmodels mricron-data)

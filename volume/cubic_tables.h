@@ -36,9 +36,9 @@ constexpr CubicTable cubicTable(Function f) {
   return table;
 }
 
-inline constexpr CubicTable tblC0 = cubicTable([](double d) { return lagrangeCubic(d); });
-inline constexpr CubicTable tblC1 = cubicTable([](double d) { return mitchellNetravali(d, 1, 0); });
-inline constexpr CubicTable tblC2 = cubicTable([](double d) { return mitchellNetravali(d, 0, 0.5); });
-inline constexpr CubicTable tblC3 = cubicTable([](double d) { return mitchellNetravali(d, 0.5, 0.3); });
+static constexpr CubicTable tblC0 = cubicTable([](double d) { return lagrangeCubic(d); });
+static constexpr CubicTable tblC1 = cubicTable([](double d) { return mitchellNetravali(d, 1, 0); });
+static constexpr CubicTable tblC2 = cubicTable([](double d) { return mitchellNetravali(d, 0, 0.5); });
+static constexpr CubicTable tblC3 = cubicTable([](double d) { return mitchellNetravali(d, 0.5, 0.3); });
 
 }  // namespace vekr

@@ -16,9 +16,7 @@ namespace {
 // Refuses files whose header promises more than a program of this kind should allocate: 400 MB as RGB.
 constexpr uint64_t kMostPixels = uint64_t{1} << 27;
 
-uint32_t formatOf(int channels) {
-  return channels == 1 ? PNG_FORMAT_GRAY : PNG_FORMAT_RGB;
-}
+uint32_t formatOf(int channels) { return channels == 1 ? PNG_FORMAT_GRAY : PNG_FORMAT_RGB; }
 
 std::string failure(const char *verb, const std::string &path, const char *reason) {
   return std::string("cannot ") + verb + " '" + path + "': " + reason;

@@ -18,7 +18,7 @@ int main(int argc, char **argv) {
   } catch (const CLI::ParseError &e) {
     if (e.get_exit_code() == 0) return app.exit(e);  // help
     std::fprintf(stderr, "vekr-volume: %s\n", e.what());
-    return 1;
+    return 2;  // wrong usage
   } catch (const std::bad_alloc &) {
     std::fprintf(stderr, "vekr-volume: not enough memory\n");
     return 1;

@@ -166,6 +166,8 @@ struct ResizeCommand {
       case VoxelType::f32:
         resizeFloats(src, dst, plan, stopwatch);
         break;
+      case VoxelType::s16:  // as which nothing has been read
+        break;
     }
     follow(dst, plan.factor);
     files.write(src, dst);

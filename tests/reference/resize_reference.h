@@ -155,7 +155,8 @@ class ResizeTwin {
       return linearPlaneFloat(cx, cy, z);
     } else {
       if (inFrame(cx, cy)) return linearFrame<int64_t>(cx, cy, z);
-      return blend(linearRowInteger(cx, cy.index, z), linearRowInteger(cx, cy.index + 1, z), cy.fixed, 8192, 14);
+      return blend(linearRowInteger(cx, cy.index, z), linearRowInteger(cx, cy.index + 1, z), cy.fixed, 8192,
+                   14);
     }
   }
   bool inFrame(int32_t x, int32_t y) const { return inFrame(axis_[0][x], axis_[1][y]); }
