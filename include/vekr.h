@@ -106,14 +106,14 @@ typedef struct VekrSimpleBuildContext {
   int32_t maxDepth;   /* 0 to 50; otherwise without effect */
 } VekrSimpleBuildContext;
 
-/* Chooses the surface-area builder, which cuts triangles exactly at the split planes. */
+/* Chooses the surface-area builder, which cuts triangles exactly at the split planes. Scratch memory of its search, up to
+ * twice what the budget charges for the mesh's pieces, comes on top of the budget; most of it is never touched. */
 typedef struct VekrPSAHBuildContext {
   int32_t identifier;    /* vekrPSAHBuildIdentifier */
   int32_t maxDepth;      /* 0 to 50: depth at which every node becomes a leaf */
   float splitBias;       /* 0 to 1: 1 splits most eagerly, 0 least */
   int32_t memoryLimitMB; /* budget of the build in MiB, at least 32 and in practice 81; negative: no limit */
-  const float
-      *pBounds; /* min x, y, z, max x, y, z: triangles are clipped to this box; null: the vertices' bounds */
+  const float *pBounds;  /* box that triangles are clipped to; null: the bounds of the vertices */
 } VekrPSAHBuildContext;
 
 /* Builds a tree and allocates its block.
