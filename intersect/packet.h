@@ -176,7 +176,7 @@ template <int N, class Visit, class Resume>
     Float<N> far;
   };
   Entry stack[kMaxTreeDepth];
-  Entry *top = stack;
+  int waiting = 0;
   const VekrKDTreeNode *node = root;
   Float<N> near = interval.near, far = interval.far;
   for (;;) {
@@ -190,9 +190,9 @@ template <int N, class Visit, class Resume>
       } else if (!anyOf(active & (t <= far))) {
         node = pair + first;
       } else {
-        top->node = pair + (1 - first);
-        top->far = far;
-        ++top;
+        stack[waiting].node = pair + (1 - first);
+        stack[waiting].far = far;
+        ++waiting;
         const Float<N> end = minOf(far, t);
         active = active & (near <= end);
         far = maxOf(end, near);
@@ -200,13 +200,13 @@ template <int N, class Visit, class Resume>
       }
     }
     if (!forLeafTriangles(node, [&](int32_t triangle) { return visit(triangle, active); })) return;
-    if (top == stack) return;
-    --top;
+    if (waiting == 0) return;
+    --waiting;
     active = resume(far);
     if (!anyOf(active)) return;
     near = far;
-    far = top->far;
-    node = top->node;
+    far = stack[waiting].far;
+    node = stack[waiting].node;
   }
 }
 
