@@ -135,15 +135,14 @@ void sampleLinear(const SampledVolume &source, const Chunk &chunk, unsigned char
   for (int v = 0; v < chunk.count; v += kGroup) {
     const unsigned lanes = lanesInside(chunk, v);
     if (lanes == 0) continue;
-    const Mask<kGroup> inside = laneMask(lanes);
-    const int someLane = __builtin_ctz(lanes);
+    const bool full = lanes == static_cast<unsigned>(allLanes<kGroup>());
     // A coordinate on the region's last voxel is the end of the cell before it. Lanes that are outside read the cell of one
     // that isn't, so that no plane is touched that nobody asked for.
     Int<kGroup> index[3];
     Float<kGroup> t[3];
     for (int axis = 0; axis < 3; ++axis) {
-      const Int<kGroup> i = select(inside, Int<kGroup>::load(chunk.index[axis] + v),
-                                   Int<kGroup>(chunk.index[axis][v + someLane]));
+      Int<kGroup> i = Int<kGroup>::load(chunk.index[axis] + v);
+      if (!full) i = select(laneMask(lanes), i, Int<kGroup>(chunk.index[axis][v + __builtin_ctz(lanes)]));
       index[axis] = select(i == Int<kGroup>(last[axis]), i - Int<kGroup>(1), i);
       t[axis] = Float<kGroup>::load(chunk.at[axis] + v) - toFloat(index[axis]);
     }
