@@ -37,7 +37,7 @@ struct Wide {
   __m256i low, high;
 };
 
-inline Wide widened(Int<8> a) {
+inline Wide widenedTo64(Int<8> a) {
   return {_mm256_cvtepi32_epi64(_mm256_castsi256_si128(a.v)),
           _mm256_cvtepi32_epi64(_mm256_extracti128_si256(a.v, 1))};
 }

@@ -89,7 +89,7 @@ Cells gatherCells(const SampledVolume &source, Int<8> x, Int<8> y, Int<8> z) {
     shift = _mm256_slli_epi32((x - column).v, 3);
   }
   const __m256i step = _mm256_set1_epi64x(source.step);
-  const Wide offset = mulLow(widened(y), step) + widened(column);
+  const Wide offset = mulLow(widenedTo64(y), step) + widenedTo64(column);
   const Wide bytes = {_mm256_slli_epi64(offset.low, kShift), _mm256_slli_epi64(offset.high, kShift)};
   const __m256i rowBytes = _mm256_slli_epi64(step, kShift);
   const Wide below = {rowBytes, rowBytes};
