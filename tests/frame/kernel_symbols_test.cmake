@@ -1,5 +1,4 @@
-# Objects that are compiled for one instruction set define names only that carry the set's namespace, in themselves or in a
-# template argument. Any other inline function or
+# Objects that are compiled for one instruction set define names of that set's namespace only. Any other inline function or
 # template in them could be merged with the same one of another object, and would then run on processors that lack the
 # instructions. Arguments: NM, NAMESPACE (mangled), OBJECTS (separated by commas).
 
