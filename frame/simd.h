@@ -142,6 +142,10 @@ inline Mask<4> maskOfBits(unsigned bitsOfLanes) {
   const __m128i all = _mm_set1_epi32(static_cast<int>(bitsOfLanes));
   return {_mm_castsi128_ps(_mm_cmpeq_epi32(_mm_and_si128(all, one), one))};
 }
+// All lanes, or none.
+inline Mask<4> lanesIf(bool on) { return {_mm_castsi128_ps(_mm_set1_epi32(-static_cast<int>(on)))}; }
+// The lanes move one place down; the first is lost, and `last` comes in at the end.
+inline Int<4> shiftedIn(Int<4> a, int32_t last) { return _mm_alignr_epi8(_mm_cvtsi32_si128(last), a.v, 4); }
 
 // ---------------------------------------------------------------- eight lanes: two rows of four
 

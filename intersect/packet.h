@@ -3,6 +3,7 @@
 // own file.
 #pragma once
 
+#include <bit>
 #include <initializer_list>
 #include <type_traits>
 
@@ -60,6 +61,7 @@ inline bool anyWanted(const float *distances, int64_t width) {
 struct TileSigns {
   unsigned axis[3];
 
+  TileSigns() = default;
   TileSigns(const float *const *directions, int64_t first, int64_t width) {
     for (int c = 0; c < 3; ++c) {
       axis[c] = 0;
@@ -91,17 +93,32 @@ struct TileSigns {
   }
 };
 
-// Calls visit(octant, row, lanes) for the rows of a mixed tile: octants ascending, rows ascending within.
-template <class Visit>
-void forRowsByOctant(const TileSigns &signs, const Visit &visit) {
-  for (int octant = 0; octant < 8; ++octant) {
-    const unsigned rays = signs.raysIn(octant);
-    for (int row = 0; row < kTileSide; ++row) {
-      const unsigned lanes = (rays >> (4 * row)) & 0xF;
-      if (lanes != 0) visit(octant, row, maskOfBits(lanes));
+// The packets of a mixed tile: octants ascending, rows ascending within.
+class RowsByOctant {
+ public:
+  RowsByOctant() : octant_(7) {}  // none
+  explicit RowsByOctant(const TileSigns &signs) : signs_(signs), octant_(-1) {}
+
+  // Goes on to the next row that has rays in an octant, and tells which; false if there is none.
+  bool next(int &octant, Mask<4> &lanes) {
+    while (rays_ == 0) {
+      if (octant_ == 7) return false;
+      rays_ = signs_.raysIn(++octant_);
     }
+    row_ = std::countr_zero(rays_) / kTileSide;
+    octant = octant_;
+    lanes = maskOfBits((rays_ >> (kTileSide * row_)) & 0xF);
+    rays_ &= ~(0xFu << (kTileSide * row_));
+    return true;
   }
-}
+  int row() const { return row_; }
+
+ private:
+  TileSigns signs_;
+  int octant_;
+  int row_ = 0;
+  unsigned rays_ = 0;  // of this octant, not yet handed out
+};
 
 // ---------------------------------------------------------------- rays
 
@@ -210,6 +227,24 @@ template <int N, class Visit, class Resume>
   }
 }
 
+// What a packet of one kind of query looks for is told by a Packet:
+//   PacketRay<N> ray, int octant
+//   Mask<N> begin(PacketInterval<N> &)       set up; the active lanes, of which there may be none
+//   bool visit(int32_t triangle, Mask<N>)    as in walkTree()
+//   Mask<N> resume(Float<N> far)             as in walkTree()
+//   void end()                               results to the caller's arrays; not called if no lane was active
+template <class Packet>
+[[gnu::always_inline]] inline void walkAlone(const VekrKDTreeNode *root, Packet &packet) {
+  PacketInterval<Packet::kLanes> interval;
+  const auto active = packet.begin(interval);
+  if (!anyOf(active)) return;
+  walkTree(
+      root, packet.ray, packet.octant, active, interval,
+      [&](int32_t triangle, auto lanes) { return packet.visit(triangle, lanes); },
+      [&](auto far) { return packet.resume(far); });
+  packet.end();
+}
+
 // ---------------------------------------------------------------- triangle test
 
 // All lanes against one record, up to the acceptance by the weights, which are multiplied by den. The two widths sum
@@ -249,16 +284,12 @@ class Mailbox {
   // Whether the triangle is among them; if not, it takes the place of the oldest.
   bool containsOrTakes(int32_t triangle) {
     if (anyOf((numbers_ == Int<4>(triangle)))) return true;
-    alignas(16) int32_t slots[4];
-    numbers_.store(slots);
-    slots[counter_++ & 3] = triangle;
-    numbers_ = Int<4>::load(slots);
+    numbers_ = shiftedIn(numbers_, triangle);
     return false;
   }
 
  private:
   Int<4> numbers_ = Int<4>(-1);
-  unsigned counter_ = 0;
 };
 
 }  // namespace vekr::VEKR_ISA

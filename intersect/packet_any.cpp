@@ -23,16 +23,30 @@ void setReciprocals(PacketRay<N> &ray) {
   for (int c = 0; c < 3; ++c) ray.inverse[c] = reciprocalWithBigEstimate(ray.direction[c], kBigInverse);
 }
 
-// Two rows, all eight lanes, whatever their masks. Leaves the cache with a blocker of the second row if all of that
-// row is blocked, otherwise empty.
-void ownIntersectAnyBlock4x2(const VekrIntersectScene &scene, PacketRay<8> &ray, int octant,
-                             int32_t *pOccluderRow, int32_t *pMaskRow, int64_t width, int32_t *pCached) {
-  setReciprocals(ray);
-  const Mask<8> all = rowsOf(maskOfBits(0xF), maskOfBits(0xF));
-  Mask<8> live = all;
-  Int<8> occluders = loadRows<8>(pOccluderRow, width);
-  const auto visit = [&](int32_t triangle, Mask<8>) {
-    const VekrTriangleAccel &record = scene.pTriangles[triangle];
+// ownIntersectAnyBlock4x2: two rows, all eight lanes, whatever their masks. Leaves the cache with a blocker of the second
+// row if all of that row is blocked, otherwise empty.
+struct AnyPairPacket {
+  static constexpr int kLanes = 8;
+
+  const VekrIntersectScene *scene;
+  int32_t *occluderRow, *maskRow;
+  int64_t width;
+  int32_t *cached;
+  PacketRay<8> ray;
+  int octant;
+  Mask<8> live;
+  Int<8> occluders;
+
+  Mask<8> begin(PacketInterval<8> &interval) {
+    setReciprocals(ray);
+    live = rowsOf(maskOfBits(0xF), maskOfBits(0xF));
+    occluders = loadRows<8>(occluderRow, width);
+    interval = {Float<8>(0.0f), Float<8>(kSegmentFar)};
+    return live;
+  }
+
+  bool visit(int32_t triangle, Mask<8>) {
+    const VekrTriangleAccel &record = scene->pTriangles[triangle];
     if (isDegenerate(record)) return true;
     const PacketTest<8> test(record, ray);
     if (!anyOf(test.inside)) return true;
@@ -40,23 +54,40 @@ void ownIntersectAnyBlock4x2(const VekrIntersectScene &scene, PacketRay<8> &ray,
     occluders = select(blocked, Int<8>(triangle), occluders);
     live = live & !blocked;
     return anyOf(live);
-  };
-  walkTree(scene.pRoot, ray, octant, all, {Float<8>(0.0f), Float<8>(kSegmentFar)}, visit,
-           [&](Float<8>) { return live; });
-  storeRows<8>(pOccluderRow, width, occluders);
-  storeRows<8>(pMaskRow, width, select(live, loadRows<8>(pMaskRow, width), Int<8>(-1)));
-  *pCached = anyOf(secondRow(live)) ? -1 : pOccluderRow[width + 2];
-}
+  }
 
-// The lanes of one row that point into one octant. Returns those that are blocked; `occluders` holds their numbers.
-// A triangle whose weights accept an active lane overwrites all of `occluders`: its number where it blocks, 0
-// elsewhere. So a lane that another triangle has blocked before may end with 0; callers know that the mask alone tells
-// what is blocked.
-Mask<4> ownIntersectAnyBlock4x1(const VekrIntersectScene &scene, PacketRay<4> &ray, int octant, Mask<4> lanes,
-                                Int<4> &occluders) {
-  Mask<4> live = lanes;
-  const auto visit = [&](int32_t triangle, Mask<4> active) {
-    const VekrTriangleAccel &record = scene.pTriangles[triangle];
+  Mask<8> resume(Float<8>) const { return live; }
+
+  void end() {
+    storeRows<8>(occluderRow, width, occluders);
+    storeRows<8>(maskRow, width, select(live, loadRows<8>(maskRow, width), Int<8>(-1)));
+    *cached = anyOf(secondRow(live)) ? -1 : occluderRow[width + 2];
+  }
+};
+
+// ownIntersectAnyBlock4x1: the lanes of one row that point into one octant. A triangle whose weights accept an active
+// lane overwrites all of `occluders`: its number where it blocks, 0 elsewhere. So a lane that another triangle has
+// blocked before may end with 0; callers know that the mask alone tells what is blocked.
+struct AnyRowPacket {
+  static constexpr int kLanes = 4;
+
+  const VekrIntersectScene *scene;
+  int32_t *occluderRow, *maskRow;
+  PacketRay<4> ray;
+  int octant;
+  Mask<4> lanes, live;
+  Int<4> occluders;
+
+  Mask<4> begin(PacketInterval<4> &interval) {
+    setReciprocals(ray);
+    live = lanes;
+    occluders = Int<4>(0);
+    interval = {Float<4>(0.0f), kept(lanes, Float<4>(kSegmentFar))};
+    return lanes;
+  }
+
+  bool visit(int32_t triangle, Mask<4> active) {
+    const VekrTriangleAccel &record = scene->pTriangles[triangle];
     if (isDegenerate(record) || !anyOf(live & active)) return true;
     const PacketTest<4> test(record, ray);
     if (!anyOf(test.inside & active)) return true;
@@ -64,11 +95,16 @@ Mask<4> ownIntersectAnyBlock4x1(const VekrIntersectScene &scene, PacketRay<4> &r
     occluders = select(blocked, Int<4>(triangle), Int<4>(0));
     live = live & !blocked;
     return true;
-  };
-  walkTree(scene.pRoot, ray, octant, lanes, {Float<4>(0.0f), kept(lanes, Float<4>(kSegmentFar))}, visit,
-           [&](Float<4>) { return live; });
-  return lanes & !live;
-}
+  }
+
+  Mask<4> resume(Float<4>) const { return live; }
+
+  void end() {
+    const Mask<4> blocked = lanes & !live;
+    select(blocked, occluders, Int<4>::load(occluderRow)).store(occluderRow);
+    select(blocked, Int<4>(-1), Int<4>::load(maskRow)).store(maskRow);
+  }
+};
 
 // One tile: sixteen segments from index `first` on.
 class Tile {
@@ -106,24 +142,29 @@ class Tile {
 
   void traceUniform(const VekrIntersectScene &scene, const float *origin, int octant, int32_t &cached) const {
     for (const int row : {0, 2}) {
-      PacketRay<8> ray;
-      ray.loadDirections(directions_, at(row), width_);
-      ray.setOrigin(origin);
-      ownIntersectAnyBlock4x2(scene, ray, octant, occluders_ + at(row), mask_ + at(row), width_, &cached);
+      AnyPairPacket packet;
+      packet.scene = &scene;
+      packet.occluderRow = occluders_ + at(row);
+      packet.maskRow = mask_ + at(row);
+      packet.width = width_;
+      packet.cached = &cached;
+      packet.ray.loadDirections(directions_, at(row), width_);
+      packet.ray.setOrigin(origin);
+      packet.octant = octant;
+      walkAlone(scene.pRoot, packet);
     }
   }
 
   void traceMixed(const VekrIntersectScene &scene, const float *origin, const TileSigns &signs) const {
-    forRowsByOctant(signs, [&](int octant, int row, Mask<4> lanes) {
-      PacketRay<4> ray = rayOf(origin, row);
-      setReciprocals(ray);
-      int32_t *occluderRow = occluders_ + at(row), *maskRow = mask_ + at(row);
-      const Int<4> before = Int<4>::load(occluderRow);
-      Int<4> occluders = before;
-      const Mask<4> blocked = ownIntersectAnyBlock4x1(scene, ray, octant, lanes, occluders);
-      select(blocked, occluders, before).store(occluderRow);
-      select(blocked, Int<4>(-1), Int<4>::load(maskRow)).store(maskRow);
-    });
+    RowsByOctant remaining(signs);
+    AnyRowPacket packet;
+    packet.scene = &scene;
+    while (remaining.next(packet.octant, packet.lanes)) {
+      packet.occluderRow = occluders_ + at(remaining.row());
+      packet.maskRow = mask_ + at(remaining.row());
+      packet.ray = rayOf(origin, remaining.row());
+      walkAlone(scene.pRoot, packet);
+    }
   }
 
  private:

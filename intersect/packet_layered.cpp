@@ -157,13 +157,16 @@ VekStatus ownIntersectMultipleBlock4_w7(const float *pOrigin, const float *const
         }
         continue;
       }
-      forRowsByOctant(signs, [&](int octant, int row, Mask<4> lanes) {
-        const int64_t start = first + row * width;
+      RowsByOctant remaining(signs);
+      int octant;
+      Mask<4> lanes;
+      while (remaining.next(octant, lanes)) {
+        const int64_t start = first + remaining.row() * width;
         PacketRay<4> ray;
         ray.loadDirections(pDirections, start, width);
         ray.setOrigin(origin);
         traceLayers<4>(scene, ray, octant, lanes, rowsAt(start), volume.depth);
-      });
+      }
     }
   }
   return vekOk;

@@ -1,6 +1,8 @@
 // Nearest hits, tile by tile.
-#include "intersect/packet.h"
+#include <algorithm>
+
 #include "intersect/packet_forms.h"
+#include "intersect/packet_interleaved.h"
 
 namespace vekr::VEKR_ISA {
 
@@ -35,26 +37,39 @@ struct ResultRows {
   float *weightA, *weightB;
   int32_t *triangle;
   int64_t width;
+
+  ResultRows from(int64_t i) const { return {distance + i, weightA + i, weightB + i, triangle + i, width}; }
 };
 
-// `lanes` are those that the call is to handle: all eight with N = 8.
+// `lanes` are those that the packet is to handle: all eight with N = 8.
 template <class Kind, int N>
-void intersectPacket(const VekrIntersectScene &scene, PacketRay<N> &ray, int octant, Mask<N> lanes,
-                     const ResultRows &rows) {
-  const Float<N> before = loadRows<N>(rows.distance, rows.width);
-  Float<N> limit = N == 8 ? before : kept(lanes, before);
-  for (int c = 0; c < 3; ++c) ray.inverse[c] = reciprocal<Kind, N>(ray.direction[c], c);
-  PacketInterval<N> interval = {Float<N>(0.0f), limit};
-  clipToBox(scene.pBox, ray, interval);
-  const Mask<N> active = interval.near < interval.far;
-  if (!anyOf(active)) return;
-  interval.far = interval.far + Float<N>(kBoxMargin);
+struct NearestPacket {
+  static constexpr int kLanes = N;
 
-  Float<N> weightA(0.0f), weightB(0.0f);
-  Int<N> hit = loadRows<N>(rows.triangle, rows.width);
+  const VekrIntersectScene *scene;
+  ResultRows rows;
+  PacketRay<N> ray;
+  int octant;
+  Mask<N> lanes;
+  Float<N> limit, weightA, weightB;
+  Int<N> hit;
   Mailbox mailbox;
-  const auto visit = [&](int32_t triangle, Mask<N>) {
-    const VekrTriangleAccel &record = scene.pTriangles[triangle];
+
+  Mask<N> begin(PacketInterval<N> &interval) {
+    limit = loadRows<N>(rows.distance, rows.width);
+    if (N == 4) limit = kept(lanes, limit);
+    for (int c = 0; c < 3; ++c) ray.inverse[c] = reciprocal<Kind, N>(ray.direction[c], c);
+    interval = {Float<N>(0.0f), limit};
+    clipToBox(scene->pBox, ray, interval);
+    const Mask<N> active = interval.near < interval.far;
+    interval.far = interval.far + Float<N>(kBoxMargin);
+    weightA = weightB = Float<N>(0.0f);
+    hit = loadRows<N>(rows.triangle, rows.width);
+    return active;
+  }
+
+  bool visit(int32_t triangle, Mask<N>) {
+    const VekrTriangleAccel &record = scene->pTriangles[triangle];
     if (isDegenerate(record)) return true;
     if (N == 8 && mailbox.containsOrTakes(triangle)) return true;
     const PacketTest<N> test(record, ray);
@@ -67,58 +82,99 @@ void intersectPacket(const VekrIntersectScene &scene, PacketRay<N> &ray, int oct
     weightB = select(nearer, test.b * inverse, weightB);
     hit = select(nearer, Int<N>(triangle), hit);
     return true;
-  };
-  walkTree(scene.pRoot, ray, octant, active, interval, visit, [&](Float<N> far) { return far < limit; });
-
-  if constexpr (N == 4) {
-    limit = select(lanes, limit, before);
-    weightA = select(lanes, weightA, Float<N>::load(rows.weightA));
-    weightB = select(lanes, weightB, Float<N>::load(rows.weightB));
-    hit = select(lanes, hit, Int<N>::load(rows.triangle));
   }
-  storeRows<N>(rows.distance, rows.width, limit);
-  storeRows<N>(rows.weightA, rows.width, weightA);
-  storeRows<N>(rows.weightB, rows.width, weightB);
-  storeRows<N>(rows.triangle, rows.width, hit);
-}
 
-// setOrigin(ray, first) gives a packet its origins; `first` is the index of its first ray.
-template <class Kind, class SetOrigin>
-VekStatus intersectBlock(const SetOrigin &setOrigin, const float *const *pDirections,
-                         const VekrIntersectScene &scene, float *pDistances, float *const *pHits,
-                         int32_t *pHitTriangles, VekrBlockSize size) {
-  constexpr bool kSkipsUnwanted = std::is_same_v<Kind, ManyOriginRays>;
-  const int64_t width = size.width;
-  const int64_t rays = width * size.height;
-  for (int64_t i = 0; i < rays; ++i) pHitTriangles[i] = -1;
-  const auto rowsAt = [&](int64_t first) -> ResultRows {
-    return {pDistances + first, pHits[0] + first, pHits[1] + first, pHitTriangles + first, width};
-  };
-  for (int64_t tileRow = 0; tileRow < rays; tileRow += kTileSide * width) {
-    for (int64_t first = tileRow; first < tileRow + width; first += kTileSide) {
-      if (kSkipsUnwanted && !anyWanted(pDistances + first, width)) continue;
-      const TileSigns signs(pDirections, first, width);
-      const int common = signs.common();
-      if (common >= 0) {
-        for (const int64_t pair : {first, first + 2 * width}) {
-          PacketRay<8> ray;
-          ray.loadDirections(pDirections, pair, width);
-          setOrigin(ray, pair);
-          intersectPacket<Kind, 8>(scene, ray, common, Mask<8>(), rowsAt(pair));
-        }
-        continue;
-      }
-      forRowsByOctant(signs, [&](int octant, int row, Mask<4> lanes) {
-        const int64_t start = first + row * width;
-        PacketRay<4> ray;
-        ray.loadDirections(pDirections, start, width);
-        setOrigin(ray, start);
-        intersectPacket<Kind, 4>(scene, ray, octant, lanes, rowsAt(start));
-      });
+  Mask<N> resume(Float<N> far) const { return far < limit; }
+
+  // Other lanes of a row may have got results since begin(): they belong to other packets.
+  void end() {
+    if constexpr (N == 4) {
+      limit = select(lanes, limit, Float<N>::load(rows.distance));
+      weightA = select(lanes, weightA, Float<N>::load(rows.weightA));
+      weightB = select(lanes, weightB, Float<N>::load(rows.weightB));
+      hit = select(lanes, hit, Int<N>::load(rows.triangle));
     }
+    storeRows<N>(rows.distance, rows.width, limit);
+    storeRows<N>(rows.weightA, rows.width, weightA);
+    storeRows<N>(rows.weightB, rows.width, weightB);
+    storeRows<N>(rows.triangle, rows.width, hit);
   }
-  return vekOk;
-}
+};
+
+// A block on its way from tile to tile. setOrigin(ray, first) gives a packet its origins; `first` is the index of its
+// first ray.
+template <class Kind, class SetOrigin>
+class NearestBlock {
+ public:
+  using RowPacket = NearestPacket<Kind, 4>;
+
+  NearestBlock(const SetOrigin &setOrigin, const float *const *pDirections, const VekrIntersectScene &scene,
+               float *pDistances, float *const *pHits, int32_t *pHitTriangles, VekrBlockSize size)
+      : setOrigin_(setOrigin),
+        directions_(pDirections),
+        scene_(scene),
+        results_{pDistances, pHits[0], pHits[1], pHitTriangles, size.width},
+        rays_(static_cast<int64_t>(size.width) * size.height) {}
+
+  void trace() {
+    std::fill_n(results_.triangle, rays_, -1);
+    walkInterleaved<RowPacket>(scene_.pRoot, [this](RowPacket &packet) { return nextRow(packet); });
+  }
+
+ private:
+  // Sets up the next packet of one row; the uniform tiles before it are traced on the way.
+  bool nextRow(RowPacket &packet) {
+    while (!remaining_.next(packet.octant, packet.lanes)) {
+      if (!nextTile()) return false;
+      if (kSkipsUnwanted && !anyWanted(results_.distance + tile_, results_.width)) continue;
+      const TileSigns signs(directions_, tile_, results_.width);
+      const int common = signs.common();
+      if (common < 0) {
+        remaining_ = RowsByOctant(signs);
+      } else {
+        traceRowPair(tile_, common);
+        traceRowPair(tile_ + 2 * results_.width, common);
+      }
+    }
+    setUp(packet, tile_ + remaining_.row() * results_.width);
+    return true;
+  }
+
+  bool nextTile() {
+    const int64_t width = results_.width;
+    tile_ += kTileSide;
+    if (tile_ == rowEnd_) {
+      tile_ += (kTileSide - 1) * width;
+      rowEnd_ = tile_ + width;
+    }
+    return tile_ < rays_;
+  }
+
+  void traceRowPair(int64_t first, int octant) {
+    NearestPacket<Kind, 8> packet;
+    setUp(packet, first);
+    packet.octant = octant;
+    walkAlone(scene_.pRoot, packet);
+  }
+
+  template <int N>
+  void setUp(NearestPacket<Kind, N> &packet, int64_t first) const {
+    packet.scene = &scene_;
+    packet.rows = results_.from(first);
+    packet.ray.loadDirections(directions_, first, results_.width);
+    setOrigin_(packet.ray, first);
+  }
+
+  static constexpr bool kSkipsUnwanted = std::is_same_v<Kind, ManyOriginRays>;
+
+  const SetOrigin &setOrigin_;
+  const float *const *directions_;
+  const VekrIntersectScene &scene_;
+  const ResultRows results_;
+  const int64_t rays_;
+  int64_t tile_ = -kTileSide, rowEnd_ = results_.width;
+  RowsByOctant remaining_;
+};
 
 }  // namespace
 
@@ -126,17 +182,21 @@ VekStatus ownIntersectEyeBlock4_w7(const float *pOrigin, const float *const *pDi
                                    const VekrIntersectScene &scene, float *pDistances, float *const *pHits,
                                    int32_t *pHitTriangles, VekrBlockSize size) {
   const float origin[3] = {pOrigin[0], pOrigin[1], pOrigin[2]};
-  return intersectBlock<EyeRays>([&](auto &ray, int64_t) { ray.setOrigin(origin); }, pDirections, scene,
-                                 pDistances, pHits, pHitTriangles, size);
+  const auto setOrigin = [&](auto &ray, int64_t) { ray.setOrigin(origin); };
+  NearestBlock<EyeRays, decltype(setOrigin)>(setOrigin, pDirections, scene, pDistances, pHits, pHitTriangles,
+                                             size)
+      .trace();
+  return vekOk;
 }
 
 VekStatus ownIntersectBlock4_w7(const float *const *pOrigins, const float *const *pDirections,
                                 const VekrIntersectScene &scene, float *pDistances, float *const *pHits,
                                 int32_t *pHitTriangles, VekrBlockSize size) {
-  const int64_t width = size.width;
-  return intersectBlock<ManyOriginRays>(
-      [&](auto &ray, int64_t first) { ray.loadOrigins(pOrigins, first, width); }, pDirections, scene,
-      pDistances, pHits, pHitTriangles, size);
+  const auto setOrigin = [&](auto &ray, int64_t first) { ray.loadOrigins(pOrigins, first, size.width); };
+  NearestBlock<ManyOriginRays, decltype(setOrigin)>(setOrigin, pDirections, scene, pDistances, pHits,
+                                                    pHitTriangles, size)
+      .trace();
+  return vekOk;
 }
 
 }  // namespace vekr::VEKR_ISA
