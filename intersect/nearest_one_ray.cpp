@@ -1,4 +1,5 @@
 #include "intersect/clip.h"
+#include "intersect/interleaved.h"
 #include "intersect/one_ray.h"
 #include "intersect/one_ray_walk.h"
 
@@ -6,14 +7,18 @@ namespace vekr {
 
 namespace {
 
-// What distinguishes the two kinds in the triangle test. Every difference is contract.
+// What distinguishes the two kinds in the triangle test, where every difference is contract, and in the walk, where it is
+// one of speed.
 struct Eye : EyeRays {
+  // Neighbours go the same way, and the processor foresees their branches.
+  static constexpr bool kTakesTurns = false;
   static bool skips(int32_t, int32_t) { return false; }
   static bool isTooParallel(float) { return false; }
   static bool isNearer(float t, float best) { return best > t; }
 };
 
 struct ManyOrigins : ManyOriginRays {
+  static constexpr bool kTakesTurns = true;
   static constexpr float kSmallestDen = std::bit_cast<float>(0x35a00000u);  // 1.1920929e-6
   static constexpr float kHitMargin = std::bit_cast<float>(0x3727c5acu);    // 1e-5
   static bool skips(int32_t triangle, int32_t best) { return triangle == best; }
@@ -22,29 +27,40 @@ struct ManyOrigins : ManyOriginRays {
 };
 
 template <class Kind>
-void intersectRay(const VekrIntersectScene &scene, WalkRay &w, float *pDistance, float *pWeightA,
-                  float *pWeightB, int32_t *pTriangle) {
-  *pTriangle = -1;
-  if (!clipToBox<Kind>(scene.pBox, *pDistance, w)) return;
-  float best = *pDistance;
-  int32_t bestTriangle = -1;
-  const auto visit = [&](int32_t triangle) {
-    const VekrTriangleAccel &record = scene.pTriangles[triangle];
-    if (isDegenerate(record) || Kind::skips(triangle, bestTriangle)) return true;
+struct NearestQuery {
+  static constexpr float kMargin = kNodeMargin;
+
+  const VekrIntersectScene *scene;
+  WalkRay w;
+  float *distance, *weightA, *weightB;
+  int32_t *triangle;
+  float best;
+  int32_t bestTriangle;
+
+  bool begin() {
+    *triangle = bestTriangle = -1;
+    best = *distance;
+    return clipToBox<Kind>(scene->pBox, best, w);
+  }
+
+  bool visit(int32_t number) {
+    const VekrTriangleAccel &record = scene->pTriangles[number];
+    if (isDegenerate(record) || Kind::skips(number, bestTriangle)) return true;
     const TriangleTest test(record, w.ray);
     if (Kind::isTooParallel(test.den) || !test.inside()) return true;
     const float t = test.num / test.den;
     if (!(Kind::isNearer(t, best) && t > 0.0f)) return true;
     best = t;
-    bestTriangle = triangle;
-    *pDistance = t;
-    *pWeightB = test.b / test.den;
-    *pWeightA = test.a / test.den;
-    *pTriangle = triangle;
+    bestTriangle = number;
+    *distance = t;
+    *weightB = test.b / test.den;
+    *weightA = test.a / test.den;
+    *triangle = number;
     return true;
-  };
-  walkTree(scene.pRoot, w, kNodeMargin, visit, [&](float far) { return far >= best; });
-}
+  }
+
+  bool done(float far) const { return far >= best; }
+};
 
 // `originOf(axis, i)` gives a component of a ray's origin.
 template <class Kind, class OriginOf>
@@ -52,13 +68,30 @@ void intersectBlock(const OriginOf &originOf, const float *const *pDirections,
                     const VekrIntersectScene &scene, float *pDistances, float *const *pHits,
                     int32_t *pHitTriangles, VekrBlockSize size) {
   const int64_t rays = static_cast<int64_t>(size.width) * size.height;
-  for (int64_t i = 0; i < rays; ++i) {
-    WalkRay w;
+  const auto setUp = [&](NearestQuery<Kind> &query, int64_t i) {
+    query.scene = &scene;
     for (int axis = 0; axis < 3; ++axis) {
-      w.ray.origin[axis] = originOf(axis, i);
-      w.ray.direction[axis] = pDirections[axis][i];
+      query.w.ray.origin[axis] = originOf(axis, i);
+      query.w.ray.direction[axis] = pDirections[axis][i];
     }
-    intersectRay<Kind>(scene, w, pDistances + i, pHits[0] + i, pHits[1] + i, pHitTriangles + i);
+    query.distance = pDistances + i;
+    query.weightA = pHits[0] + i;
+    query.weightB = pHits[1] + i;
+    query.triangle = pHitTriangles + i;
+  };
+  if constexpr (Kind::kTakesTurns) {
+    int64_t i = 0;
+    walkInterleaved<OneRayWalk<NearestQuery<Kind>>>([&](auto &walk) {
+      if (i == rays) return false;
+      setUp(walk.query, i++);
+      return true;
+    });
+  } else {
+    for (int64_t i = 0; i < rays; ++i) {
+      NearestQuery<Kind> query;
+      setUp(query, i);
+      walkAlone(query);
+    }
   }
 }
 

@@ -54,4 +54,75 @@ void walkTree(const VekrKDTreeNode *root, const WalkRay &w, float margin, const 
   }
 }
 
+// What a ray looks for is told by a Query:
+//   const VekrIntersectScene *scene, WalkRay w, static constexpr float kMargin
+//   bool begin()                            sets up w; false if nothing of the interval is left
+//   bool visit(triangle), bool done(far)    as above
+template <class Query>
+void walkAlone(Query &query) {
+  if (!query.begin()) return;
+  walkTree(
+      query.scene->pRoot, query.w, Query::kMargin, [&](int32_t triangle) { return query.visit(triangle); },
+      [&](float far) { return query.done(far); });
+}
+
+// The same walk for turns with others (interleaved.h): what is decided by branches above is computed here, which
+// pays where rays have little to do with one another.
+template <class Query>
+class OneRayWalk {
+ public:
+  Query query;
+
+  bool begin() {
+    if (!query.begin()) return false;
+    node_ = query.scene->pRoot;
+    near_ = query.w.near;
+    far_ = query.w.far;
+    waiting_ = 0;
+    return true;
+  }
+
+  bool atLeaf() const { return isLeaf(*node_); }
+
+  // An entry is written in any case, and counts if both children are entered.
+  [[gnu::always_inline]] inline void descend() {
+    const int32_t axis = splitAxis(*node_);
+    const float t = (splitPosition(*node_) - query.w.ray.origin[axis]) * query.w.inverse[axis];
+    const VekrKDTreeNode *pair = childPair(node_);
+    const int32_t sign = query.w.sign[axis];
+    const int32_t farOnly = near_ - t > Query::kMargin;
+    const int32_t both = (farOnly ^ 1) & !(t - far_ > Query::kMargin);
+    stack_[waiting_] = {pair + (1 - sign), far_};
+    waiting_ += both;
+    const float end = t < far_ ? t : far_;
+    const float clipped = near_ > end ? near_ : end;
+    const uint32_t taken = 0u - static_cast<uint32_t>(both);
+    far_ = std::bit_cast<float>((std::bit_cast<uint32_t>(clipped) & taken) |
+                                (std::bit_cast<uint32_t>(far_) & ~taken));
+    node_ = pair + (sign ^ farOnly);
+  }
+
+  [[gnu::noinline]] bool leave() {
+    if (!forLeafTriangles(node_, [this](int32_t triangle) { return query.visit(triangle); })) return false;
+    if (waiting_ == 0 || query.done(far_)) return false;
+    --waiting_;
+    near_ = far_;
+    far_ = stack_[waiting_].far;
+    node_ = stack_[waiting_].node;
+    return true;
+  }
+
+  void end() {}
+
+ private:
+  struct Entry {
+    const VekrKDTreeNode *node;
+    float far;
+  };
+  const VekrKDTreeNode *node_;
+  float near_, far_;
+  int waiting_;
+  Entry stack_[kMaxTreeDepth + 1];  // one more: an entry is written before it is known to count
+};
+
 }  // namespace vekr

@@ -228,18 +228,18 @@ template <int N, class Visit, class Resume>
 }
 
 // What a packet of one kind of query looks for is told by a Packet:
-//   PacketRay<N> ray, int octant
+//   const VekrIntersectScene *scene, PacketRay<N> ray, int octant
 //   Mask<N> begin(PacketInterval<N> &)       set up; the active lanes, of which there may be none
 //   bool visit(int32_t triangle, Mask<N>)    as in walkTree()
 //   Mask<N> resume(Float<N> far)             as in walkTree()
 //   void end()                               results to the caller's arrays; not called if no lane was active
 template <class Packet>
-[[gnu::always_inline]] inline void walkAlone(const VekrKDTreeNode *root, Packet &packet) {
+[[gnu::always_inline]] inline void walkAlone(Packet &packet) {
   PacketInterval<Packet::kLanes> interval;
   const auto active = packet.begin(interval);
   if (!anyOf(active)) return;
   walkTree(
-      root, packet.ray, packet.octant, active, interval,
+      packet.scene->pRoot, packet.ray, packet.octant, active, interval,
       [&](int32_t triangle, auto lanes) { return packet.visit(triangle, lanes); },
       [&](auto far) { return packet.resume(far); });
   packet.end();

@@ -151,7 +151,7 @@ class Tile {
       packet.ray.loadDirections(directions_, at(row), width_);
       packet.ray.setOrigin(origin);
       packet.octant = octant;
-      walkAlone(scene.pRoot, packet);
+      walkAlone(packet);
     }
   }
 
@@ -163,7 +163,7 @@ class Tile {
       packet.occluderRow = occluders_ + at(remaining.row());
       packet.maskRow = mask_ + at(remaining.row());
       packet.ray = rayOf(origin, remaining.row());
-      walkAlone(scene.pRoot, packet);
+      walkAlone(packet);
     }
   }
 

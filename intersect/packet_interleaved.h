@@ -1,40 +1,33 @@
-// Several packets of one row at a time. The packets of a mixed tile hold few rays each, which have little to do with one
-// another: the processor can't foresee their branches, and at each node it waits for the node before. So some packets
-// take turns, a node each, and what walkTree() decides by branches at an inner node is computed here. Every packet sees
-// the same nodes, leaves and lanes as in walkTree(), whatever flies beside it.
+// A packet's walk that takes turns with others: that of walkTree(), with what is decided by branches there computed.
+// It pays for the packets of mixed tiles, which hold few and unlike rays; the branches of others are foreseen.
 #pragma once
 
-#include <utility>
-
+#include "intersect/interleaved.h"
 #include "intersect/packet.h"
 
 namespace vekr::VEKR_ISA {
 
-// Four keep the processor busy; more contend for the cache.
-constexpr int kPacketsInFlight = 4;
-
 template <class Packet>
-class InterleavedWalk {
+class PacketWalk {
   static constexpr int N = Packet::kLanes;
 
  public:
   Packet packet;
 
-  // Whether there is anything to walk for.
-  bool begin(const VekrKDTreeNode *root) {
+  bool begin() {
     PacketInterval<N> interval;
     active_ = packet.begin(interval);
     if (!anyOf(active_)) return false;
     near_ = interval.near;
     far_ = interval.far;
-    node_ = root;
+    node_ = packet.scene->pRoot;
     waiting_ = 0;
     return true;
   }
 
   bool atLeaf() const { return isLeaf(*node_); }
 
-  // From an inner node to one of its children. An entry is written in any case, and counts if both are entered.
+  // An entry is written in any case, and counts if both are entered.
   [[gnu::always_inline]] inline void descend() {
     const int32_t axis = splitAxis(*node_);
     const Float<N> t = (Float<N>(splitPosition(*node_)) - packet.ray.origin[axis]) * packet.ray.inverse[axis];
@@ -52,7 +45,6 @@ class InterleavedWalk {
     node_ = pair + (first ^ entersNear ^ 1);
   }
 
-  // From a leaf to the cell that is next; false if the walk is over.
   [[gnu::noinline]] bool leave() {
     const Mask<N> active = active_;
     if (!forLeafTriangles(node_, [&](int32_t triangle) { return packet.visit(triangle, active); }))
@@ -67,6 +59,8 @@ class InterleavedWalk {
     return true;
   }
 
+  void end() { packet.end(); }
+
  private:
   struct Entry {
     const VekrKDTreeNode *node;
@@ -78,46 +72,5 @@ class InterleavedWalk {
   Float<N> near_, far_;
   Entry stack_[kMaxTreeDepth + 1];  // one more: an entry is written before it is known to count
 };
-
-// Walks for all packets that next(packet) sets up, until it returns false.
-template <class Packet, class Next>
-void walkInterleaved(const VekrKDTreeNode *root, const Next &next) {
-  using Walk = InterleavedWalk<Packet>;
-  Walk walks[kPacketsInFlight];
-  Walk *inFlight[kPacketsInFlight];
-  int count = 0;
-  const auto beginNext = [&](Walk &walk) {
-    while (next(walk.packet)) {
-      if (walk.begin(root)) return true;
-    }
-    return false;
-  };
-  while (count < kPacketsInFlight && beginNext(walks[count])) {
-    inFlight[count] = &walks[count];
-    ++count;
-  }
-  while (count == kPacketsInFlight) {
-#pragma GCC unroll 4
-    for (Walk *&walk : inFlight) {
-      if (!walk->atLeaf()) {
-        walk->descend();
-        continue;
-      }
-      if (walk->leave()) continue;
-      walk->packet.end();
-      if (beginNext(*walk)) continue;
-      --count;
-      std::swap(walk, inFlight[count]);
-      break;
-    }
-  }
-  for (int i = 0; i < count; ++i) {
-    Walk &walk = *inFlight[i];
-    do {
-      while (!walk.atLeaf()) walk.descend();
-    } while (walk.leave());
-    walk.packet.end();
-  }
-}
 
 }  // namespace vekr::VEKR_ISA

@@ -118,7 +118,7 @@ class NearestBlock {
 
   void trace() {
     std::fill_n(results_.triangle, rays_, -1);
-    walkInterleaved<RowPacket>(scene_.pRoot, [this](RowPacket &packet) { return nextRow(packet); });
+    walkInterleaved<PacketWalk<RowPacket>>([this](auto &walk) { return nextRow(walk.packet); });
   }
 
  private:
@@ -154,7 +154,7 @@ class NearestBlock {
     NearestPacket<Kind, 8> packet;
     setUp(packet, first);
     packet.octant = octant;
-    walkAlone(scene_.pRoot, packet);
+    walkAlone(packet);
   }
 
   template <int N>
