@@ -2,7 +2,7 @@
 
 #include <bit>
 
-#include "prmisc/groups.h"
+#include "prmisc/masked_groups.h"
 
 namespace vekr::VEKR_ISA {
 
@@ -15,7 +15,7 @@ VEKR_FLATTEN void castEyePlain(const EyeGrid &grid, float *const *pDirections, V
     const int64_t rowStart = static_cast<int64_t>(row) * size.width;
     for (int c = 0; c < 3; ++c) {
       const float start = y * grid.stepY[c] + grid.corner[c];
-      forGroups(size.width, [&]<int N>(Lanes<N>, int64_t column) {
+      forGroups(0, size.width, [=]<int N>(Lanes<N>, int64_t column) {
         const Float<N> x = grid.x0 + countedFrom<N>(static_cast<int32_t>(column));
         (start + x * grid.stepX[c]).store(pDirections[c] + rowStart + column);
       });
@@ -29,7 +29,7 @@ VEKR_FLATTEN void castEyeFourWide(const EyeGrid &grid, float *const *pDirections
     float start = (grid.stepY[c] * grid.y0 + grid.corner[c]) + grid.stepX[c] * grid.x0;
     float *out = pDirections[c];
     for (int32_t row = 0; row < size.height; ++row, out += size.width, start += grid.stepY[c]) {
-      forGroups(size.width, [&]<int N>(Lanes<N>, int64_t column) {
+      forGroups(0, size.width, [=]<int N>(Lanes<N>, int64_t column) {
         (start + Float<N>(grid.stepX[c]) * countedFrom<N>(static_cast<int32_t>(column))).store(out + column);
       });
     }

@@ -3,7 +3,7 @@
 #include <bit>
 #include <limits>
 
-#include "prmisc/groups.h"
+#include "prmisc/masked_groups.h"
 
 namespace vekr::VEKR_ISA {
 

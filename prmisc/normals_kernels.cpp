@@ -3,7 +3,7 @@
 #include <bit>
 
 #include "frame/integer.h"
-#include "prmisc/groups.h"
+#include "prmisc/masked_groups.h"
 
 namespace vekr::VEKR_ISA {
 

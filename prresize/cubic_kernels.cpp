@@ -56,8 +56,8 @@ void ownpr_DepC(Rows<Voxel> destination, const float *const *slices, int64_t sli
     const FourRows four = {{slices[0] + at, slices[1] + at, slices[2] + at, slices[3] + at}, weights};
     Voxel *const out = destination.row(j);
     forPlaces(axes, j, [&]<Place where>(PlaceIs<where>, int32_t begin, int32_t end) {
-      forLaneGroups(begin, end,
-                    [=]<int N>(LaneCount<N>, int64_t i) { storeVoxels<where>(four.mixed<N>(i), out + i); });
+      forGroups(begin, end,
+                [=]<int N>(Lanes<N>, int64_t i) { storeVoxels<where>(four.mixed<N>(i), out + i); });
     });
   }
 }

@@ -3,10 +3,10 @@
 
 #include <cstdint>
 
+#include "frame/groups.h"
 #include "prresize/axis.h"
 #include "prresize/prefetch.h"
 #include "volume/convert.h"
-#include "volume/groups.h"
 
 namespace vekr::VEKR_ISA {
 
@@ -27,7 +27,7 @@ inline __m128 products(const Voxel *row, int32_t index, const CubicWeights &weig
 }
 
 template <class Voxel>
-Float<4> cubicSums(LaneCount<4>, const Voxel *row, const int32_t *index, const CubicWeights *weights) {
+Float<4> cubicSums(Lanes<4>, const Voxel *row, const int32_t *index, const CubicWeights *weights) {
   const __m128 low = _mm_hadd_ps(products(row, index[0], weights[0]), products(row, index[1], weights[1]));
   const __m128 high = _mm_hadd_ps(products(row, index[2], weights[2]), products(row, index[3], weights[3]));
   return _mm_hadd_ps(low, high);
@@ -50,7 +50,7 @@ inline __m256 fourAndFour(const uint8_t *low, const uint8_t *high) {
 }
 
 template <class Voxel>
-Float<8> cubicSums(LaneCount<8>, const Voxel *row, const int32_t *index, const CubicWeights *weights) {
+Float<8> cubicSums(Lanes<8>, const Voxel *row, const int32_t *index, const CubicWeights *weights) {
   const auto pair = [&](int i) {
     return _mm256_mul_ps(fourAndFour(row + index[i] - 1, row + index[i + 1] - 1),
                          _mm256_loadu_ps(weights[i].k));
@@ -75,7 +75,7 @@ template <EndOrder order, class Voxel>
 void cubicInterior(const Voxel *row, const Voxel *ahead, const Axis<CubicWeights> &x, float *out) {
   const int32_t *const index = x.index;
   const CubicWeights *const weights = x.weight;
-  forLaneGroups(x.runs.lead(), x.runs.tailBegin(), [=]<int N>(LaneCount<N> lanes, int64_t i) {
+  forGroups(x.runs.lead(), x.runs.tailBegin(), [=]<int N>(Lanes<N> lanes, int64_t i) {
     if constexpr (N == 1) {
       out[i] = cubicSum<order>(row, index[i], weights[i]);
     } else {
@@ -99,7 +99,7 @@ struct FourRows {
 
 // The column pass.
 inline void cubicMix(const FourRows &four, float *out, int32_t width) {
-  forLaneGroups(0, width, [=]<int N>(LaneCount<N>, int64_t i) { four.mixed<N>(i).store(out + i); });
+  forGroups(0, width, [=]<int N>(Lanes<N>, int64_t i) { four.mixed<N>(i).store(out + i); });
 }
 
 }  // namespace vekr::VEKR_ISA

@@ -6,9 +6,9 @@
 
 #include <cstdint>
 
+#include "frame/groups.h"
 #include "prresize/axis.h"
 #include "volume/convert.h"
-#include "volume/groups.h"
 
 namespace vekr::VEKR_ISA {
 
@@ -49,7 +49,7 @@ inline void storeWords(__m128i words, uint8_t *out) {
 
 // Eight columns of two rows by one pair of weights.
 template <int shift, class Out>
-inline void mixColumns(LaneCount<8>, const uint16_t *a, const uint16_t *b, FixedPair w, Out *out) {
+inline void mixColumns(Lanes<8>, const uint16_t *a, const uint16_t *b, FixedPair w, Out *out) {
   const __m128i weights = _mm_set1_epi32(pairWord(w));
   const __m128i near = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a));
   const __m128i far = _mm_loadu_si128(reinterpret_cast<const __m128i *>(b));
@@ -76,7 +76,7 @@ inline void storeWords(__m256i words, uint8_t *out) {
 
 // Unpacking and packing both work in each half by itself, so that the columns come out in their order.
 template <int shift, class Out>
-inline void mixColumns(LaneCount<16>, const uint16_t *a, const uint16_t *b, FixedPair w, Out *out) {
+inline void mixColumns(Lanes<16>, const uint16_t *a, const uint16_t *b, FixedPair w, Out *out) {
   const __m256i weights = _mm256_set1_epi32(pairWord(w));
   const __m256i near = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(a));
   const __m256i far = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(b));
@@ -88,7 +88,7 @@ inline void mixColumns(LaneCount<16>, const uint16_t *a, const uint16_t *b, Fixe
 #endif
 
 template <int shift, class Out>
-inline void mixColumns(LaneCount<1>, const uint16_t *a, const uint16_t *b, FixedPair w, Out *out) {
+inline void mixColumns(Lanes<1>, const uint16_t *a, const uint16_t *b, FixedPair w, Out *out) {
   storeAs(out, static_cast<Out>(mixed<shift>(*a, *b, w)));
 }
 
@@ -96,12 +96,12 @@ inline void mixColumns(LaneCount<1>, const uint16_t *a, const uint16_t *b, Fixed
 template <int shift, class Out>
 void mixRows(const uint16_t *a, const uint16_t *b, FixedPair w, Out *out, int32_t begin, int32_t end) {
   int64_t i = begin;
-  const auto groups = [&]<int N>(LaneCount<N> lanes) {
+  const auto groups = [&]<int N>(Lanes<N> lanes) {
     for (; i + N <= end; i += N) mixColumns<shift>(lanes, a + i, b + i, w, out + i);
   };
-  groups(LaneCount<kWidestWords>());
-  if constexpr (kWidestWords > 8) groups(LaneCount<8>());
-  groups(LaneCount<1>());
+  groups(Lanes<kWidestWords>());
+  if constexpr (kWidestWords > 8) groups(Lanes<8>());
+  groups(Lanes<1>());
 }
 
 }  // namespace vekr::VEKR_ISA

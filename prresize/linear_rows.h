@@ -24,7 +24,7 @@ inline __m128 twoPairs(const float *first, const float *second) {
 }
 
 template <Place where>
-Float<4> rowMix(LaneCount<4>, const float *row, const int32_t *index, const float *weight) {
+Float<4> rowMix(Lanes<4>, const float *row, const int32_t *index, const float *weight) {
   const __m128 low = twoPairs(row + index[0], row + index[1]),
                high = twoPairs(row + index[2], row + index[3]);
   return mixed<where>(Float<4>(_mm_shuffle_ps(low, high, _MM_SHUFFLE(2, 0, 2, 0))),
@@ -33,7 +33,7 @@ Float<4> rowMix(LaneCount<4>, const float *row, const int32_t *index, const floa
 
 #ifdef __AVX2__
 template <Place where>
-Float<8> rowMix(LaneCount<8>, const float *row, const int32_t *index, const float *weight) {
+Float<8> rowMix(Lanes<8>, const float *row, const int32_t *index, const float *weight) {
   const auto pairs = [&](int i, int j) {
     return _mm256_insertf128_ps(_mm256_castps128_ps256(twoPairs(row + index[i], row + index[i + 1])),
                                 twoPairs(row + index[j], row + index[j + 1]), 1);
@@ -46,7 +46,7 @@ Float<8> rowMix(LaneCount<8>, const float *row, const int32_t *index, const floa
 #endif
 
 template <Place where>
-Float<1> rowMix(LaneCount<1>, const float *row, const int32_t *index, const float *weight) {
+Float<1> rowMix(Lanes<1>, const float *row, const int32_t *index, const float *weight) {
   return mixed<where>(Float<1>(loadAs<float>(row + *index)), Float<1>(loadAs<float>(row + *index + 1)),
                       Float<1>(*weight));
 }
@@ -62,7 +62,7 @@ void rowPass(const float *row, const float *ahead, const Axis<float> &x, float *
              int32_t end) {
   const int32_t *const index = x.index;
   const float *const weight = x.weight;
-  forLaneGroups(begin, end, [=]<int N>(LaneCount<N> lanes, int64_t i) {
+  forGroups(begin, end, [=]<int N>(Lanes<N> lanes, int64_t i) {
     if constexpr (N == 8) prefetchGroup(ahead, index + i);
     storeRow(rowMix<where>(lanes, row, index + i, weight + i), out + i);
   });
@@ -159,7 +159,7 @@ void linearRow(const Voxel *row, const Voxel *ahead, const Axis<Weight> &x, Midd
 inline void mixRow(const float *near, const float *far, float f, float *out, const PlaneAxes<float> &axes,
                    int32_t) {
   const float g = 1.0f - f;
-  forLaneGroups(0, axes.x.runs.count(), [=]<int N>(LaneCount<N>, int64_t i) {
+  forGroups(0, axes.x.runs.count(), [=]<int N>(Lanes<N>, int64_t i) {
     storeRow(Float<N>(g) * Float<N>::load(near + i) + Float<N>(f) * Float<N>::load(far + i), out + i);
   });
 }

@@ -20,10 +20,10 @@ class Progress {
   Progress(const Progress &) = delete;
   Progress &operator=(const Progress &) = delete;
 
-  // One more step is done; may be called from any thread.
-  void step() {
+  // So many more steps are done; may be called from any thread.
+  void step(int64_t steps = 1) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    ++done_;
+    done_ += steps;
     const int percent = static_cast<int>(done_ * 100 / std::max<int64_t>(total_, 1));
     if (!shown_ || percent == percent_) return;
     percent_ = percent;

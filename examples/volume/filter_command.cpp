@@ -9,7 +9,6 @@
 #include "commands.h"
 #include "filter_kernel.h"
 #include "options.h"
-#include "progress.h"
 #include "vekcore.h"
 
 namespace vekr_example {
@@ -148,12 +147,9 @@ struct FilterCommand {
     const Padded padded(src, kernel, border == "reflect" ? reflected : replicated);
     Stopwatch stopwatch;
     {
-      Progress progress("filter", dst.size.depth);
-      for (int32_t z = 0; z < dst.size.depth; z += kPlanesAtOnce) {
-        const int32_t planes = std::min(kPlanesAtOnce, dst.size.depth - z);
+      forPlaneRuns("filter", dst.size.depth, [&](int32_t z, int32_t planes) {
         check(stopwatch.time([&] { return filterOnThreads(padded, dst, kernel, z, planes); }));
-        progress.show(z + planes);
-      }
+      });
     }
     files.write(src, dst);
     stopwatch.report(dst, "filter, " + kernelName + " / " + std::to_string(kernel.divisor));

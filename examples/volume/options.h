@@ -2,11 +2,13 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <chrono>
 #include <string>
 #include <vector>
 
 #include "nifti_file.h"
+#include "progress.h"
 #include "volume.h"
 
 namespace vekr_example {
@@ -35,6 +37,20 @@ struct RegionOption {
   void addTo(CLI::App &command);
   VekrVolumeBox boxOf(const Volume &volume) const;
 };
+
+// Planes that are handed to the library at once: enough for all of its threads, few enough for the bar to move.
+constexpr int32_t kPlanesAtOnce = 32;
+
+// Calls body(z, planes) for runs of planes, with a progress bar.
+template <class Body>
+void forPlaneRuns(const char *what, int32_t depth, const Body &body) {
+  Progress progress(what, depth);
+  for (int32_t z = 0; z < depth; z += kPlanesAtOnce) {
+    const int32_t planes = std::min(kPlanesAtOnce, depth - z);
+    body(z, planes);
+    progress.step(planes);
+  }
+}
 
 // Throws what a status other than vekOk says.
 void check(VekStatus status);

@@ -6,7 +6,6 @@
 
 #include "commands.h"
 #include "options.h"
-#include "progress.h"
 
 namespace vekr_example {
 
@@ -90,17 +89,14 @@ struct RemapCommand {
     const auto from = src.planes<const T>();
     const auto to = dst.planes<T>();
     Maps maps(dst.size, std::min(kPlanesAtOnce, dst.size.depth));
-    Progress progress("remap", dst.size.depth);
-    for (int32_t z = 0; z < dst.size.depth; z += kPlanesAtOnce) {
-      const int32_t planes = std::min(kPlanesAtOnce, dst.size.depth - z);
+    forPlaneRuns("remap", dst.size.depth, [&](int32_t z, int32_t planes) {
       maps.fill(z, planes, chosen, strength);
       check(stopwatch.time([&] {
         return function(from.data(), src.size, src.step(), region.boxOf(src), maps.list(0), maps.list(1),
                         maps.list(2), maps.step(), to.data() + z, dst.step(),
                         {dst.size.width, dst.size.height, planes}, interpolation.code);
       }));
-      progress.show(z + planes);
-    }
+    });
   }
 
   void run() const {

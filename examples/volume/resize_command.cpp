@@ -8,7 +8,6 @@
 #include "commands.h"
 #include "nifti_file.h"
 #include "options.h"
-#include "progress.h"
 #include "vekcore.h"
 
 namespace vekr_example {
@@ -106,16 +105,13 @@ struct ResizeCommand {
   template <class ResizeBox>
   void resize(const Volume &src, const Volume &dst, Stopwatch &stopwatch, const ResizeBox &resizeBox) const {
     std::vector<uint8_t> buffer;
-    Progress progress("resize", dst.size.depth);
-    for (int32_t z = 0; z < dst.size.depth; z += kPlanesAtOnce) {
-      const int32_t planes = std::min(kPlanesAtOnce, dst.size.depth - z);
+    forPlaneRuns("resize", dst.size.depth, [&](int32_t z, int32_t planes) {
       const VekrVolumeBox box = {0, 0, z, dst.size.width, dst.size.height, planes};
       int32_t bytes = 0;
       check(vekrResizeGetBufSize(boxOf(src), box, 1, interpolation.code, &bytes));
       buffer.resize(static_cast<size_t>(bytes));
       check(stopwatch.time([&] { return resizeBox(box, buffer.data()); }));
-      progress.show(z + planes);
-    }
+    });
   }
 
   static VekrVolumeBox boxOf(const Volume &v) { return {0, 0, 0, v.size.width, v.size.height, v.size.depth}; }

@@ -1,5 +1,4 @@
 // vekr-volume warp: turns, scales and moves a volume, or puts it through any affine matrix.
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <fstream>
@@ -8,7 +7,6 @@
 #include "commands.h"
 #include "nifti_file.h"
 #include "options.h"
-#include "progress.h"
 
 namespace vekr_example {
 
@@ -116,16 +114,13 @@ struct WarpCommand {
             Stopwatch &stopwatch) const {
     const auto from = src.planes<const T>();
     const auto to = dst.planes<T>();
-    Progress progress("warp", dst.size.depth);
-    for (int32_t z = 0; z < dst.size.depth; z += kPlanesAtOnce) {
-      const int32_t planes = std::min(kPlanesAtOnce, dst.size.depth - z);
+    forPlaneRuns("warp", dst.size.depth, [&](int32_t z, int32_t planes) {
       check(stopwatch.time([&] {
         return function(from.data(), src.size, src.step(), region.boxOf(src), to.data(), dst.step(),
                         {0, 0, z, dst.size.width, dst.size.height, planes}, matrix.data(),
                         interpolation.code);
       }));
-      progress.show(z + planes);
-    }
+    });
   }
 
   void run() const {

@@ -1,28 +1,9 @@
-// Walks an array in groups of lanes: the widest first, then four, then the remainder one by one. Bodies are
-// generic lambdas over the lane count, so that every group and the remainder run through the same lines.
+// Walks rays with a mask plane in groups of lanes: what is dead is not computed.
 #pragma once
 
-#include <cstdint>
-
-#include "frame/simd.h"
+#include "frame/groups.h"
 
 namespace vekr::VEKR_ISA {
-
-template <int N>
-struct Lanes {
-  static constexpr int count = N;
-};
-
-// body(Lanes<N>, i) for the groups that cover 0 to length - 1.
-template <class Body>
-void forGroups(int32_t length, const Body &body) {
-  int64_t i = 0;
-#ifdef __AVX2__
-  for (; i + 8 <= length; i += 8) body(Lanes<8>(), i);
-#endif
-  for (; i + 4 <= length; i += 4) body(Lanes<4>(), i);
-  for (; i < length; ++i) body(Lanes<1>(), i);
-}
 
 // One group of four or one ray: live(i, alive) if any lane is alive, otherwise dead(Lanes<N>, i).
 template <int N, class Live, class Dead>
