@@ -1,7 +1,9 @@
 #include "pr_avlopsahopt/psah_search.h"
 
+#include <omp.h>
 #include <smmintrin.h>
 
+#include <algorithm>
 #include <bit>
 
 #include "pr_avlopsahopt/psah_bins.h"
@@ -225,10 +227,12 @@ class Search {
       takeChoice(findings_[axis], cells_[axis], bins[axis].choosePlane(worth_ / cells_[axis].rim));
     };
     if (node_.count > kSearchWidthLimit && axisCount > 1) {
-#pragma omp parallel for schedule(static) num_threads(axisCount)
+      // A team larger than the machine sleeps and wakes at each region, which costs more than an axis.
+      const int32_t team = std::min(axisCount, omp_get_num_procs());
+#pragma omp parallel for schedule(static) num_threads(team)
       for (int32_t i = 0; i < axisCount; ++i) count(axes[i]);
       for (int32_t i = 0; i < axisCount; ++i) tightenWorth(bounds[axes[i]]);
-#pragma omp parallel for schedule(static) num_threads(axisCount)
+#pragma omp parallel for schedule(static) num_threads(team)
       for (int32_t i = 0; i < axisCount; ++i) choose(axes[i]);
       return;
     }
