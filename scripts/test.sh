@@ -39,5 +39,5 @@ check_library_alone
 run_preset tsan -L threads
 run_preset asan
 run_preset clang
-run_preset debug -E sse41
+run_preset debug -E "_test[.]sse41"
 run_preset release

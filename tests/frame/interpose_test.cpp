@@ -115,6 +115,68 @@ TEST_F(Interposed, TriangleNormalsAskForThreadsOnceACall) {
   }
 }
 
+// A host that counts or changes its answer sees these calls: none for a volume thinner than 16, one where the answer is a
+// single thread, and a second one for the team. A resize with a team computes the size of the threads' buffers with a
+// third.
+TEST_F(Interposed, VolumesAskForThreadsAfreshAtEachDecision) {
+  constexpr int32_t kSide = 16;
+  const size_t voxels = size_t{kSide} * kSide * kSide;
+  std::vector<float> source(voxels, 1.0f), destination(voxels), zeros(kSide * kSide);
+  std::vector<const float *> from, map(kSide, zeros.data());
+  std::vector<float *> to;
+  for (size_t z = 0; z < kSide; ++z) {
+    from.push_back(source.data() + z * kSide * kSide);
+    to.push_back(destination.data() + z * kSide * kSide);
+  }
+  const VekrVolumeSize size = {kSide, kSide, kSide};
+  const VekrVolumeBox all = {0, 0, 0, kSide, kSide, kSide};
+  constexpr int32_t kStep = kSide * sizeof(float);
+  const double identity[3][4] = {{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}};
+  struct Queries {
+    int remap, warp, resize, block;
+  };
+  const auto queriesOf = [&](int32_t depth) {
+    Queries queries;
+    const VekrVolumeBox box = {0, 0, 0, kSide, kSide, depth};
+    const auto counted = [](auto call) {
+      calls.threadQueries = 0;
+      EXPECT_EQ(call(), vekOk);
+      return calls.threadQueries;
+    };
+    int32_t bytes = 0;
+    EXPECT_EQ(vekrResizeGetBufSize(all, all, 1, vekrInterLinear, &bytes), vekOk);
+    std::vector<uint8_t> buffer(static_cast<size_t>(bytes));
+    queries.remap = counted([&] {
+      return vekrRemap_32f_C1PV(from.data(), size, kStep, all, map.data(), map.data(), map.data(), kStep,
+                                to.data(), kStep, {kSide, kSide, depth}, vekrInterLinear);
+    });
+    queries.warp = counted([&] {
+      return vekrWarpAffine_32f_C1PV(from.data(), size, kStep, all, to.data(), kStep, box, &identity[0][0],
+                                     vekrInterLinear);
+    });
+    queries.block = counted([&] {
+      return vekrResize_32f_C1V(source.data(), size, kStep, kStep * kSide, all, destination.data(), kStep,
+                                kStep * kSide, box, 1, 1, 1, 0, 0, 0, vekrInterLinear, buffer.data());
+    });
+    queries.resize = counted([&] {
+      return vekrResize_32f_C1PV(from.data(), size, kStep, all, to.data(), kStep, box, 1, 1, 1, 0, 0, 0,
+                                 vekrInterLinear, buffer.data());
+    });
+    return queries;
+  };
+  for (threads = 1; threads <= 3; ++threads) {
+    SCOPED_TRACE(threads);
+    const Queries thin = queriesOf(15), full = queriesOf(16);
+    EXPECT_EQ(thin.remap + thin.warp + thin.resize + thin.block, 0);
+    const int asked = threads == 1 ? 1 : 2;
+    EXPECT_EQ(full.remap, asked);
+    EXPECT_EQ(full.warp, asked);
+    EXPECT_EQ(full.block, threads == 1 ? 1 : 3);
+    EXPECT_EQ(full.resize, 0);
+  }
+  EXPECT_TRUE(calls.sizes.empty());
+}
+
 // The library's own allocators, through which every block comes.
 TEST_F(Interposed, UnitsBelowOneAskForNothing) {
   for (const int32_t none : {0, -1, INT32_MIN}) {

@@ -1,6 +1,7 @@
 // Remap where a sentence of its contract can be checked by hand.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <functional>
@@ -193,6 +194,57 @@ TEST(RemapLinear, ARegionOfOneVoxelAtTheOriginGivesThatVoxel) {
   auto src = madeOf<float>(kEight, [](int, int, int) { return 5.25f; });
   EXPECT_EQ(sampled<float>(src, kEight, {0, 0, 0, 1, 1, 1}, {{0, 0, 0}, {-0.0f, 0, -0.0f}}, vekrInterLinear),
             (std::vector<float>{5.25f, 5.25f}));
+}
+
+// From 2^24 on a float can't tell every voxel from the next: the last voxel of this region, 2^24 + 3, rounds to the one behind
+// it, and a coordinate there counts as inside.
+TEST(RemapLinear, ARegionWhoseEndNoFloatHoldsEndsOneVoxelLater) {
+  constexpr int32_t kEnd = 1 << 24;
+  const VekrVolumeSize size = {kEnd + 8, 2, 2};
+  auto src = madeOf<uint8_t>(size, [](int x, int, int) { return x % 251; });
+  std::vector<std::array<float, 3>> at;
+  std::vector<uint8_t> expected;
+  for (int32_t k = 0; k < 16; ++k) {
+    const int32_t x = kEnd + 4 - 2 * (k % 8);
+    at.push_back({static_cast<float>(x), 0, 0});
+    expected.push_back(static_cast<uint8_t>(x % 251));
+  }
+  EXPECT_EQ(sampled<uint8_t>(src, size, {0, 0, 0, kEnd + 4, 2, 2}, at, vekrInterLinear), expected);
+}
+
+// Callers with sparse volumes leave pointers of planes out that no coordinate asks for.
+template <class Voxel>
+void expectsOnlyNeededPlanes() {
+  auto src = madeOf<Voxel>(kEight, [](int x, int y, int z) { return x + 2 * y + 8 * z; });
+  const Voxel *planes[8] = {};
+  planes[3] = src.list()[3];
+  planes[4] = src.list()[4];
+  // Groups of eight and of four with one, some and all voxels inside; what is outside lies on other planes.
+  const float x[] = {1, 1, 2, 3, 4, 5, 6, 2};
+  for (unsigned inside = 1; inside < 256; inside += 2) {
+    float z[8], y[8];
+    for (unsigned k = 0; k < 8; ++k) {
+      z[k] = (inside >> k) & 1 ? 3.5f : (k % 2 != 0 ? 0.0f : 6.5f);
+      y[k] = (inside >> k) & 1 ? 2.0f : 100.0f;
+    }
+    const float *const maps[3][1] = {{x}, {y}, {z}};
+    Voxel row[8];
+    std::fill_n(row, 8, Voxel{77});
+    Voxel *const dst[] = {row};
+    ASSERT_EQ(remapOf<Voxel>()(planes, kEight, 8 * static_cast<int32_t>(sizeof(Voxel)), kWhole, maps[0],
+                               maps[1], maps[2], 0, dst, 0, {8, 1, 1}, vekrInterLinear),
+              vekOk);
+    for (unsigned k = 0; k < 8; ++k) {
+      const float expected = (inside >> k) & 1 ? x[k] + 4 + 28 : 77.0f;
+      ASSERT_EQ(static_cast<float>(row[k]), expected) << inside << " " << k;
+    }
+  }
+}
+
+TEST(RemapLinear, PlanesThatNoVoxelInsideNeedsAreNotRead) {
+  expectsOnlyNeededPlanes<uint8_t>();
+  expectsOnlyNeededPlanes<uint16_t>();
+  expectsOnlyNeededPlanes<float>();
 }
 
 // Values of 2 below x = 4 and 3 from there on: at x = 3.5 every interpolating cubic gives 2.5.
