@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs every check: formatting, both compilers without warnings, all tests, and all tests again under the sanitizers.
+# Runs every check: formatting, clang-tidy, both compilers without warnings, all tests, and all tests again under the sanitizers.
 #   scripts/test.sh            everything
 #   scripts/test.sh release    only the named presets (release debug clang asan tsan), without the other checks
 set -euo pipefail
@@ -35,6 +35,8 @@ fi
 
 check_format
 check_library_alone
+echo "== clang-tidy"
+scripts/tidy.sh
 # The tests whose threads matter; the other presets run everything.
 run_preset tsan -L threads
 run_preset asan
