@@ -43,8 +43,7 @@ const Maps &maps() {
 }
 
 template <class Voxel>
-void remap(benchmark::State &state, int32_t code, int32_t threads) {
-  vekSetNumThreads(threads);
+void remap(benchmark::State &state, int32_t code) {
   const Cube<Voxel> &src = source<Voxel>();
   Cube<Voxel> dst, twin(kSide, 2);
   constexpr int32_t step = kSide * sizeof(Voxel);
@@ -62,23 +61,9 @@ void remap(benchmark::State &state, int32_t code, int32_t threads) {
   }
   for (auto _ : state) run();
   count(state, kVoxels, 2 * sizeof(Voxel) + 3 * sizeof(float));
-  vekSetNumThreads(0);
 }
 
-template <class Voxel>
-void add() {
-  const std::string voxel = voxelName<Voxel>();
-  benchmark::RegisterBenchmark(("copy/" + voxel).c_str(), copyCube<Voxel>)->Unit(benchmark::kMillisecond);
-  for (const Code &code : kCodes) {
-    for (int32_t threads : threadCounts()) {
-      const std::string name = "remap/" + voxel + "/" + code.name + "/threads:" + std::to_string(threads);
-      configure(benchmark::RegisterBenchmark(
-                    name.c_str(), [=](benchmark::State &state) { remap<Voxel>(state, code.code, threads); }),
-                threads);
-    }
-  }
-}
-
-const bool added = (add<uint8_t>(), add<uint16_t>(), add<float>(), true);
+const bool added =
+    addFamily("remap", []<class Voxel>(benchmark::State &state, int32_t code) { remap<Voxel>(state, code); });
 
 }  // namespace

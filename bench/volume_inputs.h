@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "vekcore/vekcore.h"
@@ -103,6 +104,33 @@ inline std::vector<int32_t> threadCounts() {
   vekSetNumThreads(0);
   const int32_t all = ownGetNumThreads();
   return all > 1 ? std::vector<int32_t>{1, all} : std::vector<int32_t>{1};
+}
+
+// Registers a copy, and run.operator()<Voxel>(state, code) for all interpolations and thread counts.
+template <class Voxel, class Run>
+void addVoxelType(const std::string &family, const Run &run) {
+  const std::string voxel = voxelName<Voxel>();
+  benchmark::RegisterBenchmark(("copy/" + voxel).c_str(), copyCube<Voxel>)->Unit(benchmark::kMillisecond);
+  for (const Code &code : kCodes) {
+    for (int32_t threads : threadCounts()) {
+      const std::string name = family + "/" + voxel + "/" + code.name + "/threads:" + std::to_string(threads);
+      configure(benchmark::RegisterBenchmark(name.c_str(),
+                                             [=](benchmark::State &state) {
+                                               vekSetNumThreads(threads);
+                                               run.template operator()<Voxel>(state, code.code);
+                                               vekSetNumThreads(0);
+                                             }),
+                threads);
+    }
+  }
+}
+
+template <class Run>
+bool addFamily(const std::string &family, const Run &run) {
+  addVoxelType<uint8_t>(family, run);
+  addVoxelType<uint16_t>(family, run);
+  addVoxelType<float>(family, run);
+  return true;
 }
 
 }  // namespace vekr_bench

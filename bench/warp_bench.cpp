@@ -46,8 +46,7 @@ std::array<double, 12> turn() {
 }
 
 template <class Voxel>
-void warp(benchmark::State &state, int32_t code, int32_t threads) {
-  vekSetNumThreads(threads);
+void warp(benchmark::State &state, int32_t code) {
   const Cube<Voxel> &src = source<Voxel>();
   Cube<Voxel> dst, twin;
   constexpr int32_t step = kSide * sizeof(Voxel);
@@ -68,23 +67,9 @@ void warp(benchmark::State &state, int32_t code, int32_t threads) {
   }
   for (auto _ : state) run();
   count(state, kVoxels, 2 * sizeof(Voxel));
-  vekSetNumThreads(0);
 }
 
-template <class Voxel>
-void add() {
-  const std::string voxel = voxelName<Voxel>();
-  benchmark::RegisterBenchmark(("copy/" + voxel).c_str(), copyCube<Voxel>)->Unit(benchmark::kMillisecond);
-  for (const Code &code : kCodes) {
-    for (int32_t threads : threadCounts()) {
-      const std::string name = "warp/" + voxel + "/" + code.name + "/threads:" + std::to_string(threads);
-      configure(benchmark::RegisterBenchmark(
-                    name.c_str(), [=](benchmark::State &state) { warp<Voxel>(state, code.code, threads); }),
-                threads);
-    }
-  }
-}
-
-const bool added = (add<uint8_t>(), add<uint16_t>(), add<float>(), true);
+const bool added =
+    addFamily("warp", []<class Voxel>(benchmark::State &state, int32_t code) { warp<Voxel>(state, code); });
 
 }  // namespace
