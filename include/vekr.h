@@ -9,7 +9,9 @@
  *   - Threads: every function may be called from several threads at once, on separate outputs. Most do all their
  *     work on the caller's thread; the few that fork OpenMP threads say so, and all of those have ended on return.
  *   - Exactness: results are the same to the last bit on every run, for every thread count and compiler. Where
- *     two forms of a function differ in the last bits, the text tells which form runs when.
+ *     two forms of a function differ in the last bits, the text tells which form runs when. The packet forms of
+ *     intersection and smooth normals start from the processor's estimate of a reciprocal or of a reciprocal
+ *     root: processors of another make may give other last bits there.
  *   - Planes: a per-ray quantity is a dense array, one 32-bit entry a ray; a vector quantity is three such arrays
  *     (x, y, z), passed as a list of three pointers. Arrays need only the alignment of their element type.
  *   - Masks: a mask plane holds signed ints; a negative entry marks a dead ray. Triangle numbers, which are
