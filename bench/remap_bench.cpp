@@ -1,23 +1,12 @@
 // Remap of 256^3 voxels through a smooth deformation whose coordinates all lie inside the source.
-#include <string>
-
 #include "bench/volume_inputs.h"
+#include "tests/prremap/remap_calls.h"
 #include "tests/reference/volume_reference.h"
 
 namespace {
 
 using namespace vekr_bench;
-
-template <class Voxel>
-constexpr auto remapOf() {
-  if constexpr (sizeof(Voxel) == 1) {
-    return vekrRemap_8u_C1PV;
-  } else if constexpr (sizeof(Voxel) == 2) {
-    return vekrRemap_16u_C1PV;
-  } else {
-    return vekrRemap_32f_C1PV;
-  }
-}
+using vekr_test::remapOf;
 
 struct Maps {
   Cube<float> x, y, z;

@@ -1,47 +1,18 @@
 // Affine warp of 256^3 voxels: turned about all axes and enlarged, so that all coordinates lie inside the source.
-#include <array>
-#include <string>
-
 #include "bench/volume_inputs.h"
+#include "tests/prwarpa/warp_calls.h"
 #include "tests/reference/volume_reference.h"
 
 namespace {
 
 using namespace vekr_bench;
-
-template <class Voxel>
-constexpr auto warpOf() {
-  if constexpr (sizeof(Voxel) == 1) {
-    return vekrWarpAffine_8u_C1PV;
-  } else if constexpr (sizeof(Voxel) == 2) {
-    return vekrWarpAffine_16u_C1PV;
-  } else {
-    return vekrWarpAffine_32f_C1PV;
-  }
-}
+using vekr_test::warpOf;
 
 // About the middle: 10, 5 and 3 degrees, and a scale of 1.35.
-std::array<double, 12> turn() {
-  const double degree = std::acos(-1.0) / 180, scale = 1.35, middle = (kSide - 1) / 2.0;
-  const double ca = std::cos(10 * degree), sa = std::sin(10 * degree), cb = std::cos(5 * degree),
-               sb = std::sin(5 * degree), cc = std::cos(3 * degree), sc = std::sin(3 * degree);
-  std::array<double, 12> m = {cb * cc,
-                              sa * sb * cc - ca * sc,
-                              ca * sb * cc + sa * sc,
-                              0,
-                              cb * sc,
-                              sa * sb * sc + ca * cc,
-                              ca * sb * sc - sa * cc,
-                              0,
-                              -sb,
-                              sa * cb,
-                              ca * cb,
-                              0};
-  for (size_t row = 0; row < 3; ++row) {
-    double sum = 0;
-    for (size_t column = 0; column < 3; ++column) sum += m[4 * row + column] *= scale;
-    m[4 * row + 3] = middle - sum * middle;
-  }
+vekr_test::Matrix turn() {
+  const double degree = std::acos(-1.0) / 180, middle = (kSide - 1) / 2.0;
+  vekr_test::Matrix m = vekr_test::turned(10 * degree, 5 * degree, 3 * degree, 1.35, 0, 0, 0);
+  for (size_t row = 0; row < 12; row += 4) m[row + 3] = middle - (m[row] + m[row + 1] + m[row + 2]) * middle;
   return m;
 }
 
