@@ -143,6 +143,38 @@ TEST(TreeWalk, FarMarginsAreThoseOfEachForm) {
   expect(1.0003f, {false, false, false, false, false, false});
 }
 
+// A cell that ends exactly at the hit found in it is the last one, though a misplaced triangle behind it were nearer.
+TEST(TreeWalk, AOneRayWalkEndsWhereACellEndsAtTheHit) {
+  Mesh mesh;
+  mesh.addTriangle({0.25f, -9, -9}, {0.25f, 27, -9}, {0.25f, -9, 27});
+  mesh.addTriangle({0.5f, -9, -9}, {0.5f, 27, -9}, {0.5f, -9, 27});
+  mesh.addTriangle({-2, -2, -2}, {2, 2, 2}, {-2, -2, -2});
+  std::vector<int32_t> words = chain({0.5f}, 0);
+  words[4] = static_cast<int32_t>(0x80000001u);  // triangle 1 in front of the plane, 0 behind it
+  words[5] = static_cast<int32_t>(0x80000001u);
+  TracedScene scene(mesh, words);
+  RayBlock eye({5, 1});
+  setOrigin(eye, {0.0f, 0.25f, 0.5f});
+  for (size_t i = 0; i < eye.rays; ++i) {
+    eye.directions[0][i] = 1.0f;
+    eye.directions[1][i] = 0.001f;
+    eye.directions[2][i] = 0.002f;
+    eye.distances[i] = 1e30f;
+  }
+  RayBlock many(eye.size), layered(eye.size);
+  many.copyFrom(eye);
+  layered.copyFrom(eye);
+  runEye(eye, scene.get());
+  runMO(many, scene.get());
+  runMultiple(layered, scene.get(), 1);
+  for (size_t i = 0; i < eye.rays; ++i) {
+    for (const RayBlock *block : {&eye, &many, &layered}) {
+      EXPECT_EQ(block->triangles[i], 1) << i;
+      EXPECT_EQ(block->distances[i], 0.5f) << i;
+    }
+  }
+}
+
 TEST(TreeWalk, NearMarginsAreThoseOfEachForm) {
   const auto expect = [](float plane, const Entered &expected) {
     // The near child holds the triangle, the far one nothing.
