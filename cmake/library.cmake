@@ -3,17 +3,28 @@
 get_property(sources GLOBAL PROPERTY VEKR_SOURCES)
 get_property(kernels GLOBAL PROPERTY VEKR_KERNELS)
 
-# Objects that are compiled once and linked three times: kernels for the floor, kernels for 256-bit
-# registers (still without fused multiply-add: the results must be the same), and the rest.
-add_library(vekre9_sse41 OBJECT ${kernels})
-target_compile_definitions(vekre9_sse41 PRIVATE VEKR_ISA=sse41)
-add_library(vekre9_avx2 OBJECT ${kernels})
-target_compile_definitions(vekre9_avx2 PRIVATE VEKR_ISA=avx2)
-target_compile_options(vekre9_avx2 PRIVATE -mavx2 -mno-fma)
+# The instruction sets, the floor first, and what each lets the compiler use. To add one: its name and its flags here, its
+# width in frame/isa.h, its registers in frame/lanes/, its line in frame/dispatch.h. None brings fused multiply-add: the
+# results must be the same.
+set(VEKR_SETS sse41 avx2)
+set(vekr_flags_avx2 -mavx2 -mno-fma)
+
+# Objects that are compiled once and linked three times: the kernels for each set, and the rest, whose few lanes are the
+# floor's.
+list(GET VEKR_SETS 0 vekr_floor)
+set(vekr_parts)
+foreach(set ${VEKR_SETS})
+  add_library(vekre9_${set} OBJECT ${kernels})
+  target_compile_definitions(vekre9_${set} PRIVATE VEKR_ISA=${set})
+  target_compile_options(vekre9_${set} PRIVATE ${vekr_flags_${set}})
+  list(APPEND vekr_parts vekre9_${set})
+endforeach()
 add_library(vekre9_plain OBJECT ${sources})
+target_compile_definitions(vekre9_plain PRIVATE VEKR_ISA=${vekr_floor})
+list(APPEND vekr_parts vekre9_plain)
 
 set(vekr_objects)
-foreach(part vekre9_sse41 vekre9_avx2 vekre9_plain)
+foreach(part ${vekr_parts})
   target_include_directories(${part} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
   target_link_libraries(${part} PRIVATE vekr_library_flags OpenMP::OpenMP_CXX)
   list(APPEND vekr_objects $<TARGET_OBJECTS:${part}>)
@@ -40,5 +51,6 @@ target_link_libraries(vekre9 PRIVATE vekr_library_flags vekcore OpenMP::OpenMP_C
 if(BUILD_TESTING OR VEKR_BUILD_BENCHMARKS)
   add_library(vekre9_private STATIC EXCLUDE_FROM_ALL ${vekr_objects})
   target_include_directories(vekre9_private PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+  target_compile_definitions(vekre9_private PUBLIC VEKR_ISA=${vekr_floor})  # for headers with a few lanes of the floor
   target_link_libraries(vekre9_private PUBLIC vekr_flags vekcore OpenMP::OpenMP_CXX)
 endif()

@@ -10,8 +10,8 @@ namespace {
 // The sums wrap around, so that the order of adding is free. A voxel may be summed twice: rows end with a tile that
 // overlaps the one before it.
 struct WrappingSum {
-  Octet value = zeroOctet();
-  void add(Octet products) { value = value + products; }
+  Sums value = 0;
+  void add(Sums products) { value = value + products; }
 };
 
 template <int blocks, int32_t usedTaps, SecondPair second = SecondPair::own>
@@ -103,7 +103,9 @@ void sumRowInParts(const SourceWindow &window, const TapRows &taps, int32_t widt
 template <class Quotient>
 void convertRow(const int32_t *sums, int16_t *voxels, int32_t width, const Quotient &quotient) {
   const auto convertBlock = [&](int32_t x) {
-    storeSaturated(quotient(loadOctet(sums + x)), quotient(loadOctet(sums + x + 8)), voxels + x);
+    for (int half = 0; half < kBlock; half += kSumLanes) {
+      storeSaturated(quotient(Sums::load(sums + x + half)), voxels + x + half);
+    }
   };
   int32_t x = 0;
   for (; x + kBlock <= width; x += kBlock) convertBlock(x);
@@ -140,19 +142,21 @@ void ownpr_Filter_16s(const SourceWindow &window, const TapRows &taps, int32_t w
 void ownpr_Convert_32s16s(const int32_t *sums, int16_t *voxels, int32_t width, const Divisor &by) {
   switch (by.how) {
     case Divide::notAtAll:
-      return convertRow(sums, voxels, width, [](Octet a) { return a; });
+      return convertRow(sums, voxels, width, [](Sums a) { return a; });
     case Divide::byShift: {
       // Half a unit less one, and that one back where the quotient is odd: ties go to even.
-      const Octet belowHalf = broadcastOctet((1 << (by.shift - 1)) - 1);
-      const Octet one = broadcastOctet(1);
-      return convertRow(sums, voxels, width, [=, shift = by.shift](Octet a) {
+      const Sums belowHalf((1 << (by.shift - 1)) - 1);
+      const Sums one(1);
+      return convertRow(sums, voxels, width, [=, shift = by.shift](Sums a) {
         return shiftedRight(a + belowHalf + (shiftedRight(a, shift) & one), shift);
       });
     }
     case Divide::byNumber: {
       const float factor = 1.0f / by.number;
       // The bound keeps a product of 2^31, which no integer holds, at the upper end.
-      return convertRow(sums, voxels, width, [=](Octet a) { return roundedProduct(a, factor, 32767.0f); });
+      return convertRow(sums, voxels, width, [=](Sums a) {
+        return rounded(minOf(toFloat(a) * Float<kSumLanes>(factor), Float<kSumLanes>(32767.0f)));
+      });
     }
   }
 }

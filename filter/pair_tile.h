@@ -31,11 +31,11 @@ inline void forTile(const SourceWindow &window, const TapRows &taps, int32_t fir
   for (int32_t k = 0; k < taps.depth; ++k) {
     const int16_t *row = window.row(k, 0) + first;
     for (int32_t j = 0; j < taps.height; ++j, row += window.step, group += taps.rowWords()) {
-      const auto add = [&](int32_t column, Octet tap) {
+      const auto add = [&](int32_t column, Sums tap) {
         for (int b = 0; b < blocks; ++b) {
           const int16_t *const words = row + column + b * kBlock;
-          even[b].add(multiplied(loadOctet(words), tap));
-          odd[b].add(multiplied(loadOctet(words + 1), tap));
+          even[b].add(pairProducts(Words::load(words), asWords(tap)));
+          odd[b].add(pairProducts(Words::load(words + 1), asWords(tap)));
         }
       };
       for (int32_t i = 0; i + 1 < width; i += 2) {
@@ -43,7 +43,7 @@ inline void forTile(const SourceWindow &window, const TapRows &taps, int32_t fir
         if (i == 2 && second == SecondPair::next) {
           add(i, pairOf(own + kGroupWords));
         } else if (i == 2 && second == SecondPair::nextAtLastQuarter) {
-          add(i, lastQuarterFrom(pairOf(own), pairOf(own + kGroupWords)));
+          add(i, lanesFrom<3 * kSumLanes / 4>(pairOf(own), pairOf(own + kGroupWords)));
         } else {
           add(i, pairOf(own));
         }

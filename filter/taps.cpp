@@ -1,6 +1,6 @@
 #include "filter/taps.h"
 
-#include <emmintrin.h>
+#include "frame/lanes.h"
 
 namespace vekr {
 
@@ -68,7 +68,7 @@ TapRows ownPrepareTaps_32s16s(const int32_t *pKernel, VekrVolumeSize kernelSize,
   // reads eight bytes in front of the first tap.
   const auto put = [&next](int32_t first, int32_t second) {
     const uint32_t pair = (static_cast<uint32_t>(first) & 0xFFFF) | static_cast<uint32_t>(second) << 16;
-    _mm_store_si128(reinterpret_cast<__m128i *>(next), _mm_set1_epi32(static_cast<int32_t>(pair)));
+    VEKR_ISA::asWords(VEKR_ISA::Int<4>(static_cast<int32_t>(pair))).store(next);
     next += kGroupWords;
   };
   for (int64_t rowStart = tapCount(kernelSize) - kernelSize.width; rowStart >= 0;

@@ -2,8 +2,7 @@
 
 #include "filter/pair_tile.h"
 #include "filter/wide_sums.h"
-#include "frame/simd_int.h"
-#include "volume/convert.h"
+#include "frame/lanes.h"
 
 namespace vekr::VEKR_ISA {
 
@@ -21,10 +20,11 @@ struct SplitSum {
     low = low + product;
     high = high + shiftedRight<16>(product);
   }
+  Int<N> rest() const { return low - shiftedLeft<16>(high); }
   void moveTo(WideSums &sums, int32_t first) {
     int32_t highs[N], rests[N];
     high.store(highs);
-    (low - shiftedLeft<16>(high)).store(rests);
+    rest().store(rests);
     sums.add(first, highs, rests, N);
     *this = SplitSum();
   }
@@ -51,7 +51,7 @@ void sumGroups(const SourceWindow &window, const int32_t *pKernel, VekrVolumeSiz
           room = kAddendsAtOnce;
         }
         const Int<N> tap = tapsEnd[-1 - i];
-        for (int g = 0; g < groups; ++g) split[g].add(loadWidened<N>(row + i + g * N) * tap);
+        for (int g = 0; g < groups; ++g) split[g].add(Int<N>::load(row + i + g * N) * tap);
       }
     }
   }
@@ -60,28 +60,18 @@ void sumGroups(const SourceWindow &window, const int32_t *pKernel, VekrVolumeSiz
 
 // ---------------------------------------------------------------- two taps a multiplication
 
-struct SplitOctet {
-  Octet low = zeroOctet(), high = zeroOctet();
-
-  void add(Octet products) {
-    low = low + products;
-    high = high + shiftedRight(products, 16);
-  }
-  Octet rest() const { return low - shiftedLeft(high, 16); }
-};
-
 template <int blocks>
 void filterTile(const SourceWindow &window, const TapRows &taps, int32_t first, const Divisor &by,
                 int16_t *voxels) {
   WideSums sums;
   sums.clear(0, blocks * kBlock);
-  forTile<SplitOctet, blocks, kAllTaps, SecondPair::own>(window, taps, first,
-                                                         [&](int b, auto &even, auto &odd) {
-                                                           int32_t highs[kBlock], rests[kBlock];
-                                                           storeAlternating(even.high, odd.high, highs);
-                                                           storeAlternating(even.rest(), odd.rest(), rests);
-                                                           sums.add(b * kBlock, highs, rests, kBlock);
-                                                         });
+  forTile<SplitSum<kSumLanes>, blocks, kAllTaps, SecondPair::own>(
+      window, taps, first, [&](int b, auto &even, auto &odd) {
+        int32_t highs[kBlock], rests[kBlock];
+        storeAlternating(even.high, odd.high, highs);
+        storeAlternating(even.rest(), odd.rest(), rests);
+        sums.add(b * kBlock, highs, rests, kBlock);
+      });
   convertSums(sums, voxels + first, blocks * kBlock, by);
 }
 

@@ -10,7 +10,7 @@
 #include <cstring>
 
 #include "filter/window.h"
-#include "frame/simd_int.h"
+#include "frame/lanes.h"
 
 namespace vekr::VEKR_ISA {
 
@@ -35,23 +35,16 @@ struct WideSums {
   }
 };
 
-inline __m128d boundedPair(__m128d a) {
-  return _mm_max_pd(_mm_min_pd(a, _mm_set1_pd(32767.0)), _mm_set1_pd(-32768.0));
-}
-
 // Every division is done in double, also that by a power of two, and rounded to nearest with ties to even. A sum of more
 // than 53 bits loses some on its way to double, but no divisor is large enough to bring it back into a voxel's range.
 template <class Quotient>
 void convertSums(const WideSums &sums, int16_t *voxels, int32_t count, const Quotient &quotient) {
   int16_t converted[WideSums::kVoxels];
-  const auto two = [&](int32_t x) {
-    const __m128d sum = _mm_add_pd(_mm_mul_pd(_mm_loadu_pd(sums.high + x), _mm_set1_pd(65536.0)),
-                                   _mm_loadu_pd(sums.rest + x));
-    return _mm_cvtpd_epi32(boundedPair(quotient(sum)));
-  };
   for (int32_t x = 0; x < count; x += 4) {
-    const __m128i four = _mm_unpacklo_epi64(two(x), two(x + 2));
-    _mm_storel_epi64(reinterpret_cast<__m128i *>(converted + x), _mm_packs_epi32(four, four));
+    const Double<4> sum =
+        Double<4>::load(sums.high + x) * Double<4>(65536.0) + Double<4>::load(sums.rest + x);
+    const Double<4> bounded = maxOf(minOf(quotient(sum), Double<4>(32767.0)), Double<4>(-32768.0));
+    storeSaturated(rounded(bounded), converted + x);
   }
   std::memcpy(voxels, converted, static_cast<size_t>(count) * sizeof *voxels);
 }
@@ -59,14 +52,14 @@ void convertSums(const WideSums &sums, int16_t *voxels, int32_t count, const Quo
 inline void convertSums(const WideSums &sums, int16_t *voxels, int32_t count, const Divisor &by) {
   switch (by.how) {
     case Divide::notAtAll:
-      return convertSums(sums, voxels, count, [](__m128d a) { return a; });
+      return convertSums(sums, voxels, count, [](Double<4> a) { return a; });
     case Divide::byShift: {
-      const __m128d factor = _mm_set1_pd(1.0 / static_cast<double>(1 << by.shift));  // exact
-      return convertSums(sums, voxels, count, [=](__m128d a) { return _mm_mul_pd(a, factor); });
+      const Double<4> factor(1.0 / static_cast<double>(1 << by.shift));  // exact
+      return convertSums(sums, voxels, count, [=](Double<4> a) { return a * factor; });
     }
     case Divide::byNumber: {
-      const __m128d number = _mm_set1_pd(static_cast<double>(by.number));
-      return convertSums(sums, voxels, count, [=](__m128d a) { return _mm_div_pd(a, number); });
+      const Double<4> number(static_cast<double>(by.number));
+      return convertSums(sums, voxels, count, [=](Double<4> a) { return a / number; });
     }
   }
 }

@@ -4,14 +4,9 @@
 
 #include <cstdint>
 
-#include "frame/simd.h"
+#include "frame/lanes.h"
 
 namespace vekr::VEKR_ISA {
-
-template <int N>
-struct Lanes {
-  static constexpr int count = N;
-};
 
 // body(Lanes<N>, i) for the groups that cover `begin` to `end` - 1. The body should capture by value what it uses in every
 // group: a store of lanes may be to anywhere, so that what it captures by reference is read again after each.

@@ -7,7 +7,7 @@
 #include <initializer_list>
 #include <type_traits>
 
-#include "frame/simd_int.h"
+#include "frame/planes.h"
 #include "intersect/scene.h"
 
 namespace vekr::VEKR_ISA {
@@ -22,7 +22,7 @@ Float<N> loadRows(const float *p, int64_t width) {
   if constexpr (N == 4) {
     return Float<4>::load(p);
   } else {
-    return rowsOf(Float<4>::load(p), Float<4>::load(p + width));
+    return joined(Float<4>::load(p), Float<4>::load(p + width));
   }
 }
 
@@ -31,7 +31,7 @@ Int<N> loadRows(const int32_t *p, int64_t width) {
   if constexpr (N == 4) {
     return Int<4>::load(p);
   } else {
-    return rowsOf(Int<4>::load(p), Int<4>::load(p + width));
+    return joined(Int<4>::load(p), Int<4>::load(p + width));
   }
 }
 
@@ -40,8 +40,8 @@ void storeRows(T *p, int64_t width, std::conditional_t<std::is_same_v<T, float>,
   if constexpr (N == 4) {
     x.store(p);
   } else {
-    firstRow(x).store(p);
-    secondRow(x).store(p + width);
+    lowHalf(x).store(p);
+    highHalf(x).store(p + width);
   }
 }
 
@@ -107,7 +107,7 @@ class RowsByOctant {
     }
     row_ = std::countr_zero(rays_) / kTileSide;
     octant = octant_;
-    lanes = maskOfBits((rays_ >> (kTileSide * row_)) & 0xF);
+    lanes = maskOfBits<4>((rays_ >> (kTileSide * row_)) & 0xF);
     rays_ &= ~(0xFu << (kTileSide * row_));
     return true;
   }

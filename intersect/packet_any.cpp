@@ -39,7 +39,7 @@ struct AnyPairPacket {
 
   Mask<8> begin(PacketInterval<8> &interval) {
     setReciprocals(ray);
-    live = rowsOf(maskOfBits(0xF), maskOfBits(0xF));
+    live = maskOfBits<8>(0xFF);
     occluders = loadRows<8>(occluderRow, width);
     interval = {Float<8>(0.0f), Float<8>(kSegmentFar)};
     return live;
@@ -61,7 +61,7 @@ struct AnyPairPacket {
   void end() {
     storeRows<8>(occluderRow, width, occluders);
     storeRows<8>(maskRow, width, select(live, loadRows<8>(maskRow, width), Int<8>(-1)));
-    *cached = anyOf(secondRow(live)) ? -1 : occluderRow[width + 2];
+    *cached = anyOf(highHalf(live)) ? -1 : occluderRow[width + 2];
   }
 };
 

@@ -152,8 +152,7 @@ VekStatus ownIntersectMultipleBlock4_w7(const float *pOrigin, const float *const
           PacketRay<8> ray;
           ray.loadDirections(pDirections, pair, width);
           ray.setOrigin(origin);
-          traceLayers<8>(scene, ray, common, rowsOf(maskOfBits(0xF), maskOfBits(0xF)), rowsAt(pair),
-                         volume.depth);
+          traceLayers<8>(scene, ray, common, maskOfBits<8>(0xFF), rowsAt(pair), volume.depth);
         }
         continue;
       }

@@ -24,8 +24,8 @@ template <class Kind, int N>
 Float<N> reciprocal(Float<N> d, int axis) {
   if constexpr (N == 8) {
     if (Kind::replacesDivisor[axis]) {
-      return rowsOf(reciprocalOfReplaced(firstRow(d), kBigInverse),
-                    reciprocalWithBigEstimate(secondRow(d), kBigInverse));
+      return joined(reciprocalOfReplaced(lowHalf(d), kBigInverse),
+                    reciprocalWithBigEstimate(highHalf(d), kBigInverse));
     }
   }
   return reciprocalWithBigEstimate(d, kBigInverse);

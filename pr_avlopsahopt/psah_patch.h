@@ -1,10 +1,9 @@
 // Arithmetic on the polygons of patches.
 #pragma once
 
-#include <smmintrin.h>
-
 #include <cstdint>
 
+#include "frame/lanes.h"
 #include "pr_avlopsahopt/psah_state.h"
 
 namespace vekr {
@@ -43,29 +42,23 @@ inline void pointOnEdge(const float *a, const float *b, int32_t axis, float plan
 // for the least and for the greatest.
 inline void measurePolygon(const float *const *vertices, int32_t count, uint32_t *mask,
                            VekrPatchBounds *bounds) {
-  const auto load = [](const float *v) {  // reads no more than the three floats
-    const __m128 xy = _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(v)));
-    return _mm_movelh_ps(xy, _mm_load_ss(v + 2));
-  };
-  __m128 low = load(vertices[0]), high = low;
-  __m128i lowIndex = _mm_setzero_si128(), highIndex = lowIndex;
+  using Lanes4 = VEKR_ISA::Float<4>;
+  using Numbers = VEKR_ISA::Int<4>;
+  Lanes4 low = VEKR_ISA::loadThree(vertices[0]), high = low;
+  Numbers lowIndex = 0, highIndex = 0;
   for (int32_t i = 1; i < count; ++i) {
-    const __m128 v = load(vertices[i]);
-    const __m128i index = _mm_set1_epi32(i);
-    const __m128 keepHigh = _mm_cmpge_ps(high, v), keepLow = _mm_cmple_ps(low, v);
-    high = _mm_blendv_ps(v, high, keepHigh);
-    low = _mm_blendv_ps(v, low, keepLow);
-    highIndex = _mm_blendv_epi8(index, highIndex, _mm_castps_si128(keepHigh));
-    lowIndex = _mm_blendv_epi8(index, lowIndex, _mm_castps_si128(keepLow));
+    const Lanes4 v = VEKR_ISA::loadThree(vertices[i]);
+    const auto keepHigh = high >= v, keepLow = low <= v;
+    high = select(keepHigh, high, v);
+    low = select(keepLow, low, v);
+    highIndex = select(keepHigh, highIndex, Numbers(i));
+    lowIndex = select(keepLow, lowIndex, Numbers(i));
   }
-  _mm_storeu_ps(bounds->low, low);
-  _mm_storeu_ps(bounds->high, high);
-  const __m128i highShift = _mm_setr_epi32(1, 1 << 5, 1 << 10, 0);
-  const __m128i lowShift = _mm_setr_epi32(1 << 15, 1 << 20, 1 << 25, 0);
-  __m128i fields = _mm_or_si128(_mm_mullo_epi32(highIndex, highShift), _mm_mullo_epi32(lowIndex, lowShift));
-  fields = _mm_or_si128(fields, _mm_shuffle_epi32(fields, _MM_SHUFFLE(1, 0, 3, 2)));
-  fields = _mm_or_si128(fields, _mm_shuffle_epi32(fields, _MM_SHUFFLE(2, 3, 0, 1)));
-  *mask = static_cast<uint32_t>(_mm_cvtsi128_si32(fields));
+  low.store(bounds->low);
+  high.store(bounds->high);
+  const int32_t highUnits[4] = {1, 1 << 5, 1 << 10, 0}, lowUnits[4] = {1 << 15, 1 << 20, 1 << 25, 0};
+  const Numbers fields = highIndex * Numbers::load(highUnits) + lowIndex * Numbers::load(lowUnits);
+  *mask = static_cast<uint32_t>(firstLane(orOfLanes(fields)));
 }
 
 }  // namespace vekr

@@ -1,6 +1,6 @@
 #include "pr_avlopsahopt/psah_planes_kernels.h"
 
-#include "frame/simd_double.h"
+#include "frame/lanes.h"
 
 namespace vekr::VEKR_ISA {
 namespace {
@@ -21,7 +21,7 @@ PlaneChoice tryPlanes(const PlaneTrial &trial) {
     if constexpr (kHasFlats)
       cost = widened(select(plane <= lastEnd, Float<N>(0.0f), Float<N>(__builtin_inff()))) + cost;
     const Double<N> position = widened(plane);
-    const Double<N> isBetter = (cost < bestCost) | ((cost == bestCost) & (position < bestPlane));
+    const DoubleMask<N> isBetter = (cost < bestCost) | ((cost == bestCost) & (position < bestPlane));
     bestCost = select(isBetter, cost, bestCost);
     bestPlane = select(isBetter, position, bestPlane);
   };

@@ -1,11 +1,11 @@
 #include "pr_avlopsahopt/psah_search.h"
 
 #include <omp.h>
-#include <smmintrin.h>
 
 #include <algorithm>
 #include <bit>
 
+#include "frame/lanes.h"
 #include "pr_avlopsahopt/psah_bins.h"
 #include "pr_avlopsahopt/psah_planes_kernels.h"
 
@@ -28,19 +28,22 @@ struct NodeExtremes {
   int32_t flats[4];
 };
 
+using AxisLanes = VEKR_ISA::Float<4>;
+using AxisCounts = VEKR_ISA::Int<4>;
+
 NodeExtremes measure(const SearchNode &node) {
-  __m128 low = _mm_loadu_ps(node.bounds[0].low), high = _mm_loadu_ps(node.bounds[0].high);
-  __m128i flats = _mm_setzero_si128();
+  AxisLanes low = AxisLanes::load(node.bounds[0].low), high = AxisLanes::load(node.bounds[0].high);
+  AxisCounts flats = 0;
   for (int32_t i = 0; i < node.count; ++i) {
-    const __m128 from = _mm_loadu_ps(node.bounds[i].low), to = _mm_loadu_ps(node.bounds[i].high);
-    low = _mm_min_ps(low, from);
-    high = _mm_max_ps(high, to);
-    flats = _mm_sub_epi32(flats, _mm_castps_si128(_mm_cmpeq_ps(from, to)));
+    const AxisLanes from = AxisLanes::load(node.bounds[i].low), to = AxisLanes::load(node.bounds[i].high);
+    low = minOf(low, from);
+    high = maxOf(high, to);
+    flats = countedIn(flats, from == to);
   }
   NodeExtremes extremes;
-  _mm_storeu_ps(extremes.low, low);
-  _mm_storeu_ps(extremes.high, high);
-  _mm_storeu_si128(reinterpret_cast<__m128i *>(extremes.flats), flats);
+  low.store(extremes.low);
+  high.store(extremes.high);
+  flats.store(extremes.flats);
   return extremes;
 }
 
@@ -184,13 +187,13 @@ class Search {
     int32_t at = 0;
     for (int32_t half = 0; half < 8; half += 4) {
       for (int32_t i = 0; i < node_.count; i += 4, at += 4) {
-        __m128 v[4];
+        AxisLanes v[4];
         for (int32_t k = 0; k < 4; ++k) {
           const int32_t patch = i + k < node_.count ? i + k : node_.count - 1;
-          v[k] = _mm_loadu_ps(half == 0 ? node_.bounds[patch].low : node_.bounds[patch].high);
+          v[k] = AxisLanes::load(half == 0 ? node_.bounds[patch].low : node_.bounds[patch].high);
         }
-        _MM_TRANSPOSE4_PS(v[0], v[1], v[2], v[3]);
-        for (int32_t axis = 0; axis < 3; ++axis) _mm_storeu_ps(planes + axis * row + at, v[axis]);
+        transpose(v);
+        for (int32_t axis = 0; axis < 3; ++axis) v[axis].store(planes + axis * row + at);
       }
       at = node_.count;
     }

@@ -16,7 +16,7 @@ VekStatus vekrCastEye_32f(const float *pCorner, const float *pStepX, const float
                         {pStepY[0], pStepY[1], pStepY[2]},
                         static_cast<float>(wrappingMul(blockIndex.x, blockStepX)),
                         static_cast<float>(wrappingMul(blockIndex.y, blockStepY))};
-  const Form form = isMultipleOfFour(size.width) ? Form::fourWide : Form::plain;
+  const RayForm form = isMultipleOfFour(size.width) ? RayForm::fourWide : RayForm::plain;
   VEKR_DISPATCH(ownCastEye)(grid, pDirections, size, form);
   return vekOk;
 }
@@ -25,7 +25,7 @@ VekStatus vekrCastReflectionRay_32f(const float *const *pIncident, const int32_t
                                     const float *const *pNormals, float *const *pReflected, int32_t length) {
   if (anyNull(pIncident, pMask, pNormals, pReflected)) return vekErrNullPtr;
   if (length < 1) return vekOk;
-  const Form form = isMultipleOfFour(length) ? Form::fourWide : Form::plain;
+  const RayForm form = isMultipleOfFour(length) ? RayForm::fourWide : RayForm::plain;
   VEKR_DISPATCH(ownCastReflectionRay_32f)(pIncident, pMask, pNormals, pReflected, length, form);
   return vekOk;
 }

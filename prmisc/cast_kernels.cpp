@@ -36,7 +36,7 @@ VEKR_FLATTEN void castEyeFourWide(const EyeGrid &grid, float *const *pDirections
   }
 }
 
-template <Form form>
+template <RayForm form>
 VEKR_FLATTEN void castReflection(ConstPlanes incident, const int32_t *pMask, ConstPlanes normals,
                                  Planes reflected, int32_t length) {
   forMaskedGroups(
@@ -45,8 +45,8 @@ VEKR_FLATTEN void castReflection(ConstPlanes incident, const int32_t *pMask, Con
         const Vec3<N> in = loadPlanes<N>(incident, i);
         const Vec3<N> normal = loadPlanes<N>(normals, i);
         // The two forms sum in different orders; callers depend on each.
-        const Float<N> s =
-            form == Form::fourWide ? dot(in, normal) : (in.y * normal.y + in.z * normal.z) + normal.x * in.x;
+        const Float<N> s = form == RayForm::fourWide ? dot(in, normal)
+                                                     : (in.y * normal.y + in.z * normal.z) + normal.x * in.x;
         const Float<N> twice = s + s;
         const Vec3<N> out = in - Vec3<N>{twice * normal.x, twice * normal.y, twice * normal.z};
         storePlanes(reflected, i, kept(alive, out));
@@ -67,14 +67,16 @@ Int<N> maskOfDead(Int<N> before) {
 
 }  // namespace
 
-VEKR_FLATTEN void ownCastEye(const EyeGrid &grid, float *const *pDirections, VekrBlockSize size, Form form) {
-  (form == Form::fourWide ? castEyeFourWide : castEyePlain)(grid, pDirections, size);
+VEKR_FLATTEN void ownCastEye(const EyeGrid &grid, float *const *pDirections, VekrBlockSize size,
+                             RayForm form) {
+  (form == RayForm::fourWide ? castEyeFourWide : castEyePlain)(grid, pDirections, size);
 }
 
 VEKR_FLATTEN void ownCastReflectionRay_32f(const float *const *pIncident, const int32_t *pMask,
                                            const float *const *pNormals, float *const *pReflected,
-                                           int32_t length, Form form) {
-  const auto run = form == Form::fourWide ? castReflection<Form::fourWide> : castReflection<Form::plain>;
+                                           int32_t length, RayForm form) {
+  const auto run =
+      form == RayForm::fourWide ? castReflection<RayForm::fourWide> : castReflection<RayForm::plain>;
   run(pIncident, pMask, pNormals, pReflected, length);
 }
 

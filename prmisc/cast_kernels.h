@@ -20,10 +20,11 @@ struct EyeGrid {
 
 }  // namespace vekr
 
-VEKR_KERNELS(void ownCastEye(const EyeGrid &grid, float *const *pDirections, VekrBlockSize size, Form form);
+VEKR_KERNELS(void ownCastEye(const EyeGrid &grid, float *const *pDirections, VekrBlockSize size,
+                             RayForm form);
              void ownCastReflectionRay_32f(const float *const *pIncident, const int32_t *pMask,
                                            const float *const *pNormals, float *const *pReflected,
-                                           int32_t length, Form form);
+                                           int32_t length, RayForm form);
              void ownCastShadowSO_32f(const float *pLight, const float *pSurfaceDot,
                                       const float *const *pNormals, const float *const *pPoints,
                                       int32_t *pMask, float *pLightDot, float *const *pShadowDirections,

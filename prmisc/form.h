@@ -8,13 +8,13 @@
 
 namespace vekr {
 
-enum class Form {
+enum class RayForm {
   plain,    // the one-ray loop's order of operations
   fourWide  // the four-ray kernel's
 };
 
-inline Form formFor(int32_t length, bool aligned) {
-  return isMultipleOfFour(length) && aligned ? Form::fourWide : Form::plain;
+inline RayForm formFor(int32_t length, bool aligned) {
+  return isMultipleOfFour(length) && aligned ? RayForm::fourWide : RayForm::plain;
 }
 
 }  // namespace vekr

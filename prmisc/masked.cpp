@@ -11,7 +11,7 @@ VekStatus vekrHitPoint3DEpsS0_32f_M(const float *pOrigin, const float *const *pD
                                     int32_t length, float eps) {
   if (anyNull(pDistances, pMask, pDirections, pHitPoints)) return vekErrNullPtr;
   if (length < 1) return vekOk;
-  const Form form = formFor(
+  const RayForm form = formFor(
       length, allAligned(pDistances, pMask) && planesAligned(pDirections) && planesAligned(pHitPoints));
   VEKR_DISPATCH(ownHitPoint3DEpsS0_32f_M)
   (pOrigin, pDirections, pDistances, pMask, pHitPoints, length, eps, form);
@@ -23,8 +23,8 @@ VekStatus vekrHitPoint3DEpsM0_32f_M(const float *const *pOrigins, const float *c
                                     int32_t length, float eps) {
   if (anyNull(pDistances, pMask, pDirections, pHitPoints, pOrigins)) return vekErrNullPtr;
   if (length < 1) return vekOk;
-  const Form form = formFor(length, allAligned(pDistances, pMask) && planesAligned(pDirections) &&
-                                        planesAligned(pHitPoints) && planesAligned(pOrigins));
+  const RayForm form = formFor(length, allAligned(pDistances, pMask) && planesAligned(pDirections) &&
+                                           planesAligned(pHitPoints) && planesAligned(pOrigins));
   VEKR_DISPATCH(ownHitPoint3DEpsM0_32f_M)
   (pOrigins, pDirections, pDistances, pMask, pHitPoints, length, eps, form);
   return vekOk;
@@ -71,7 +71,7 @@ VekStatus vekrAddMulMul_32f_AC1P3IM(const float *pScale, const float *pFactor, c
   if (anyNull(pFactor, pColour, pMask, pAccumulator)) return vekErrNullPtr;
   if (length < 1) return vekOk;
   // pColour plays no part: callers may hand over a colour at any address without leaving the kernel's order.
-  const Form form = formFor(length, allAligned(pFactor, pMask) && planesAligned(pAccumulator));
+  const RayForm form = formFor(length, allAligned(pFactor, pMask) && planesAligned(pAccumulator));
   VEKR_DISPATCH(ownAddMulMul_32f_AC1P3IM)(pScale, pFactor, pColour, pMask, pAccumulator, length, form);
   return vekOk;
 }
@@ -80,7 +80,7 @@ VekStatus vekrDistAttenuationSO_32f_M(const float *pLight, const float *const *p
                                       float *pDistance, int32_t length) {
   if (anyNull(pPoints, pMask, pDistance)) return vekErrNullPtr;
   if (length < 1) return vekOk;
-  const Form form = formFor(length, allAligned(pDistance, pMask) && planesAligned(pPoints));
+  const RayForm form = formFor(length, allAligned(pDistance, pMask) && planesAligned(pPoints));
   VEKR_DISPATCH(ownDistAttenuationSO_32f_M)(pLight, pPoints, pMask, pDistance, length, form);
   return vekOk;
 }

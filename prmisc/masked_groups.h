@@ -2,6 +2,7 @@
 #pragma once
 
 #include "frame/groups.h"
+#include "frame/planes.h"
 
 namespace vekr::VEKR_ISA {
 
@@ -21,7 +22,6 @@ void maskedGroup(const int32_t *mask, int64_t i, const Live &live, const Dead &d
 template <int Widest = kWidestGroup, class Live, class Dead>
 void forMaskedGroups(const int32_t *mask, int32_t length, const Live &live, const Dead &dead) {
   int64_t i = 0;
-#ifdef __AVX2__
   if constexpr (Widest == 8) {
     for (; i + 8 <= length; i += 8) {
       const Mask<8> off = isNegative(Int<8>::load(mask + i));
@@ -36,7 +36,6 @@ void forMaskedGroups(const int32_t *mask, int32_t length, const Live &live, cons
       }
     }
   }
-#endif
   for (; i + 4 <= length; i += 4) maskedGroup<4>(mask, i, live, dead);
   for (; i < length; ++i) maskedGroup<1>(mask, i, live, dead);
 }

@@ -10,16 +10,16 @@ namespace vekr::VEKR_ISA {
 namespace {
 
 // (eps D) t + O, or (t D) eps + O in the four-wide form: callers depend on the order of each.
-template <Form form, int N>
+template <RayForm form, int N>
 Vec3<N> hitPoint(Vec3<N> origin, Vec3<N> direction, Float<N> t, Float<N> eps) {
-  const Float<N> first = form == Form::fourWide ? t : eps;
-  const Float<N> second = form == Form::fourWide ? eps : t;
+  const Float<N> first = form == RayForm::fourWide ? t : eps;
+  const Float<N> second = form == RayForm::fourWide ? eps : t;
   return {(first * direction.x) * second + origin.x, (first * direction.y) * second + origin.y,
           (first * direction.z) * second + origin.z};
 }
 
 // `originOf(Lanes<N>, i)` gives the origins of a group.
-template <Form form, class OriginOf>
+template <RayForm form, class OriginOf>
 VEKR_FLATTEN void hitPoints(const OriginOf &originOf, ConstPlanes directions, const float *pDistances,
                             const int32_t *pMask, Planes points, int32_t length, float eps) {
   forMaskedGroups(
@@ -32,7 +32,7 @@ VEKR_FLATTEN void hitPoints(const OriginOf &originOf, ConstPlanes directions, co
       [=]<int N>(Lanes<N>, int64_t i) { clearPlanes<N>(points, i); });
 }
 
-template <Form form>
+template <RayForm form>
 VEKR_FLATTEN void addMulMul(const float *pScale, const float *pFactor, ConstPlanes colours,
                             const int32_t *pMask, Planes accumulators, int32_t length) {
   const float scale[3] = {pScale[0], pScale[1], pScale[2]};
@@ -41,7 +41,7 @@ VEKR_FLATTEN void addMulMul(const float *pScale, const float *pFactor, ConstPlan
       [=]<int N>(int64_t i, Mask<N> alive) {
         const Float<N> factor = Float<N>::load(pFactor + i);
         const auto sum = [&](float s, Float<N> colour, Float<N> before) {
-          const Float<N> share = form == Form::fourWide ? (colour * factor) * s : (s * colour) * factor;
+          const Float<N> share = form == RayForm::fourWide ? (colour * factor) * s : (s * colour) * factor;
           return select(alive, share + before, before);
         };
         const Vec3<N> colour = loadPlanes<N>(colours, i), before = loadPlanes<N>(accumulators, i);
@@ -52,7 +52,7 @@ VEKR_FLATTEN void addMulMul(const float *pScale, const float *pFactor, ConstPlan
       []<int N>(Lanes<N>, int64_t) {});
 }
 
-template <Form form>
+template <RayForm form>
 VEKR_FLATTEN void distAttenuation(const float *pLight, ConstPlanes points, const int32_t *pMask,
                                   float *pDistance, int32_t length) {
   const float light[3] = {pLight[0], pLight[1], pLight[2]};
@@ -64,7 +64,7 @@ VEKR_FLATTEN void distAttenuation(const float *pLight, ConstPlanes points, const
         // The order of the operands decides what a NaN gives: NaN in the plain form, 1.0 in the four-wide
         // one.
         const Float<N> atLeastOne =
-            form == Form::fourWide ? maxOf(s, Float<N>(1.0f)) : maxOf(Float<N>(1.0f), s);
+            form == RayForm::fourWide ? maxOf(s, Float<N>(1.0f)) : maxOf(Float<N>(1.0f), s);
         sqrtOf(atLeastOne).store(pDistance + i);
       },
       [=]<int N>(Lanes<N>, int64_t i) { fillGroup<N>(pDistance, i, 1.0f); });
@@ -74,21 +74,23 @@ VEKR_FLATTEN void distAttenuation(const float *pLight, ConstPlanes points, const
 
 VEKR_FLATTEN void ownHitPoint3DEpsS0_32f_M(const float *pOrigin, const float *const *pDirections,
                                            const float *pDistances, const int32_t *pMask,
-                                           float *const *pHitPoints, int32_t length, float eps, Form form) {
+                                           float *const *pHitPoints, int32_t length, float eps,
+                                           RayForm form) {
   const float origin[3] = {pOrigin[0], pOrigin[1], pOrigin[2]};
   const auto originOf = [=]<int N>(Lanes<N>, int64_t) { return broadcast3<N>(origin); };
-  const auto run = form == Form::fourWide ? hitPoints<Form::fourWide, decltype(originOf)>
-                                          : hitPoints<Form::plain, decltype(originOf)>;
+  const auto run = form == RayForm::fourWide ? hitPoints<RayForm::fourWide, decltype(originOf)>
+                                             : hitPoints<RayForm::plain, decltype(originOf)>;
   run(originOf, pDirections, pDistances, pMask, pHitPoints, length, eps);
 }
 
 VEKR_FLATTEN void ownHitPoint3DEpsM0_32f_M(const float *const *pOrigins, const float *const *pDirections,
                                            const float *pDistances, const int32_t *pMask,
-                                           float *const *pHitPoints, int32_t length, float eps, Form form) {
+                                           float *const *pHitPoints, int32_t length, float eps,
+                                           RayForm form) {
   const ConstPlanes origins = pOrigins;
   const auto originOf = [=]<int N>(Lanes<N>, int64_t i) { return loadPlanes<N>(origins, i); };
-  const auto run = form == Form::fourWide ? hitPoints<Form::fourWide, decltype(originOf)>
-                                          : hitPoints<Form::plain, decltype(originOf)>;
+  const auto run = form == RayForm::fourWide ? hitPoints<RayForm::fourWide, decltype(originOf)>
+                                             : hitPoints<RayForm::plain, decltype(originOf)>;
   run(originOf, pDirections, pDistances, pMask, pHitPoints, length, eps);
 }
 
@@ -161,15 +163,16 @@ VEKR_FLATTEN void ownDiv_32f_C1IM(const float *pSrc, const int32_t *pMask, float
 
 VEKR_FLATTEN void ownAddMulMul_32f_AC1P3IM(const float *pScale, const float *pFactor,
                                            const float *const *pColour, const int32_t *pMask,
-                                           float *const *pAccumulator, int32_t length, Form form) {
-  const auto run = form == Form::fourWide ? addMulMul<Form::fourWide> : addMulMul<Form::plain>;
+                                           float *const *pAccumulator, int32_t length, RayForm form) {
+  const auto run = form == RayForm::fourWide ? addMulMul<RayForm::fourWide> : addMulMul<RayForm::plain>;
   run(pScale, pFactor, pColour, pMask, pAccumulator, length);
 }
 
 VEKR_FLATTEN void ownDistAttenuationSO_32f_M(const float *pLight, const float *const *pPoints,
                                              const int32_t *pMask, float *pDistance, int32_t length,
-                                             Form form) {
-  const auto run = form == Form::fourWide ? distAttenuation<Form::fourWide> : distAttenuation<Form::plain>;
+                                             RayForm form) {
+  const auto run =
+      form == RayForm::fourWide ? distAttenuation<RayForm::fourWide> : distAttenuation<RayForm::plain>;
   run(pLight, pPoints, pMask, pDistance, length);
 }
 

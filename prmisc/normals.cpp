@@ -39,7 +39,7 @@ VekStatus vekrSurfSmoothNormal_32f(const float *pVertexNormals, const int32_t *p
                                    float *const *pNormals, int32_t length, int32_t stride) {
   if (anyNull(pVertexNormals, pNormalIndices, pHitTriangles, pHits, pNormals)) return vekErrNullPtr;
   if (length < 1) return vekOk;
-  const Form form =
+  const RayForm form =
       formFor(length, allAligned(pVertexNormals, pNormalIndices, pHitTriangles, pHits[0], pHits[1]) &&
                           planesAligned(pNormals));
   VEKR_DISPATCH(ownSurfSmoothNormal_32f)

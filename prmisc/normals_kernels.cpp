@@ -9,27 +9,13 @@ namespace vekr::VEKR_ISA {
 
 namespace {
 
-// A normal, (x, y) in the low half and z in lane 0: three floats and not the one behind them, which may lie
-// beyond the caller's array.
-struct PackedNormal {
-  __m128 xy;
-  __m128 z;
-};
-
-PackedNormal loadNormal(const float *normals, int64_t number) {
-  const float *p = normals + 3 * number;
-  return {_mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i_u *>(p))), _mm_load_ss(p + 2)};
-}
-
 // normalOf(lane) gives the number of the normal of each lane.
 template <class NumberOf>
 Vec3<4> gatherNormals(const float *normals, const NumberOf &numberOf) {
-  const PackedNormal a = loadNormal(normals, numberOf(0)), b = loadNormal(normals, numberOf(1));
-  const PackedNormal c = loadNormal(normals, numberOf(2)), d = loadNormal(normals, numberOf(3));
-  const __m128 ab = _mm_unpacklo_ps(a.xy, b.xy);
-  const __m128 cd = _mm_unpacklo_ps(c.xy, d.xy);
-  return {_mm_movelh_ps(ab, cd), _mm_movehl_ps(cd, ab),
-          _mm_movelh_ps(_mm_unpacklo_ps(a.z, b.z), _mm_unpacklo_ps(c.z, d.z))};
+  const auto at = [&](int lane) { return normals + 3 * static_cast<int64_t>(numberOf(lane)); };
+  Vec3<4> v;
+  loadPoints(at(0), at(1), at(2), at(3), v.x, v.y, v.z);
+  return v;
 }
 
 template <int N>
@@ -69,10 +55,10 @@ constexpr float kShortest = std::bit_cast<float>(0x34000000u);  // 1.1920929e-7
 
 // The factor or divisor differs between the forms, and so does what a squared length of exactly kShortest
 // gives.
-template <Form form, int N>
+template <RayForm form, int N>
 Vec3<N> normalised(Vec3<N> sum) {
   const Float<N> s = dot(sum, sum);
-  if constexpr (form == Form::fourWide) {
+  if constexpr (form == RayForm::fourWide) {
     const Float<N> r = kept(s > Float<N>(kShortest), approxReciprocalSqrt(s));
     const Float<N> q = (r * -0.5f) * (((s * r) * r) - 3.0f);
     return {sum.x * q, sum.y * q, sum.z * q};
@@ -82,7 +68,7 @@ Vec3<N> normalised(Vec3<N> sum) {
   }
 }
 
-template <Form form>
+template <RayForm form>
 VEKR_FLATTEN void surfSmoothNormal(const float *pVertexNormals, const int32_t *pNormalIndices,
                                    const int32_t *pHitTriangles, const float *const *pHits,
                                    float *const *pNormals, int32_t length, int32_t stride) {
@@ -161,8 +147,10 @@ VEKR_FLATTEN void ownSurfFlatNormal_32f(const float *pTriangleNormals, const int
 
 VEKR_FLATTEN void ownSurfSmoothNormal_32f(const float *pVertexNormals, const int32_t *pNormalIndices,
                                           const int32_t *pHitTriangles, const float *const *pHits,
-                                          float *const *pNormals, int32_t length, int32_t stride, Form form) {
-  const auto run = form == Form::fourWide ? surfSmoothNormal<Form::fourWide> : surfSmoothNormal<Form::plain>;
+                                          float *const *pNormals, int32_t length, int32_t stride,
+                                          RayForm form) {
+  const auto run =
+      form == RayForm::fourWide ? surfSmoothNormal<RayForm::fourWide> : surfSmoothNormal<RayForm::plain>;
   run(pVertexNormals, pNormalIndices, pHitTriangles, pHits, pNormals, length, stride);
 }
 
@@ -180,9 +168,9 @@ VEKR_FLATTEN void ownBounds(const float *pVertices, int64_t count, float *box) {
   for (; vertex + 4 <= count; vertex += 4) {
     const float *p = pVertices + 3 * vertex;
     for (int k = 0; k < 12; k += 4) {
-      const __m128 v = _mm_loadu_ps(p + k);
-      _mm_storeu_ps(low + k, _mm_min_ps(v, _mm_loadu_ps(low + k)));
-      _mm_storeu_ps(high + k, _mm_max_ps(v, _mm_loadu_ps(high + k)));
+      const Float<4> v = Float<4>::load(p + k);
+      minOf(v, Float<4>::load(low + k)).store(low + k);
+      maxOf(v, Float<4>::load(high + k)).store(high + k);
     }
   }
   for (; vertex < count; ++vertex) {

@@ -14,6 +14,6 @@ VEKR_KERNELS(
                                float *const *pNormals, int32_t length);
     void ownSurfSmoothNormal_32f(const float *pVertexNormals, const int32_t *pNormalIndices,
                                  const int32_t *pHitTriangles, const float *const *pHits,
-                                 float *const *pNormals, int32_t length, int32_t stride, Form form);
+                                 float *const *pNormals, int32_t length, int32_t stride, RayForm form);
     // Bounds of `count` vertices, added to those in `box` (min x, y, z, max x, y, z).
     void ownBounds(const float *pVertices, int64_t count, float *box);)

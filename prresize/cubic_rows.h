@@ -22,45 +22,21 @@ float valueOf(const Voxel *row, int32_t column) {
 // Weighted sums (q0 + q1) + (q2 + q3) of four neighbours each.
 
 template <class Voxel>
-inline __m128 products(const Voxel *row, int32_t index, const CubicWeights &weights) {
-  return _mm_mul_ps(loadVoxels<4>(row + index - 1).v, _mm_loadu_ps(weights.k));
-}
-
-template <class Voxel>
 Float<4> cubicSums(Lanes<4>, const Voxel *row, const int32_t *index, const CubicWeights *weights) {
-  const __m128 low = _mm_hadd_ps(products(row, index[0], weights[0]), products(row, index[1], weights[1]));
-  const __m128 high = _mm_hadd_ps(products(row, index[2], weights[2]), products(row, index[3], weights[3]));
-  return _mm_hadd_ps(low, high);
-}
-
-#ifdef __AVX2__
-
-// Four neighbours of one column in the low half, of another in the high half.
-inline __m256 fourAndFour(const float *low, const float *high) {
-  return _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(low)), _mm_loadu_ps(high), 1);
-}
-inline __m256 fourAndFour(const uint16_t *low, const uint16_t *high) {
-  const __m128i both = _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(low)),
-                                          _mm_loadl_epi64(reinterpret_cast<const __m128i *>(high)));
-  return _mm256_cvtepi32_ps(_mm256_cvtepu16_epi32(both));
-}
-inline __m256 fourAndFour(const uint8_t *low, const uint8_t *high) {
-  const __m128i both = _mm_insert_epi32(_mm_cvtsi32_si128(loadAs<int32_t>(low)), loadAs<int32_t>(high), 1);
-  return _mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(both));
+  const auto products = [&](int i) {
+    return loadVoxels<4>(row + index[i] - 1) * Float<4>::load(weights[i].k);
+  };
+  return pairSums(pairSums(products(0), products(1)), pairSums(products(2), products(3)));
 }
 
 template <class Voxel>
 Float<8> cubicSums(Lanes<8>, const Voxel *row, const int32_t *index, const CubicWeights *weights) {
-  const auto pair = [&](int i) {
-    return _mm256_mul_ps(fourAndFour(row + index[i] - 1, row + index[i + 1] - 1),
-                         _mm256_loadu_ps(weights[i].k));
+  const auto products = [&](int i) {
+    return loadVoxelHalves(row + index[i] - 1, row + index[i + 1] - 1) * Float<8>::load(weights[i].k);
   };
-  // The additions work in each half by itself: even columns end in the low one, odd columns in the high one.
-  const __m256 sums = _mm256_hadd_ps(_mm256_hadd_ps(pair(0), pair(2)), _mm256_hadd_ps(pair(4), pair(6)));
-  return _mm256_permutevar8x32_ps(sums, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+  // Block by block: the even columns end in the first one, the odd columns in the second.
+  return alternatingBlocks(pairSums(pairSums(products(0), products(2)), pairSums(products(4), products(6))));
 }
-
-#endif
 
 template <EndOrder order, class Voxel>
 float cubicSum(const Voxel *row, int32_t index, const CubicWeights &weights) {

@@ -12,11 +12,7 @@
 
 namespace vekr::VEKR_ISA {
 
-#ifdef __AVX2__
-constexpr int kWidestWords = 16;
-#else
-constexpr int kWidestWords = 8;
-#endif
+constexpr int kWidestWords = 2 * kWidestGroup;
 
 constexpr int32_t kFlipped = 1 << 29;
 
@@ -33,60 +29,32 @@ inline uint32_t mixed(uint32_t a, uint32_t b, FixedPair w) {
 
 inline int32_t pairWord(FixedPair w) { return static_cast<int32_t>(uint32_t{w.far} << 16 | w.near); }
 
-// The same for four pairs of words, each with its pair of weights.
-template <int shift>
-inline __m128i mixedPairs(__m128i pairs, __m128i weights) {
-  const __m128i sums = _mm_madd_epi16(_mm_xor_si128(pairs, _mm_set1_epi16(INT16_MIN)), weights);
-  return _mm_srli_epi32(_mm_add_epi32(sums, _mm_set1_epi32(kFlipped + half<shift>())), shift);
+// The same for a pair of words in each lane, each with its pair of weights.
+template <int shift, int N>
+Int<N> mixedPairs(Int<N> pairs, Int<N> weights) {
+  constexpr int32_t kTopBits = static_cast<int32_t>(0x80008000);
+  const Int<N> sums = pairProducts(asWords(pairs ^ Int<N>(kTopBits)), asWords(weights));
+  return shiftedRightUnsigned<shift>(sums + Int<N>(kFlipped + half<shift>()));
 }
 
-inline void storeWords(__m128i words, uint16_t *out) {
-  _mm_storeu_si128(reinterpret_cast<__m128i *>(out), words);
+template <int N>
+void storeWords(Short<N> words, uint16_t *out) {
+  words.store(out);
 }
-inline void storeWords(__m128i words, uint8_t *out) {
-  _mm_storel_epi64(reinterpret_cast<__m128i *>(out), _mm_packus_epi16(words, words));
+template <int N>
+void storeWords(Short<N> words, uint8_t *out) {
+  storeSaturated(words, out);
 }
 
-// Eight columns of two rows by one pair of weights.
-template <int shift, class Out>
-inline void mixColumns(Lanes<8>, const uint16_t *a, const uint16_t *b, FixedPair w, Out *out) {
-  const __m128i weights = _mm_set1_epi32(pairWord(w));
-  const __m128i near = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a));
-  const __m128i far = _mm_loadu_si128(reinterpret_cast<const __m128i *>(b));
-  storeWords(_mm_packus_epi32(mixedPairs<shift>(_mm_unpacklo_epi16(near, far), weights),
-                              mixedPairs<shift>(_mm_unpackhi_epi16(near, far), weights)),
+// N columns of two rows by one pair of weights.
+template <int shift, int N, class Out>
+void mixColumns(Lanes<N>, const uint16_t *a, const uint16_t *b, FixedPair w, Out *out) {
+  const Int<N / 2> weights(pairWord(w));
+  const Short<N> near = Short<N>::load(a), far = Short<N>::load(b);
+  storeWords(packedLikePairs(mixedPairs<shift>(firstPairs(near, far), weights),
+                             mixedPairs<shift>(secondPairs(near, far), weights)),
              out);
 }
-
-#ifdef __AVX2__
-
-template <int shift>
-inline __m256i mixedPairs(__m256i pairs, __m256i weights) {
-  const __m256i sums = _mm256_madd_epi16(_mm256_xor_si256(pairs, _mm256_set1_epi16(INT16_MIN)), weights);
-  return _mm256_srli_epi32(_mm256_add_epi32(sums, _mm256_set1_epi32(kFlipped + half<shift>())), shift);
-}
-
-inline void storeWords(__m256i words, uint16_t *out) {
-  _mm256_storeu_si256(reinterpret_cast<__m256i *>(out), words);
-}
-inline void storeWords(__m256i words, uint8_t *out) {
-  const __m256i bytes = _mm256_permute4x64_epi64(_mm256_packus_epi16(words, words), 0x08);
-  _mm_storeu_si128(reinterpret_cast<__m128i *>(out), _mm256_castsi256_si128(bytes));
-}
-
-// Unpacking and packing both work in each half by itself, so that the columns come out in their order.
-template <int shift, class Out>
-inline void mixColumns(Lanes<16>, const uint16_t *a, const uint16_t *b, FixedPair w, Out *out) {
-  const __m256i weights = _mm256_set1_epi32(pairWord(w));
-  const __m256i near = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(a));
-  const __m256i far = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(b));
-  storeWords(_mm256_packus_epi32(mixedPairs<shift>(_mm256_unpacklo_epi16(near, far), weights),
-                                 mixedPairs<shift>(_mm256_unpackhi_epi16(near, far), weights)),
-             out);
-}
-
-#endif
-
 template <int shift, class Out>
 inline void mixColumns(Lanes<1>, const uint16_t *a, const uint16_t *b, FixedPair w, Out *out) {
   storeAs(out, static_cast<Out>(mixed<shift>(*a, *b, w)));

@@ -18,32 +18,11 @@ Float<N> mixed(Float<N> a, Float<N> b, Float<N> f) {
   return where == Place::frame ? (Float<N>(1.0f) - f) * a + f * b : a + (b - a) * f;
 }
 
-inline __m128 twoPairs(const float *first, const float *second) {
-  const __m128 low = _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(first)));
-  return _mm_loadh_pi(low, reinterpret_cast<const __m64 *>(second));
+template <Place where, int N>
+Float<N> rowMix(Lanes<N> lanes, const float *row, const int32_t *index, const float *weight) {
+  const Neighbours<N> taps = loadNeighbours(lanes, row, index);
+  return mixed<where>(taps.here, taps.next, Float<N>::load(weight));
 }
-
-template <Place where>
-Float<4> rowMix(Lanes<4>, const float *row, const int32_t *index, const float *weight) {
-  const __m128 low = twoPairs(row + index[0], row + index[1]),
-               high = twoPairs(row + index[2], row + index[3]);
-  return mixed<where>(Float<4>(_mm_shuffle_ps(low, high, _MM_SHUFFLE(2, 0, 2, 0))),
-                      Float<4>(_mm_shuffle_ps(low, high, _MM_SHUFFLE(3, 1, 3, 1))), Float<4>::load(weight));
-}
-
-#ifdef __AVX2__
-template <Place where>
-Float<8> rowMix(Lanes<8>, const float *row, const int32_t *index, const float *weight) {
-  const auto pairs = [&](int i, int j) {
-    return _mm256_insertf128_ps(_mm256_castps128_ps256(twoPairs(row + index[i], row + index[i + 1])),
-                                twoPairs(row + index[j], row + index[j + 1]), 1);
-  };
-  const __m256 low = pairs(0, 4), high = pairs(2, 6);
-  return mixed<where>(Float<8>(_mm256_shuffle_ps(low, high, _MM_SHUFFLE(2, 0, 2, 0))),
-                      Float<8>(_mm256_shuffle_ps(low, high, _MM_SHUFFLE(3, 1, 3, 1))),
-                      Float<8>::load(weight));
-}
-#endif
 
 template <Place where>
 Float<1> rowMix(Lanes<1>, const float *row, const int32_t *index, const float *weight) {
@@ -81,36 +60,8 @@ constexpr int rowShift() {
   return sizeof(Voxel) == 1 && where == Place::interior ? kFixedBits - 6 : kFixedBits;
 }
 
-// The pairs of eight columns, as words: columns 0 to 3 and 4 to 7.
-struct EightPairs {
-  __m128i low, high;
-};
-
-inline EightPairs eightPairs(const uint8_t *row, const int32_t *index) {
-  __m128i bytes = _mm_cvtsi32_si128(loadAs<uint16_t>(row + index[0]));
-  bytes = _mm_insert_epi16(bytes, loadAs<uint16_t>(row + index[1]), 1);
-  bytes = _mm_insert_epi16(bytes, loadAs<uint16_t>(row + index[2]), 2);
-  bytes = _mm_insert_epi16(bytes, loadAs<uint16_t>(row + index[3]), 3);
-  bytes = _mm_insert_epi16(bytes, loadAs<uint16_t>(row + index[4]), 4);
-  bytes = _mm_insert_epi16(bytes, loadAs<uint16_t>(row + index[5]), 5);
-  bytes = _mm_insert_epi16(bytes, loadAs<uint16_t>(row + index[6]), 6);
-  bytes = _mm_insert_epi16(bytes, loadAs<uint16_t>(row + index[7]), 7);
-  return {_mm_cvtepu8_epi16(bytes), _mm_unpackhi_epi8(bytes, _mm_setzero_si128())};
-}
-
-inline __m128i fourPairs(const uint16_t *row, const int32_t *index) {
-  __m128i words = _mm_cvtsi32_si128(loadAs<int32_t>(row + index[0]));
-  words = _mm_insert_epi32(words, loadAs<int32_t>(row + index[1]), 1);
-  words = _mm_insert_epi32(words, loadAs<int32_t>(row + index[2]), 2);
-  return _mm_insert_epi32(words, loadAs<int32_t>(row + index[3]), 3);
-}
-
-inline EightPairs eightPairs(const uint16_t *row, const int32_t *index) {
-  return {fourPairs(row, index), fourPairs(row, index + 4)};
-}
-
-inline __m128i loadPairWeights(const FixedPair *weight) {
-  return _mm_loadu_si128(reinterpret_cast<const __m128i *>(weight));
+inline Int<4> loadPairWeights(const FixedPair *weight) {
+  return Int<4>::load(reinterpret_cast<const int32_t *>(weight));
 }
 
 template <Place where, class Voxel>
@@ -122,10 +73,10 @@ void rowPass(const Voxel *row, const Voxel *ahead, const Axis<FixedPair> &x, uin
   int64_t i = begin;
   for (; i + 8 <= end; i += 8) {
     prefetchGroup(ahead, index + i);
-    const EightPairs pairs = eightPairs(row, index + i);
-    storeWords(_mm_packus_epi32(mixedPairs<shift>(pairs.low, loadPairWeights(weight + i)),
-                                mixedPairs<shift>(pairs.high, loadPairWeights(weight + i + 4))),
-               out + i);
+    const EightWordPairs pairs = loadEightWordPairs(row, index + i);
+    packedLikePairs(mixedPairs<shift>(pairs.low, loadPairWeights(weight + i)),
+                    mixedPairs<shift>(pairs.high, loadPairWeights(weight + i + 4)))
+        .store(out + i);
   }
   for (; i < end; ++i) {
     const Voxel *const near = row + index[i];

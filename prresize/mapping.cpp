@@ -1,9 +1,8 @@
 #include "prresize/mapping.h"
 
-#include <smmintrin.h>
-
 #include <cmath>
 
+#include "frame/lanes.h"
 #include "vekr.h"
 
 namespace vekr {
@@ -14,12 +13,6 @@ namespace {
 constexpr double kNearestBias = 1e-10;
 // Lets a fraction that a rounded product leaves just below a step of the scale reach it.
 constexpr double kFixedBias = 1e-07;
-
-// One instruction, where std::floor is a call into the mathematics library without optimisation.
-double floorOf(double x) {
-  const __m128d lane = _mm_set_sd(x);
-  return _mm_cvtsd_f64(_mm_floor_sd(lane, lane));
-}
 
 // Centres map to centres.
 double sourceCoordinate(const Mapping &m, int32_t i) {
@@ -44,7 +37,7 @@ template <Taps taps, class Weigh>
 AxisRuns fill(const Mapping &m, int32_t *index, const Weigh &weigh) {
   AxisRuns runs = {};
   for (int32_t i = 0; i < m.count; ++i) {
-    const double s = sourceCoordinate(m, i), whole = floorOf(s);
+    const double s = sourceCoordinate(m, i), whole = VEKR_ISA::floorOf(VEKR_ISA::Double<1>(s)).v;
     ++runOf(runs, s, m.size, taps);
     index[i] = truncatedInt(whole);
     weigh(i, s - whole);

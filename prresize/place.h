@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "frame/simd_int.h"
+#include "frame/lanes.h"
 #include "prresize/axis.h"
 
 namespace vekr::VEKR_ISA {

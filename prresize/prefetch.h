@@ -3,10 +3,9 @@
 // files.
 #pragma once
 
-#include <xmmintrin.h>
-
 #include <cstdint>
 
+#include "frame/lanes.h"
 #include "prresize/axis.h"
 
 namespace vekr::VEKR_ISA {
@@ -22,8 +21,8 @@ inline int32_t rowsAhead(const int32_t *index, int32_t j, int32_t end) {
 // What a group of eight columns will need; a reduction to less than a half spreads them over several lines.
 template <class Voxel>
 void prefetchGroup(const Voxel *row, const int32_t *index) {
-  _mm_prefetch(reinterpret_cast<const char *>(row + index[0]), _MM_HINT_T0);
-  if constexpr (sizeof(Voxel) == 4) _mm_prefetch(reinterpret_cast<const char *>(row + index[4]), _MM_HINT_T0);
+  prefetchLine(row + index[0]);
+  if constexpr (sizeof(Voxel) == 4) prefetchLine(row + index[4]);
 }
 
 }  // namespace vekr::VEKR_ISA

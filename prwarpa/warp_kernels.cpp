@@ -1,6 +1,5 @@
 #include "prwarpa/warp_kernels.h"
 
-#include "prwarpa/doubles.h"
 #include "volume/rows.h"
 
 namespace vekr::VEKR_ISA {
@@ -36,8 +35,8 @@ struct SumReader {
     position = sum;
   }
 
-  Doubles load(int axis, int v) const { return Doubles::load(at[axis] + v); }
-  static Doubles bound(int32_t voxel) { return Doubles(voxel); }
+  Double<kGroup> load(int axis, int v) const { return Double<kGroup>::load(at[axis] + v); }
+  static Double<kGroup> bound(int32_t voxel) { return static_cast<double>(voxel); }
 };
 
 template <class Voxel, int32_t code>

@@ -6,15 +6,15 @@
 #include <bit>
 #include <utility>
 
-#include "sh/lanes.h"
 #include "sh/rows.h"
 
 namespace vekr::VEKR_ISA {
 
 namespace {
 
-constexpr int kHalf = kGroup / 2;  // lanes that a register of doubles holds
-using Wide = WideLanes<kHalf>;
+constexpr int kHalf = kDirectionGroup / 2;  // lanes that a register of doubles holds
+using Single = Float<kHalf>;
+using Wide = Double<kHalf>;
 
 constexpr float kBandZero = std::bit_cast<float>(0x3E906EBBu);  // 1 / sqrt(4 pi) in single
 
@@ -27,9 +27,9 @@ constexpr int binomial(int n, int k) {
 // What the terms of band l are made of, grown from band to band. Nothing is computed that the bands asked for don't use:
 // the compiler drops it.
 struct Terms {
-  Float<4> xs[kHighestBand + 1], ys[kHighestBand + 1], zs[kHighestBand + 1];  // powers in single
-  Wide x[kHighestBand + 1], y[kHighestBand + 1], z[kHighestBand + 1];         // the same, widened
-  Wide cosine[kHighestBand + 1], sine[kHighestBand + 1];                      // (x + iy)^m, see azimuth()
+  Single xs[kHighestBand + 1], ys[kHighestBand + 1], zs[kHighestBand + 1];  // powers in single
+  Wide x[kHighestBand + 1], y[kHighestBand + 1], z[kHighestBand + 1];       // the same, widened
+  Wide cosine[kHighestBand + 1], sine[kHighestBand + 1];                    // (x + iy)^m, see azimuth()
 
   // The power is the product of those of the two halves of its exponent.
   template <int n>
@@ -42,9 +42,9 @@ struct Terms {
 
   template <int n>
   VEKR_INTO_CALLER void widen() {
-    x[n] = Wide(xs[n]);
-    y[n] = Wide(ys[n]);
-    z[n] = Wide(zs[n]);
+    x[n] = widened(xs[n]);
+    y[n] = widened(ys[n]);
+    z[n] = widened(zs[n]);
   }
 
   template <int m, int j>
@@ -76,7 +76,7 @@ struct Terms {
       cosine[1] = x[1];
       sine[1] = y[1];
     } else if constexpr (m == 2) {
-      cosine[2] = Wide(xs[2] - ys[2]);  // a difference in single
+      cosine[2] = widened(xs[2] - ys[2]);  // a difference in single
       sine[2] = x[1] * y[1];
     } else if constexpr (m == 4) {
       cosine[4] = expansion<4, 0>(std::make_integer_sequence<int, 2>());
@@ -123,13 +123,13 @@ struct Terms {
     constexpr auto terms = std::make_integer_sequence<int, (l - m) / 2>();
     const Wide alongCosine = polynomial<l - m>(term.cosine, term.p, terms);
     if constexpr (m == 0) {
-      alongCosine.storeRounded(zero);
+      narrowed(alongCosine).store(zero);
     } else {
-      (alongCosine * cosine[m]).storeRounded(zero + m * kGroup);
+      narrowed(alongCosine * cosine[m]).store(zero + m * kDirectionGroup);
       const Wide alongSine = polynomial<l - m>(term.sine, term.p, terms);
       // Band 3 has its outermost sine turned round, y^3 - 3 x^2 y, constant included: callers see it in a zero's sign.
       const Wide s = l == 3 && m == 3 ? y[3] - (Wide(3.0) * x[2]) * y[1] : sine[m];
-      (alongSine * s).storeRounded(zero - m * kGroup);
+      narrowed(alongSine * s).store(zero - m * kDirectionGroup);
     }
   }
 
@@ -144,15 +144,15 @@ struct Terms {
   }
 
   VEKR_INTO_CALLER explicit Terms(const GroupDirections &group, int lane) {
-    xs[1] = Wide::loadSingles(group.x + lane);
-    ys[1] = Wide::loadSingles(group.y + lane);
-    zs[1] = Wide::loadSingles(group.z + lane);
+    xs[1] = Single::load(group.x + lane);
+    ys[1] = Single::load(group.y + lane);
+    zs[1] = Single::load(group.z + lane);
   }
 };
 
 // Band l and what it needs, if it is asked for.
 template <int l>
-VEKR_INTO_CALLER bool bandUpTo(uint32_t highest, Terms &terms, Rows &rows, int lane) {
+VEKR_INTO_CALLER bool bandUpTo(uint32_t highest, Terms &terms, FunctionRows &rows, int lane) {
   if (highest < l) return false;
   terms.grow<l>();
   terms.storeBand<l>(rows.row[l * l + l] + lane);
@@ -160,7 +160,7 @@ VEKR_INTO_CALLER bool bandUpTo(uint32_t highest, Terms &terms, Rows &rows, int l
 }
 
 template <int... l>
-VEKR_INTO_CALLER void allBands(uint32_t highest, Terms &terms, Rows &rows, int lane,
+VEKR_INTO_CALLER void allBands(uint32_t highest, Terms &terms, FunctionRows &rows, int lane,
                                std::integer_sequence<int, l...>) {
   (bandUpTo<l + 1>(highest, terms, rows, lane) && ...);
 }
@@ -171,7 +171,7 @@ VEKR_INTO_CALLER void growAll(Terms &terms, std::integer_sequence<int, l...>) {
 }
 
 template <int l>
-void bandRows(const GroupDirections &group, int lanes, Rows &rows) {
+void bandRows(const GroupDirections &group, int lanes, FunctionRows &rows) {
   for (int lane = 0; lane < lanes; lane += kHalf) {
     Terms terms(group, lane);
     growAll(terms, std::make_integer_sequence<int, l>());
@@ -179,10 +179,10 @@ void bandRows(const GroupDirections &group, int lanes, Rows &rows) {
   }
 }
 
-void fillBandZero(Rows &rows) { Float<kGroup>(kBandZero).store(rows.row[0]); }
+void fillBandZero(FunctionRows &rows) { Float<kDirectionGroup>(kBandZero).store(rows.row[0]); }
 
 template <>
-void bandRows<0>(const GroupDirections &, int, Rows &rows) {
+void bandRows<0>(const GroupDirections &, int, FunctionRows &rows) {
   fillBandZero(rows);
 }
 
@@ -194,7 +194,7 @@ BandRows bandFromTable(uint32_t band, std::integer_sequence<int, l...>) {
 
 }  // namespace
 
-void directRows(uint32_t highest, const GroupDirections &group, int lanes, Rows &rows) {
+void directRows(uint32_t highest, const GroupDirections &group, int lanes, FunctionRows &rows) {
   fillBandZero(rows);
   for (int lane = 0; lane < lanes; lane += kHalf) {
     Terms terms(group, lane);

@@ -7,19 +7,19 @@ namespace vekr::VEKR_ISA {
 
 namespace {
 
-using Lane = Float<kGroup>;
+using Lane = Float<kDirectionGroup>;
 
 // Rows of one band: order m at [m].
 struct Band {
-  explicit Band(Rows &rows, int l) : zero(rows.row + l * l + l) {}
+  explicit Band(FunctionRows &rows, int l) : zero(rows.row + l * l + l) {}
   Lane operator[](int m) const { return Lane::load(zero[m]); }
   void set(int m, Lane value) const { value.store(zero[m]); }
-  float (*zero)[kGroup];
+  float (*zero)[kDirectionGroup];
 };
 
 // Orders m and -m of band l, m at most l - 2.
 template <int l, int m>
-VEKR_INTO_CALLER void innerOrders(const float *a, const float *b, Lane z, Rows &rows) {
+VEKR_INTO_CALLER void innerOrders(const float *a, const float *b, Lane z, FunctionRows &rows) {
   const Band band(rows, l), before(rows, l - 1), beforeThat(rows, l - 2);
   const Lane za = z * a[m];
   const Lane bm = b[m];
@@ -28,14 +28,14 @@ VEKR_INTO_CALLER void innerOrders(const float *a, const float *b, Lane z, Rows &
 }
 
 template <int l, int... m>
-VEKR_INTO_CALLER void innerOrders(const float *a, const float *b, Lane z, Rows &rows,
+VEKR_INTO_CALLER void innerOrders(const float *a, const float *b, Lane z, FunctionRows &rows,
                                   std::integer_sequence<int, m...>) {
   (innerOrders<l, m>(a, b, z, rows), ...);
 }
 
 // Band l from the two before it, if it is asked for.
 template <int l>
-VEKR_INTO_CALLER bool bandUpTo(const Basis &basis, Lane x, Lane y, Lane z, Rows &rows) {
+VEKR_INTO_CALLER bool bandUpTo(const Basis &basis, Lane x, Lane y, Lane z, FunctionRows &rows) {
   if (basis.highest < l) return false;
   const float *a = basis.recurrenceA + triangularIndex(l, 0);
   const float *b = basis.recurrenceB + triangularIndex(l, 0);
@@ -52,14 +52,14 @@ VEKR_INTO_CALLER bool bandUpTo(const Basis &basis, Lane x, Lane y, Lane z, Rows 
 }
 
 template <int... l>
-VEKR_INTO_CALLER void higherBands(const Basis &basis, Lane x, Lane y, Lane z, Rows &rows,
+VEKR_INTO_CALLER void higherBands(const Basis &basis, Lane x, Lane y, Lane z, FunctionRows &rows,
                                   std::integer_sequence<int, l...>) {
   (bandUpTo<l + 2>(basis, x, y, z, rows) && ...);
 }
 
 }  // namespace
 
-void recurrentRows(const Basis &basis, const GroupDirections &group, Rows &rows) {
+void recurrentRows(const Basis &basis, const GroupDirections &group, FunctionRows &rows) {
   const float *a = basis.recurrenceA;
   const Lane x = Lane::load(group.x), y = Lane::load(group.y), z = Lane::load(group.z);
   Lane(a[0]).store(rows.row[0]);

@@ -15,28 +15,29 @@ struct alignas(64) Coefficients {
 // What a sample multiplies its direction's functions with. A sample of zero adds +0 whatever the functions are, even
 // NaN: that keeps black samples from spoiling a sum, and turns a coefficient of -0 into +0.
 struct Factor {
-  Float<kGroup> sample;
-  Mask<kGroup> notZero;
+  Float<kDirectionGroup> sample;
+  Mask<kDirectionGroup> notZero;
 };
 
 Factor factorOf(float sample) {
-  const Float<kGroup> all(sample);
-  return {all, !(all == Float<kGroup>(0.0f))};
+  const Float<kDirectionGroup> all(sample);
+  return {all, !(all == Float<kDirectionGroup>(0.0f))};
 }
 
-Float<kGroup> product(const Factor &factor, Float<kGroup> functions) {
+Float<kDirectionGroup> product(const Factor &factor, Float<kDirectionGroup> functions) {
   return kept(factor.notZero, functions * factor.sample);
 }
 
 // Adds one group's products to the sums of all channels, direction after direction.
-template <int Channels, int Lanes>
-void addGroup(const Rows &rows, int count, int lanes, const Factor (*factors)[kGroup], Coefficients *sums) {
-  const int directions = Lanes == kGroup ? kGroup : lanes;
-  for (int k = 0; k < count; k += kGroup) {
-    Float<kGroup> columns[kGroup];
-    turn(rows.row + k, columns);
+template <int Channels, int Filled>
+void addGroup(const FunctionRows &rows, int count, int lanes, const Factor (*factors)[kDirectionGroup],
+              Coefficients *sums) {
+  const int directions = Filled == kDirectionGroup ? kDirectionGroup : lanes;
+  for (int k = 0; k < count; k += kDirectionGroup) {
+    Float<kDirectionGroup> columns[kDirectionGroup];
+    loadTransposed(rows.row + k, columns);
     for (int c = 0; c < Channels; ++c) {
-      Float<kGroup> sum = Float<kGroup>::load(sums[c].value + k);
+      Float<kDirectionGroup> sum = Float<kDirectionGroup>::load(sums[c].value + k);
       for (int i = 0; i < directions; ++i) sum = sum + product(factors[c][i], columns[i]);
       sum.store(sums[c].value + k);
     }
@@ -51,18 +52,19 @@ void forward(const Basis &basis, const Directions &directions, const Channel<con
   for (int c = 0; c < Channels; ++c) {
     for (int k = 0; k < count; ++k) sums[c].value[k] = pCoeff[c][k];
   }
-  Rows rows;
-  for (int k = count; k < kMostValues && k < count + kGroup; ++k) Float<kGroup>(0.0f).store(rows.row[k]);
+  FunctionRows rows;
+  for (int k = count; k < kMostValues && k < count + kDirectionGroup; ++k)
+    Float<kDirectionGroup>(0.0f).store(rows.row[k]);
 
   forDirectionGroups(directions, [&](const GroupDirections &group, int64_t first, int lanes) {
     evaluateRows(basis, group, lanes, rows);
-    Factor factors[Channels][kGroup];
+    Factor factors[Channels][kDirectionGroup];
     for (int c = 0; c < Channels; ++c) {
       const Channel<const float> &channel = samples[c];
       for (int i = 0; i < lanes; ++i) factors[c][i] = factorOf(channel.first[(first + i) * channel.step]);
     }
-    if (lanes == kGroup) {
-      addGroup<Channels, kGroup>(rows, count, lanes, factors, sums);
+    if (lanes == kDirectionGroup) {
+      addGroup<Channels, kDirectionGroup>(rows, count, lanes, factors, sums);
     } else {
       addGroup<Channels, 1>(rows, count, lanes, factors, sums);
     }
@@ -77,7 +79,7 @@ void forward(const Basis &basis, const Directions &directions, const Channel<con
 void forwardShared(const Basis &basis, const Directions &directions, const Channel<const float> *samples,
                    float *const *pCoeff, int channels) {
   const int count = valuesUpTo(basis.highest);
-  Rows rows;
+  FunctionRows rows;
   forDirectionGroups(directions, [&](const GroupDirections &group, int64_t first, int lanes) {
     evaluateRows(basis, group, lanes, rows);
     for (int i = 0; i < lanes; ++i) {
@@ -96,9 +98,9 @@ bool overlap(const float *a, const float *b, int count) {
 
 // ---------------------------------------------------------------- inverse
 
-using Lane = Float<kGroup>;
+using Lane = Float<kDirectionGroup>;
 
-Lane weighted(const Rows &rows, const float *coefficients, int k) {
+Lane weighted(const FunctionRows &rows, const float *coefficients, int k) {
   return Lane::load(rows.row[k]) * Lane(coefficients[k]);
 }
 
@@ -106,7 +108,7 @@ Lane weighted(const Rows &rows, const float *coefficients, int k) {
 // of which the first lies on a 16-byte boundary.
 
 // Fewer than 16 products: two sums that take turns, and an odd last product.
-Lane shortDotProducts(const Rows &rows, const float *coefficients, int count) {
+Lane shortDotProducts(const FunctionRows &rows, const float *coefficients, int count) {
   Lane even(0.0f), odd(0.0f);
   int k = 0;
   for (; k + 2 <= count; k += 2) {
@@ -121,7 +123,7 @@ Lane shortDotProducts(const Rows &rows, const float *coefficients, int count) {
 // on a boundary too, otherwise three, behind four products for the first. Behind the blocks the first takes groups of
 // four; what is left is added last, one by one.
 template <int Accumulators>
-Lane longDotProducts(const Rows &rows, const float *coefficients, int count) {
+Lane longDotProducts(const FunctionRows &rows, const float *coefficients, int count) {
   constexpr int kLanes = 4, kBlock = kLanes * Accumulators;
   constexpr int first = Accumulators == 4 ? 0 : kLanes;
   const int blocksEnd = first + (count - first) / kBlock * kBlock;
@@ -147,7 +149,7 @@ Lane longDotProducts(const Rows &rows, const float *coefficients, int count) {
   return sum;
 }
 
-using DotProducts = Lane (*)(const Rows &rows, const float *coefficients, int count);
+using DotProducts = Lane (*)(const FunctionRows &rows, const float *coefficients, int count);
 
 DotProducts dotProductsFor(const float *coefficients, int count) {
   constexpr int kLong = 16;
@@ -174,11 +176,11 @@ void ownSHInverse_32f(const Basis &basis, const Directions &directions, const fl
   const int count = valuesUpTo(basis.highest);
   DotProducts dotProducts[kMostChannels];
   for (int c = 0; c < channels; ++c) dotProducts[c] = dotProductsFor(pCoeff[c], count);
-  Rows rows;
+  FunctionRows rows;
   forDirectionGroups(directions, [&](const GroupDirections &group, int64_t first, int lanes) {
     evaluateRows(basis, group, lanes, rows);
     for (int c = 0; c < channels; ++c) {
-      alignas(64) float results[kGroup];
+      alignas(64) float results[kDirectionGroup];
       dotProducts[c](rows, pCoeff[c], count).store(results);
       for (int i = 0; i < lanes; ++i) values[c].first[(first + i) * values[c].step] = results[i];
     }

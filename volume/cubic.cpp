@@ -20,7 +20,7 @@ Float<N> weight(const float *table, float position, Float<N> t) {
   const Float<N> distance = minOf(absOf(Float<N>(position) - t), Float<N>(static_cast<float>(kCubicSupport)));
   const Float<N> entry = distance * Float<N>(static_cast<float>(kCubicEntriesPerUnit));
   const Int<N> i = truncated(entry);
-  const Entries<N> entries = entriesAt(table, i);
+  const Neighbours<N> entries = gatherNeighbours(table, i);
   return entries.here + (entries.next - entries.here) * (entry - toFloat(i));
 }
 
@@ -95,7 +95,7 @@ void sumInterior(const SampledVolume &source, const Chunk &chunk, const Weights 
                                       rows[s] = firstPlane[s][plane] + offsets[line][s];
                                     return loadRows(rows);
                                   });
-  for (int s = 0; s < kSums; ++s) sums[voxels[s]] = firstLane(sum, s);
+  for (int s = 0; s < kSums; ++s) sums[voxels[s]] = firstOfBlock(sum, s);
 }
 
 // ---------------------------------------------------------------- borders
@@ -126,9 +126,9 @@ float sumBorder(const SampledVolume &source, const Chunk &chunk, const Weights (
           return static_cast<float>(
               loadAs<Voxel>(planes[z.at[plane]] + offsetInPlane(y.at[line], source.step, x.at[k])));
         };
-        return _mm_setr_ps(at(0), at(1), at(2), at(3));
+        return Float<4>::of(at(0), at(1), at(2), at(3));
       });
-  return firstLane(sum, 0);
+  return firstOfBlock(sum, 0);
 }
 
 // ---------------------------------------------------------------- results

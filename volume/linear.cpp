@@ -1,5 +1,4 @@
 // Trilinear interpolation over cells of 2x2x2 voxels, a group of destination voxels at a time.
-#include "volume/gather.h"
 #include "volume/sampling.h"
 
 namespace vekr::VEKR_ISA {
@@ -44,8 +43,6 @@ Cells readCells(const SampledVolume &source, const int32_t *x, const int32_t *y,
   return cells;
 }
 
-#ifdef __AVX2__
-
 // Whether the gathers below stay inside the volume for every cell of the region. 8u cells are cut out of words of four
 // voxels, whose last one is at most the region's last.
 constexpr int32_t kWord = 4;
@@ -57,64 +54,51 @@ bool canGather(const RegionBox &region) {
          region.z1 >= 1;
 }
 
-// Two neighbours of each of eight rows.
-template <class Voxel>
-void gatherNeighbours(Wide row, Int<8> shift, Float<8> &left, Float<8> &right) {
+// Two neighbours of each row.
+template <class Voxel, int N>
+void gatherRow(Long<N> row, Int<N> shift, Float<N> &left, Float<N> &right) {
   if constexpr (sizeof(Voxel) == 4) {
-    const __m256 low = gatherPairs(row.low);
-    const __m256 high = gatherPairs(row.high);
-    // Within each half of the registers: 0 1 4 5 | 2 3 6 7, put in order by 64-bit pieces.
-    const __m256 lefts = _mm256_shuffle_ps(low, high, 0x88), rights = _mm256_shuffle_ps(low, high, 0xDD);
-    left = _mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(lefts), 0xD8));
-    right = _mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(rights), 0xD8));
+    const Neighbours<N> pair = gatherNeighbours(row);
+    left = pair.here;
+    right = pair.next;
   } else {
-    const Int<8> word = gatherWords(row);
+    const Int<N> word = gatherWords(row);
     if constexpr (sizeof(Voxel) == 2) {
-      left = toFloat(word & Int<8>(0xFFFF));
-      right = toFloat(Int<8>(_mm256_srli_epi32(word.v, 16)));
+      left = toFloat(word & Int<N>(0xFFFF));
+      right = toFloat(shiftedRightUnsigned<16>(word));
     } else {
-      const Int<8> pair = _mm256_srlv_epi32(word.v, shift.v);
-      left = toFloat(pair & Int<8>(0xFF));
-      right = toFloat(Int<8>(_mm256_srli_epi32(pair.v, 8)) & Int<8>(0xFF));
+      const Int<N> pair = shiftedRightUnsigned(word, shift);
+      left = toFloat(pair & Int<N>(0xFF));
+      right = toFloat(shiftedRightUnsigned<8>(pair) & Int<N>(0xFF));
     }
   }
 }
 
-template <class Voxel>
-Cells gatherCells(const SampledVolume &source, Int<8> x, Int<8> y, Int<8> z) {
+template <class Voxel, int N>
+Cells gatherCells(const SampledVolume &source, Int<N> x, Int<N> y, Int<N> z) {
   constexpr int kShift = sizeof(Voxel) == 4 ? 2 : sizeof(Voxel) == 2 ? 1 : 0;
-  Int<8> column = x, shift(0);
+  Int<N> column = x, shift(0);
   if constexpr (sizeof(Voxel) == 1) {
-    column = _mm256_min_epi32(x.v, _mm256_set1_epi32(source.region.x1 - (kWord - 1)));
-    shift = _mm256_slli_epi32((x - column).v, 3);
+    column = minOf(x, Int<N>(source.region.x1 - (kWord - 1)));
+    shift = shiftedLeft<3>(x - column);
   }
-  const __m256i step = _mm256_set1_epi64x(source.step);
-  const Wide offset = mulLow(widenedTo64(y), step) + widenedTo64(column);
-  const Wide bytes = {_mm256_slli_epi64(offset.low, kShift), _mm256_slli_epi64(offset.high, kShift)};
-  const __m256i rowBytes = _mm256_slli_epi64(step, kShift);
-  const Wide below = {rowBytes, rowBytes};
-  const Wide near = gatherPointers(source.planes, z) + bytes;
-  const Wide far = gatherPointers(source.planes, z + Int<8>(1)) + bytes;
+  const Long<N> step(source.step);
+  const Long<N> offset = productOfLow(widenedToLong(y), step) + widenedToLong(column);
+  const Long<N> bytes = shiftedLeft<kShift>(offset), below = shiftedLeft<kShift>(step);
+  const Long<N> near = gatherPointers(source.planes, z) + bytes;
+  const Long<N> far = gatherPointers(source.planes, z + Int<N>(1)) + bytes;
   Cells cells;
-  gatherNeighbours<Voxel>(near, shift, cells.left[0], cells.right[0]);
-  gatherNeighbours<Voxel>(near + below, shift, cells.left[1], cells.right[1]);
-  gatherNeighbours<Voxel>(far, shift, cells.left[2], cells.right[2]);
-  gatherNeighbours<Voxel>(far + below, shift, cells.left[3], cells.right[3]);
+  gatherRow<Voxel>(near, shift, cells.left[0], cells.right[0]);
+  gatherRow<Voxel>(near + below, shift, cells.left[1], cells.right[1]);
+  gatherRow<Voxel>(far, shift, cells.left[2], cells.right[2]);
+  gatherRow<Voxel>(far + below, shift, cells.left[3], cells.right[3]);
   return cells;
 }
-
-#endif
 
 // The lanes of the group from voxel v on that are to be sampled.
 unsigned lanesInside(const Chunk &chunk, int v) {
   return static_cast<unsigned>(chunk.inside >> v) & static_cast<unsigned>(allLanes<kGroup>());
 }
-
-#ifdef __AVX2__
-Mask<8> laneMask(unsigned lanes) { return rowsOf(maskOfBits(lanes & 0xF), maskOfBits(lanes >> 4)); }
-#else
-Mask<4> laneMask(unsigned lanes) { return maskOfBits(lanes); }
-#endif
 
 void storeSum(Float<kGroup> sum, float *voxels) { sum.store(voxels); }
 template <class Voxel>
@@ -128,9 +112,7 @@ template <class Voxel>
 void sampleLinear(const SampledVolume &source, const Chunk &chunk, unsigned char *row) {
   const RegionBox &region = source.region;
   const int32_t last[3] = {region.x1, region.y1, region.z1};
-#ifdef __AVX2__
-  const bool gather = canGather<Voxel>(region);
-#endif
+  const bool gather = kHasGathers && canGather<Voxel>(region);
   Voxel voxels[kChunk];
   for (int v = 0; v < chunk.count; v += kGroup) {
     const unsigned lanes = lanesInside(chunk, v);
@@ -142,21 +124,19 @@ void sampleLinear(const SampledVolume &source, const Chunk &chunk, unsigned char
     Float<kGroup> t[3];
     for (int axis = 0; axis < 3; ++axis) {
       Int<kGroup> i = Int<kGroup>::load(chunk.index[axis] + v);
-      if (!full) i = select(laneMask(lanes), i, Int<kGroup>(chunk.index[axis][v + __builtin_ctz(lanes)]));
+      if (!full)
+        i = select(maskOfBits<kGroup>(lanes), i, Int<kGroup>(chunk.index[axis][v + __builtin_ctz(lanes)]));
       index[axis] = select(i == Int<kGroup>(last[axis]), i - Int<kGroup>(1), i);
       t[axis] = Float<kGroup>::load(chunk.at[axis] + v) - toFloat(index[axis]);
     }
-    Cells cells;
-#ifdef __AVX2__
-    if (gather) {
-      cells = gatherCells<Voxel>(source, index[0], index[1], index[2]);
-    } else
-#endif
-    {
+    const Cells cells = [&] {
+      if constexpr (kHasGathers) {
+        if (gather) return gatherCells<Voxel>(source, index[0], index[1], index[2]);
+      }
       int32_t corner[3][kGroup];
       for (int axis = 0; axis < 3; ++axis) index[axis].store(corner[axis]);
-      cells = readCells<Voxel>(source, corner[0], corner[1], corner[2]);
-    }
+      return readCells<Voxel>(source, corner[0], corner[1], corner[2]);
+    }();
     Float<kGroup> rows[kCellRows];
     for (int r = 0; r < kCellRows; ++r) rows[r] = lerp(cells.left[r], cells.right[r], t[0]);
     const Float<kGroup> near = lerp(rows[0], rows[1], t[1]), far = lerp(rows[2], rows[3], t[1]);

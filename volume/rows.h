@@ -71,7 +71,7 @@ template <class Voxel, int32_t code>
     // As a number, for it may lie outside of the plane: asking doesn't hurt.
     const uintptr_t address =
         reinterpret_cast<uintptr_t>(planes[z]) + static_cast<uintptr_t>(offset) * sizeof(Voxel);
-    _mm_prefetch(reinterpret_cast<const char *>(address), _MM_HINT_T0);
+    prefetchLine(reinterpret_cast<const void *>(address));
   };
   for (int v = 0; v < chunk.count; v += kStride) {
     const int64_t offset = int64_t(chunk.index[1][v]) * source.step + chunk.index[0][v];

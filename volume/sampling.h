@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-#include "frame/simd_int.h"
+#include "frame/lanes.h"
 #include "volume/convert.h"
 #include "volume/cubic_tables.h"
 #include "volume/region.h"

@@ -1,0 +1,39 @@
+// The instruction set that a file is compiled for, and what it offers: the one place that tells widths.
+//
+// VEKR_ISA names the set, on the compiler's command line, and is the namespace of everything that the file compiles from
+// lane types. What counts is that name and not what else the compiler has been allowed: a file for the floor stays as
+// narrow under -march=native.
+#pragma once
+
+#ifndef VEKR_ISA
+#error "lane types belong into files that are compiled for an instruction set: see cmake/library.cmake"
+#endif
+
+// Floats in the widest register of each set.
+#define VEKR_FLOATS_IN_sse41 4
+#define VEKR_FLOATS_IN_avx2 8
+
+#define VEKR_FLOATS_IN_SET(set) VEKR_FLOATS_IN_##set
+#define VEKR_FLOATS_IN(set) VEKR_FLOATS_IN_SET(set)
+#define VEKR_REGISTER_FLOATS VEKR_FLOATS_IN(VEKR_ISA)
+
+// A name that the list above lacks counts as 0 here.
+#if VEKR_REGISTER_FLOATS != 4 && VEKR_REGISTER_FLOATS != 8
+#error "VEKR_ISA is not an instruction set that frame/lanes/ has lane types for"
+#endif
+#ifndef __SSE4_1__
+#error "the lane types need SSE4.1"
+#endif
+#if VEKR_REGISTER_FLOATS >= 8 && !defined(__AVX2__)
+#error "this instruction set needs AVX2, which the compiler has not been allowed"
+#endif
+
+namespace vekr::VEKR_ISA {
+
+// The widest group of 32-bit lanes that the set has a register for.
+constexpr int kWidestGroup = VEKR_REGISTER_FLOATS;
+
+// Whether the set reads scattered elements in one instruction.
+constexpr bool kHasGathers = VEKR_REGISTER_FLOATS >= 8;
+
+}  // namespace vekr::VEKR_ISA
