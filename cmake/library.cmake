@@ -33,7 +33,7 @@ endforeach()
 # The C linker driver, so that no C++ runtime comes in.
 add_library(vekre9 SHARED ${vekr_objects})
 set_target_properties(vekre9 PROPERTIES
-  VERSION 6.1 SOVERSION 6.1
+  VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION}
   LINKER_LANGUAGE C
   BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN"
   LINK_DEPENDS ${PROJECT_SOURCE_DIR}/frame/vekr.map)

@@ -18,6 +18,9 @@ inline void *veksMalloc_64s(int32_t len) {
   return len < 1 ? nullptr : vekMalloc(8 * static_cast<size_t>(len));
 }
 
+// `bytes` bytes in whole 4-byte units, for sizes that 32 bits can't tell.
+inline void *veksMallocBytes(uint64_t bytes) { return vekMalloc((bytes + 3) / 4 * 4); }
+
 inline void veksFree(void *p) { vekFree(p); }
 
 }  // namespace vekr

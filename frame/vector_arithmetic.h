@@ -1,6 +1,13 @@
 // One-dimensional copies, clears, sums and products for the library's own use. Every routine looks for null pointers
 // first (vekErrNullPtr), then for a length below 1 (vekErrSize); callers may rely on a call with nothing to do being
 // harmless, and ignore the status. Nothing is promised for overlapping arrays.
+//
+// The spherical harmonics call most of them. Three have no caller and stand all the same:
+//   veksDotProd_32f   tells the order of sums of the inverse transform. The transform has the functions of a group of
+//                     directions side by side and keeps this order in every lane (sh/transform_kernels.cpp); a call for
+//                     each direction would have to turn them round first
+//   veksMulC_32f_I    one channel of the forward transform, which multiplies and adds in registers for the same reason
+//   veksCopy_32s      lists of triangles: the tree builder's may be longer than its byte count can tell
 #pragma once
 
 #include <cstdint>

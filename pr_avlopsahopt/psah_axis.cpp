@@ -2,6 +2,24 @@
 
 namespace vekr {
 
+float gatherFlats(const float *lows, const float *highs, int32_t count, float *flats, int32_t *pFlatCount) {
+  int32_t flatCount = 0;
+  bool hasEnd = false;
+  float first = lows[0], last = lows[0];
+  for (int32_t i = 0; i < count; ++i) {
+    const float low = lows[i], high = highs[i];
+    if (low == high) {
+      flats[flatCount++] = low;
+      first = low < first ? low : first;
+    } else if (!hasEnd || high > last) {
+      last = high;
+      hasEnd = true;
+    }
+  }
+  *pFlatCount = flatCount;
+  return hasEnd ? last : first;
+}
+
 bool cutEmptySpace(const AxisCell &cell, float first, float last, int64_t count, Best &best) {
   const float margin = kEmptyMargin * cell.extent();
   bool found = false;

@@ -65,25 +65,8 @@ double AxisBins::countExtents() {
   }
   lowCount_ = highCount_ = search_.count;
   lastEnd_ = search_.greatest;
-  if (search_.flatCount > 0) gatherFlats();
+  if (search_.flatCount > 0) lastEnd_ = gatherFlats(lows_, highs_, search_.count, flats_, &flatCount_);
   return search_.mayPrune ? leastUpperBound() : Best().cost;
-}
-
-void AxisBins::gatherFlats() {
-  bool hasEnd = false;
-  float first = lows_[0];
-  for (int32_t i = 0; i < search_.count; ++i) {
-    const float low = lows_[i], high = highs_[i];
-    if (low == high) {
-      flats_[flatCount_++] = low;
-      first = low < first ? low : first;
-    } else if (!hasEnd || high > lastEnd_) {
-      lastEnd_ = high;
-      hasEnd = true;
-    }
-  }
-  // With flats alone the first one is the only plane.
-  if (!hasEnd) lastEnd_ = first;
 }
 
 // A bin with an extent in it holds a plane, which costs no more than all that could lie on either side would at the bin's

@@ -48,7 +48,6 @@ class AxisBins {
 
   static int32_t binCountFor(int32_t patchCount);
   int32_t binOf(float x) const;
-  void gatherFlats();
   double leastUpperBound() const;
   bool mark(double limit);
   int32_t keepMarked(float *values, int32_t count) const;

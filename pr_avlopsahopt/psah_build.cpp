@@ -36,7 +36,7 @@ VekStatus ownKDTBldPSAH_ML(const float *pVertices, const int32_t *pIndices, int3
   if (!isBudgetEnough(budget, vertexCount, triangleCount)) return vekErrMemAlloc;
   PsahBuild build;
   VekrBuildNode *root = nullptr;
-  VekStatus status = openBuild(build, pVertices, pIndices, vertexCount, triangleCount, budget);
+  VekStatus status = openBuild(build, pVertices, vertexCount, triangleCount, budget);
   if (status == vekOk) {
     status = growTree(build, pIndices, triangleCount, maxDepth, pBounds, splitBias, &root);
   }

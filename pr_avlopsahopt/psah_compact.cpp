@@ -1,5 +1,6 @@
 #include "pr_avlopsahopt/psah_compact.h"
 
+#include <bit>
 #include <cstring>
 
 #include "frame/memory.h"
@@ -7,14 +8,6 @@
 
 namespace vekr {
 namespace {
-
-constexpr uint32_t kLeafBit = 0x80000000u;
-
-// What the fields of inline leaves hold: 29 bits for the number in word1, 15 and 16 bits for the distances to the least
-// and the greatest of three.
-constexpr int32_t kMiddleLimit = 0x20000000;
-constexpr int32_t kDistanceBelowLimit = 0x8000;
-constexpr int32_t kDistanceAboveLimit = 0x10000;
 
 struct Three {
   int32_t least, middle, greatest;
@@ -36,9 +29,8 @@ bool isInline(const VekrBuildNode &leaf) {
       return t[0] >= 0 && t[1] >= 0 && (t[0] < kMiddleLimit || t[1] < kMiddleLimit);
     case 3: {
       const Three three = sorted(t);
-      return three.least >= 0 && three.middle < kMiddleLimit &&
-             three.middle - three.least < kDistanceBelowLimit &&
-             three.greatest - three.middle < kDistanceAboveLimit;
+      return three.least >= 0 && three.middle < kMiddleLimit && three.middle - three.least < kBelowLimit &&
+             three.greatest - three.middle < kAboveLimit;
     }
     default:
       return false;
@@ -66,22 +58,11 @@ void localEstimateTotalCompactTreeSize(const VekrBuildNode *pNode, uint64_t *pNo
 
 VekrKDTreeNode inlineLeaf(const VekrBuildNode &leaf) {
   const auto *t = static_cast<const int32_t *>(leaf.link);
-  uint32_t word0, word1;
-  if (leaf.value == 1) {
-    word0 = static_cast<uint32_t>(t[0]);
-    word1 = 1;
-  } else if (leaf.value == 2) {
-    // word1 takes the one that fits, of two that fit the first.
-    const bool firstFits = t[0] < kMiddleLimit;
-    word0 = static_cast<uint32_t>(t[firstFits ? 1 : 0]);
-    word1 = static_cast<uint32_t>(t[firstFits ? 0 : 1]) << 2 | 2;
-  } else {
-    const Three three = sorted(t);
-    word0 = static_cast<uint32_t>(three.middle - three.least) << 16 |
-            static_cast<uint32_t>(three.greatest - three.middle);
-    word1 = static_cast<uint32_t>(three.middle) << 2 | 3;
-  }
-  return {static_cast<int32_t>(word0 | kLeafBit), static_cast<int32_t>(word1 | kLeafBit)};
+  if (leaf.value == 1) return leafOfOne(t[0]);
+  // Second goes the one that fits there, of two that fit the first.
+  if (leaf.value == 2) return t[0] < kMiddleLimit ? leafOfTwo(t[1], t[0]) : leafOfTwo(t[0], t[1]);
+  const Three three = sorted(t);
+  return leafOfThree(three.least, three.middle, three.greatest);
 }
 
 // Where the next list and the next pair of children go.
@@ -101,8 +82,7 @@ void localTreePacking(const VekrBuildNode *pNode, char *pOut, Cursors &cursors) 
         return;
       }
       // An empty leaf's distance leads to wherever the lists stand.
-      out->word0 = static_cast<int32_t>(static_cast<uint32_t>(pOut - cursors.list));
-      out->word1 = pNode->value;
+      *out = leafWithList(pNode->value, cursors.list - pOut);
       const uint64_t bytes = listBytes(*pNode);
       if (bytes > 0) std::memcpy(cursors.list, pNode->link, bytes);
       cursors.list += bytes;
@@ -110,10 +90,8 @@ void localTreePacking(const VekrBuildNode *pNode, char *pOut, Cursors &cursors) 
     }
     const auto *children = static_cast<const VekrBuildNode *>(pNode->link);
     char *pair = cursors.pair;
-    cursors.pair += 2 * sizeof(VekrKDTreeNode);
-    out->word0 =
-        static_cast<int32_t>(static_cast<uint32_t>(pair - pOut) | static_cast<uint32_t>(pNode->kind));
-    out->word1 = pNode->value;
+    cursors.pair += kTreePairBytes;
+    *out = innerNode(pNode->kind, std::bit_cast<float>(pNode->value), pair - pOut);
     localTreePacking(&children[0], pair, cursors);
     pNode = &children[1];
     pOut = pair + sizeof(VekrKDTreeNode);
@@ -132,10 +110,11 @@ VekStatus ownCompactTreeRepresentation(const VekrBuildNode *pRoot, VekrKDTreeNod
   if (units > INT32_MAX) return vekErrMemAlloc;
   char *block = static_cast<char *>(veksMalloc_64s(static_cast<int32_t>(units)));
   if (block == nullptr) return vekErrMemAlloc;
-  std::memset(block + sizeof(VekrKDTreeNode), 0, kTreeHeaderBytes - sizeof(VekrKDTreeNode));
+  auto *root = reinterpret_cast<VekrKDTreeNode *>(block);
+  root[1] = kTreePadding;
   Cursors cursors = {block + nodeBytes, block + kTreeHeaderBytes};
   localTreePacking(pRoot, block, cursors);
-  *ppTree = reinterpret_cast<VekrKDTreeNode *>(block);
+  *ppTree = root;
   *pTreeSize = static_cast<int32_t>(static_cast<uint32_t>(size));
   return vekOk;
 }

@@ -15,7 +15,7 @@ uint32_t firstWord(int32_t triangle, int32_t vertexCount) {
   return static_cast<uint32_t>(triangle) << kTriangleShift | static_cast<uint32_t>(vertexCount);
 }
 
-void boundVertices(const VekrBuildRange<float> &vertices, float *pBox) {
+void boundVertices(const VekrBuildVertices &vertices, float *pBox) {
   for (int axis = 0; axis < 3; ++axis) pBox[axis] = pBox[axis + 3] = vertices.base[axis];
   for (const float *v = vertices.base; v < vertices.end; v += 3) {
     for (int axis = 0; axis < 3; ++axis) {

@@ -174,7 +174,8 @@ class Search {
       float flats[kFewPatches];
       int32_t flatCount = 0;
       float lastEnd = cell.hi;
-      if (extremes_.flats[axis] > 0) lastEnd = gatherFlats(planes[axis], flats, flatCount);
+      if (extremes_.flats[axis] > 0)
+        lastEnd = gatherFlats(planes[axis], planes[axis] + count, count, flats, &flatCount);
       const PlaneTrial trial = {cell.lo, cell.hi,   cell.offset,  count, planes[axis],         2 * count,
                                 kNone,   kNone,     planes[axis], count, planes[axis] + count, count,
                                 flats,   flatCount, lastEnd};
@@ -197,23 +198,6 @@ class Search {
       }
       at = node_.count;
     }
-  }
-
-  // Returns the last end of a patch that isn't flat; with flats alone, the first flat: it is the only plane then.
-  float gatherFlats(const float *planes, float *flats, int32_t &flatCount) const {
-    const float *lows = planes, *highs = planes + node_.count;
-    float first = lows[0], last = lows[0];
-    bool hasEnd = false;
-    for (int32_t i = 0; i < node_.count; ++i) {
-      if (lows[i] == highs[i]) {
-        flats[flatCount++] = lows[i];
-        first = lows[i] < first ? lows[i] : first;
-      } else if (!hasEnd || highs[i] > last) {
-        last = highs[i];
-        hasEnd = true;
-      }
-    }
-    return hasEnd ? last : first;
   }
 
   // Counting comes first on every axis, so that each is chosen from with the bounds of all; without threads, the most

@@ -18,11 +18,6 @@ constexpr uint64_t kBudgetPerVertex = 12;
 constexpr uint64_t kBudgetPerTriangle = 84;
 constexpr uint64_t kBudgetBase = 2 * kPoolStep + 488;
 
-void *allocateBytes(uint64_t bytes) {
-  const uint64_t words = (bytes + 3) / 4;
-  return words > INT32_MAX ? vekMalloc(4 * words) : veksMalloc_32s(static_cast<int32_t>(words));
-}
-
 void makeEmptyRing(VekrBuildChunk &ring) { ring = {&ring, &ring, nullptr, nullptr, nullptr}; }
 
 void releaseRing(VekrBuildChunk &ring) {
@@ -37,7 +32,7 @@ void releaseRing(VekrBuildChunk &ring) {
 
 bool openPool(VekrBuildState &state, VekrBuildPool &pool, uint64_t bytes) {
   state.memoryLeft -= bytes;
-  pool.base = pool.cursor = static_cast<char *>(allocateBytes(bytes));
+  pool.base = pool.cursor = static_cast<char *>(veksMallocBytes(bytes));
   if (pool.base == nullptr) return false;
   pool.end = pool.base + bytes;
   return true;
@@ -56,8 +51,8 @@ uint64_t poolBytes(uint64_t perItem, uint64_t items) {
 VekrBuildChunk *openChunk(VekrBuildState &state, VekrBuildChunk &ring, uint64_t bytes) {
   const uint64_t blockBytes = bytes > kChunkBlockBytes ? bytes : kChunkBlockBytes;
   if (state.memoryLeft < blockBytes + kChunkRecordBytes) return nullptr;
-  auto *chunk = static_cast<VekrBuildChunk *>(allocateBytes(kChunkRecordBytes));
-  char *block = static_cast<char *>(allocateBytes(blockBytes));
+  auto *chunk = static_cast<VekrBuildChunk *>(veksMallocBytes(kChunkRecordBytes));
+  char *block = static_cast<char *>(veksMallocBytes(blockBytes));
   if (chunk == nullptr || block == nullptr) {
     veksFree(chunk);
     veksFree(block);
@@ -77,21 +72,17 @@ bool isBudgetEnough(uint64_t budget, int32_t vertexCount, int32_t triangleCount)
                        kBudgetPerTriangle * static_cast<uint64_t>(triangleCount) + kBudgetBase;
 }
 
-VekStatus openBuild(PsahBuild &build, const float *pVertices, const int32_t *pIndices, int32_t vertexCount,
-                    int32_t triangleCount, uint64_t budget) {
-  build.state = static_cast<VekrBuildState *>(allocateBytes(kStateBytes));
+VekStatus openBuild(PsahBuild &build, const float *pVertices, int32_t vertexCount, int32_t triangleCount,
+                    uint64_t budget) {
+  build.state = static_cast<VekrBuildState *>(veksMallocBytes(kStateBytes));
   if (build.state == nullptr) return vekErrTreeBuild;
   VekrBuildState &state = *build.state;
   std::memset(&state, 0, sizeof state);
   makeEmptyRing(state.nodeChunks);
   makeEmptyRing(state.listChunks);
   makeEmptyRing(state.pointerChunks);
-  state.memoryLimit = budget;
   state.memoryLeft = budget - kStateBytes;
-  const float *verticesEnd = pVertices + 3 * static_cast<int64_t>(vertexCount);
-  const int32_t *indicesEnd = pIndices + 4 * static_cast<int64_t>(triangleCount);
-  state.vertices = {pVertices, verticesEnd, verticesEnd};
-  state.indices = {pIndices, indicesEnd, indicesEnd};
+  state.vertices = {pVertices, pVertices + 3 * static_cast<int64_t>(vertexCount)};
   for (auto &axis : state.scratch) {
     for (void *&array : axis) {
       state.memoryLeft -= 4 * static_cast<uint64_t>(triangleCount);
@@ -103,8 +94,8 @@ VekStatus openBuild(PsahBuild &build, const float *pVertices, const int32_t *pIn
   const uint64_t pointBytes = poolBytes(kPointPoolBytesPerVertex, static_cast<uint64_t>(vertexCount));
   if (!openPool(state, state.patchPool, patchBytes)) return vekErrTreeBuild;
   if (!openPool(state, state.pointPool, pointBytes)) return vekErrTreeBuild;
-  build.bounds =
-      static_cast<VekrPatchBounds *>(allocateBytes(patchBytes / sizeof(VekrPatch) * sizeof(VekrPatchBounds)));
+  build.bounds = static_cast<VekrPatchBounds *>(
+      veksMallocBytes(patchBytes / sizeof(VekrPatch) * sizeof(VekrPatchBounds)));
   return build.bounds == nullptr ? vekErrTreeBuild : vekOk;
 }
 

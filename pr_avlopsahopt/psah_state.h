@@ -52,11 +52,10 @@ struct VekrBuildPool {
   char *cursor;
 };
 
-template <class T>
-struct VekrBuildRange {
-  const T *base;
-  const T *end;
-  const T *endAgain;
+// The caller's vertices.
+struct VekrBuildVertices {
+  const float *base;
+  const float *end;
 };
 
 // Vertex-pointer arrays of up to this many vertices are reused: a triangle in a cell has three edges and six walls.
@@ -66,10 +65,8 @@ constexpr int32_t kMostFreeListVertices = 9;
 constexpr int32_t kMostPatchVertices = 31;
 
 struct VekrBuildState {
-  uint64_t memoryLimit;
   uint64_t memoryLeft;
-  VekrBuildRange<float> vertices;
-  VekrBuildRange<int32_t> indices;
+  VekrBuildVertices vertices;
   VekrBuildPool patchPool;
   VekrBuildPool pointPool;
   void *scratch[3][4];  // by axis; triangleCount words each
@@ -80,12 +77,12 @@ struct VekrBuildState {
   VekrBuildChunk pointerChunks;
 };
 
-// The sizes that the budget is charged with.
+// The sizes that the budget is charged with, and that are asked for.
 constexpr uint64_t kStateBytes = 408;
 constexpr uint64_t kChunkBlockBytes = 0x1000000;
 constexpr uint64_t kChunkRecordBytes = 40;
 constexpr uint64_t kNodePairBytes = 48;
-static_assert(sizeof(VekrBuildState) == kStateBytes && sizeof(VekrBuildChunk) == kChunkRecordBytes);
+static_assert(sizeof(VekrBuildState) <= kStateBytes && sizeof(VekrBuildChunk) <= kChunkRecordBytes);
 static_assert(sizeof(VekrPatch) == 16 && 2 * sizeof(VekrBuildNode) <= kNodePairBytes);
 
 // Everything that a build holds. The bounds are not charged: they are a copy of what the polygons tell, kept so that
@@ -103,8 +100,8 @@ struct PsahBuild {
 bool isBudgetEnough(uint64_t budget, int32_t vertexCount, int32_t triangleCount);
 
 // Allocates state, scratch arrays and pools. vekErrTreeBuild if memory fails; what was obtained is in `build`.
-VekStatus openBuild(PsahBuild &build, const float *pVertices, const int32_t *pIndices, int32_t vertexCount,
-                    int32_t triangleCount, uint64_t budget);
+VekStatus openBuild(PsahBuild &build, const float *pVertices, int32_t vertexCount, int32_t triangleCount,
+                    uint64_t budget);
 
 // Releases what only the work on patches needs: pointer chunks, pools, scratch.
 void releaseWork(PsahBuild &build);

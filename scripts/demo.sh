@@ -1,8 +1,11 @@
 #!/usr/bin/env bash
 # Builds the library and its programs and shows what they do on real input. Pictures go to build/demo/.
+# Debian packages that are missing, programs' and pictures' data among them, are named and installed; with
+# --no-install they are only named.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
+take_no_install "$@"
 install_missing "${build_packages[@]}" "${example_packages[@]}" "${demo_data[@]}"
 
 cmake --preset release -DBUILD_TESTING=OFF -DVEKR_BUILD_BENCHMARKS=OFF -B build/demo-release >/dev/null

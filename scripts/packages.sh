@@ -1,17 +1,35 @@
-# Sourced by the other scripts: installs Debian packages that are missing, as root or with sudo.
+# Sourced by the other scripts: their --no-install option, and Debian packages that are missing.
 
+# take_no_install "$@": takes --no-install out of the arguments; the others are in `arguments` afterwards. Scripts
+# that are called from here see the choice too.
+export VEKR_NO_INSTALL=${VEKR_NO_INSTALL:-}
+take_no_install() {
+  local argument
+  arguments=()
+  for argument in "$@"; do
+    if [ "$argument" = --no-install ]; then VEKR_NO_INSTALL=yes; else arguments+=("$argument"); fi
+  done
+}
+
+# install_missing PACKAGE...: installs those that are missing, as root or with sudo, and says so first.
 install_missing() {
   local missing=() package
+  command -v dpkg-query >/dev/null || { echo "no Debian here: needs the like of $*"; return 0; }
   for package in "$@"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing+=("$package")
   done
   [ ${#missing[@]} -eq 0 ] && return 0
+  if [ -n "$VEKR_NO_INSTALL" ]; then
+    echo "not installed, as --no-install asks: ${missing[*]}"
+    return 0
+  fi
   local as_root=()
   if [ "$(id -u)" -ne 0 ]; then
     command -v sudo >/dev/null || { echo "these packages are missing and there is no sudo: ${missing[*]}" >&2; return 1; }
     as_root=(sudo)
   fi
-  echo "installing ${missing[*]}"
+  echo "These Debian packages are missing and will be installed now (--no-install goes on without them):"
+  printf '  %s\n' "${missing[@]}"
   "${as_root[@]}" apt-get update -q >/dev/null
   "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "${missing[@]}" >/dev/null
 }

@@ -2,9 +2,11 @@
 # Runs every check: formatting, clang-tidy, both compilers without warnings, all tests, and all tests again under the sanitizers.
 #   scripts/test.sh            everything
 #   scripts/test.sh release    only the named presets (release debug clang asan tsan), without the other checks
+# Debian packages that are missing are named and installed; with --no-install they are only named.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
+take_no_install "$@"
 install_missing "${build_packages[@]}" "${example_packages[@]}" "${test_packages[@]}"
 
 run_preset() {
@@ -28,8 +30,8 @@ check_library_alone() {
   cmake --build build/alone | tail -n 1
 }
 
-if [ $# -gt 0 ]; then
-  for preset in "$@"; do run_preset "$preset"; done
+if [ ${#arguments[@]} -gt 0 ]; then
+  for preset in "${arguments[@]}"; do run_preset "$preset"; done
   exit 0
 fi
 

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "frame/checks.h"
+#include "frame/vector_arithmetic.h"
 #include "sh/basis.h"
 #include "sh/direct_terms.h"
 
@@ -81,7 +82,7 @@ VekStatus vekrSHGetSize_32f(uint32_t maxBand, int32_t type, uint32_t *pSize) {
 VekStatus vekrSHInit_32f(VekrSHState *pState, uint32_t maxBand, int32_t type) {
   if (anyNull(pState)) return vekErrNullPtr;
   if (const VekStatus status = checkKind(maxBand, type); status != vekOk) return status;
-  std::memset(static_cast<void *>(pState), 0, sizeOf(maxBand, type));
+  veksZero_16s(reinterpret_cast<int16_t *>(pState), static_cast<int32_t>(sizeOf(maxBand, type) / 2));
   setStateField(pState, offsetof(VekrSHState, maxBand), maxBand);
   setStateField(pState, offsetof(VekrSHState, type), type);
   if (type == vekrSHDirect) return vekOk;

@@ -1,4 +1,5 @@
 // Projection and reconstruction, the basis never leaving a group's rows. Callers rely on the order of every sum.
+#include "frame/vector_arithmetic.h"
 #include "sh/rows.h"
 
 namespace vekr::VEKR_ISA {
@@ -49,9 +50,7 @@ void forward(const Basis &basis, const Directions &directions, const Channel<con
              float *const *pCoeff) {
   const int count = valuesUpTo(basis.highest);
   Coefficients sums[Channels] = {};
-  for (int c = 0; c < Channels; ++c) {
-    for (int k = 0; k < count; ++k) sums[c].value[k] = pCoeff[c][k];
-  }
+  for (int c = 0; c < Channels; ++c) veksCopy_32f(pCoeff[c], sums[c].value, count);
   FunctionRows rows;
   for (int k = count; k < kMostValues && k < count + kDirectionGroup; ++k)
     Float<kDirectionGroup>(0.0f).store(rows.row[k]);
@@ -70,9 +69,7 @@ void forward(const Basis &basis, const Directions &directions, const Channel<con
     }
   });
 
-  for (int c = 0; c < Channels; ++c) {
-    for (int k = 0; k < count; ++k) pCoeff[c][k] = sums[c].value[k];
-  }
+  for (int c = 0; c < Channels; ++c) veksCopy_32f(sums[c].value, pCoeff[c], count);
 }
 
 // Channels whose coefficient arrays overlap take turns at every direction.
@@ -80,12 +77,14 @@ void forwardShared(const Basis &basis, const Directions &directions, const Chann
                    float *const *pCoeff, int channels) {
   const int count = valuesUpTo(basis.highest);
   FunctionRows rows;
+  float functions[kMostValues], products[kMostValues];  // of one direction
   forDirectionGroups(directions, [&](const GroupDirections &group, int64_t first, int lanes) {
     evaluateRows(basis, group, lanes, rows);
     for (int i = 0; i < lanes; ++i) {
+      for (int k = 0; k < count; ++k) functions[k] = rows.row[k][i];
       for (int c = 0; c < channels; ++c) {
-        const float sample = samples[c].first[(first + i) * samples[c].step];
-        for (int k = 0; k < count; ++k) pCoeff[c][k] += sample == 0.0f ? 0.0f : rows.row[k][i] * sample;
+        veksMulC_32f(functions, samples[c].first[(first + i) * samples[c].step], products, count);
+        veksAdd_32f_I(products, pCoeff[c], count);
       }
     }
   });

@@ -1,7 +1,8 @@
 #include "tree_figures.h"
 
 #include <algorithm>
-#include <cstring>
+
+#include "pr_avlopsahopt/kdtree_format.h"
 
 namespace {
 
@@ -18,20 +19,20 @@ void visit(const VekrKDTreeNode *node, const Cell &cell, int depth, double rootA
   ++figures.nodes;
   figures.depth = std::max(figures.depth, depth);
   const double chance = rootArea > 0 ? cell.area() / rootArea : 1.0;
-  if (node->word0 < 0) {
-    const int64_t triangles = node->word1 > 0 ? node->word1 : node->word1 & 3;
-    ++(triangles == 0 ? figures.emptyLeaves : node->word1 > 0 ? figures.listLeaves : figures.inlineLeaves);
+  if (vekr::isLeaf(*node)) {
+    const int64_t triangles = vekr::leafTriangleCount(*node);
+    ++(triangles == 0         ? figures.emptyLeaves
+       : vekr::hasList(*node) ? figures.listLeaves
+                              : figures.inlineLeaves);
     figures.references += triangles;
     figures.expectedCost += chance * static_cast<double>(triangles);
     return;
   }
   constexpr double kStepCost = 0.7;
   figures.expectedCost += kStepCost * chance;
-  const int axis = node->word0 & 3;
-  float position;
-  std::memcpy(&position, &node->word1, sizeof position);
-  const auto *pair =
-      reinterpret_cast<const VekrKDTreeNode *>(reinterpret_cast<const char *>(node) + (node->word0 & ~7));
+  const int axis = vekr::splitAxis(*node);
+  const float position = vekr::splitPosition(*node);
+  const VekrKDTreeNode *pair = vekr::childPair(node);
   Cell below = cell, above = cell;
   below.side[3 + axis] = position;
   above.side[axis] = position;

@@ -16,16 +16,17 @@ namespace {
 using namespace vekr_test;
 
 std::vector<float> normalsOf(const Mesh &mesh) {
-  std::vector<float> normals(static_cast<size_t>(3 * mesh.triangles()));
+  std::vector<float> normals(static_cast<size_t>(3 * mesh.triangleCount()));
   EXPECT_EQ(
-      vekrTriangleNormal_32f(mesh.vertices.data(), mesh.indices.data(), normals.data(), mesh.triangles()),
+      vekrTriangleNormal_32f(mesh.vertices.data(), mesh.indices.data(), normals.data(), mesh.triangleCount()),
       vekOk);
   return normals;
 }
 
 std::vector<float> referenceNormalsOf(const Mesh &mesh) {
-  std::vector<float> normals(static_cast<size_t>(3 * mesh.triangles()));
-  vekr_reference::triangleNormal(mesh.vertices.data(), mesh.indices.data(), normals.data(), mesh.triangles());
+  std::vector<float> normals(static_cast<size_t>(3 * mesh.triangleCount()));
+  vekr_reference::triangleNormal(mesh.vertices.data(), mesh.indices.data(), normals.data(),
+                                 mesh.triangleCount());
   return normals;
 }
 

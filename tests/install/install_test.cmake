@@ -1,5 +1,5 @@
 # Installs the build tree to a prefix of its own and builds a C99 program against it by both documented ways.
-# Arguments: BUILD, SOURCE, WORK, GENERATOR, COMPILER, PKG_CONFIG, LIBDIR, INCLUDEDIR.
+# Arguments: BUILD, VERSION, SOURCE, WORK, GENERATOR, COMPILER, PKG_CONFIG, LIBDIR, INCLUDEDIR.
 
 file(REMOVE_RECURSE ${WORK})
 set(prefix ${WORK}/prefix)
@@ -14,8 +14,8 @@ endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${prefix})
 
-foreach(file ${INCLUDEDIR}/vekr.h ${INCLUDEDIR}/vekcore.h ${LIBDIR}/libvekre9.so ${LIBDIR}/libvekre9.so.6.1
-    ${LIBDIR}/libvekcore.so ${LIBDIR}/libvekcore.so.6.1 ${LIBDIR}/cmake/vekr/vekr-config.cmake
+foreach(file ${INCLUDEDIR}/vekr.h ${INCLUDEDIR}/vekcore.h ${LIBDIR}/libvekre9.so ${LIBDIR}/libvekre9.so.${VERSION}
+    ${LIBDIR}/libvekcore.so ${LIBDIR}/libvekcore.so.${VERSION} ${LIBDIR}/cmake/vekr/vekr-config.cmake
     ${LIBDIR}/pkgconfig/vekr.pc)
   if(NOT EXISTS ${prefix}/${file})
     message(FATAL_ERROR "${file} has not been installed")
@@ -24,7 +24,7 @@ endforeach()
 
 # find_package
 run(${CMAKE_COMMAND} -G ${GENERATOR} -S ${SOURCE} -B ${WORK}/build -DCMAKE_PREFIX_PATH=${prefix}
-  -DCMAKE_C_COMPILER=${COMPILER})
+  -DCMAKE_C_COMPILER=${COMPILER} -DVEKR_VERSION=${VERSION})
 run(${CMAKE_COMMAND} --build ${WORK}/build)
 run(${WORK}/build/consumer)
 

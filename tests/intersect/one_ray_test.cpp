@@ -146,7 +146,7 @@ TEST_P(OneRay, IsItsTwinOnTheSimpleTree) {
     VekrKDTreeNode *tree = nullptr;
     int32_t size = 0;
     ASSERT_EQ(vekrKDTreeBuildAlloc(&tree, mesh.vertices.data(), mesh.indices.data(), mesh.vertexCount(),
-                                   mesh.triangles(), &size, &context),
+                                   mesh.triangleCount(), &size, &context),
               vekOk);
     const VekrIntersectScene scene = {box, records.data(), tree};
     hits += expectTwin(GetParam(), scene, {5, 40}, -1, random);
@@ -225,12 +225,12 @@ TEST_P(OneRay, ReadsNothingBehindTheScene) {
   for (int repeat = 0; repeat < 10; ++repeat) {
     const Mesh mesh = randomMesh(1 + repeat, random);
     const auto made = mesh.records();
-    PageEnd<VekrTriangleAccel> records(static_cast<size_t>(mesh.triangles()));
+    PageEnd<VekrTriangleAccel> records(static_cast<size_t>(mesh.triangleCount()));
     std::copy_n(made.begin(), records.size(), records.begin());
     PageEnd<float> box(6), eye(3);
     vekrSetBoundBox_32f(mesh.vertices.data(), mesh.vertexCount(), box.data());
     for (float &x : eye) x = random.within(-4, 4);
-    const int32_t count = mesh.triangles();
+    const int32_t count = mesh.triangleCount();
     PageEnd<int32_t> tree(static_cast<size_t>(4 + count));
     tree[0] = -16;
     tree[1] = count;
@@ -301,7 +301,7 @@ const float kBox[6] = {-1, -1, -1, 1, 1, 1};
 // Triangles in planes of constant z, one for each z, all covering the origin of the plane.
 Mesh layers(std::initializer_list<float> zs) {
   Mesh mesh;
-  for (const float z : zs) mesh.add({-0.5f, -0.5f, z}, {0.5f, -0.5f, z}, {0, 0.75f, z});
+  for (const float z : zs) mesh.addTriangle({-0.5f, -0.5f, z}, {0.5f, -0.5f, z}, {0, 0.75f, z});
   return mesh;
 }
 
@@ -410,7 +410,7 @@ TEST_P(OneRay, SmallDenominatorsAreRefusedOnlyWithManyOrigins) {
 TEST_P(OneRay, ParallelAxesStartStrictlyInsideOnlyWithManyOrigins) {
   // A triangle across the box's lower face, hit by rays that run along the face.
   Mesh mesh;
-  mesh.add({0, -2, -0.5f}, {0, -2, 0.5f}, {0, 2, 0});
+  mesh.addTriangle({0, -2, -0.5f}, {0, -2, 0.5f}, {0, 2, 0});
   const LeafScene s(mesh, {0});
   const auto triangle = [&](float y, float dy) {
     return shoot(GetParam(), s.scene, {-0.5f, y, 0}, {1, dy, 0}).triangle;
@@ -433,7 +433,7 @@ TEST_P(OneRay, ParallelAxesStartStrictlyInsideOnlyWithManyOrigins) {
 // in its interval: the constant can be read off the last distance that does.
 TEST_P(OneRay, ParallelAxesHaveAFallbackReciprocal) {
   Mesh mesh;
-  mesh.add({0.25f, -0.5f, -0.5f}, {0.25f, 0.5f, -0.5f}, {0.25f, 0, 0.75f});
+  mesh.addTriangle({0.25f, -0.5f, -0.5f}, {0.25f, 0.5f, -0.5f}, {0.25f, 0, 0.75f});
   const auto records = mesh.records();
   TreeBlock tree;
   const int child = tree.inner(0, 1, 0.0f);
@@ -470,7 +470,7 @@ TEST_P(OneRay, BoxDistancesAreQuotientsOrProducts) {
       box[c] = box[3 + c] = random.below(4) ? nearly : std::nextafter(nearly, 0.0f);
     }
     Mesh mesh;  // across the ray at the point
-    mesh.add({box[0], -9000, -9000}, {box[0], 9000, -9000}, {box[0], 0, 18000});
+    mesh.addTriangle({box[0], -9000, -9000}, {box[0], 9000, -9000}, {box[0], 0, 18000});
     const auto records = mesh.records();
     TreeBlock tree;
     tree.one(0, 0);
@@ -504,8 +504,8 @@ TEST_P(OneRay, LimitsBelowTheBoxGiveUp) {
 TEST_P(OneRay, TouchingTheBoxIsEnough) {
   // The corner (-1, 1): tnear equals tfar there.
   Mesh mesh;
-  mesh.add({-2, 2, -1}, {0, 0, -1}, {-2, 0, 1});
-  mesh.add({-3, 3, -2}, {1, -1, -2}, {-1.5f, 1.5f, 3});
+  mesh.addTriangle({-2, 2, -1}, {0, 0, -1}, {-2, 0, 1});
+  mesh.addTriangle({-3, 3, -2}, {1, -1, -2}, {-1.5f, 1.5f, 3});
   const LeafScene s(mesh, {0, 1});
   EXPECT_NE(shoot(GetParam(), s.scene, {-2, 0, 0}, {1, 1, 0}).triangle, -1);
   EXPECT_EQ(shoot(GetParam(), s.scene, {-2, 0.0001f, 0}, {1, 1, 0}).triangle, -1);
@@ -514,7 +514,7 @@ TEST_P(OneRay, TouchingTheBoxIsEnough) {
 
 TEST_P(OneRay, DegenerateTrianglesArePassedOverInEveryLeaf) {
   Mesh mesh = layers({0, 0.25f, 0.5f});
-  mesh.add({0, 0, -0.5f}, {0, 0, -0.5f}, {0, 0, -0.5f});
+  mesh.addTriangle({0, 0, -0.5f}, {0, 0, -0.5f}, {0, 0, -0.5f});
   const auto records = mesh.records();
   const auto nearest = [&](auto fill) {
     TreeBlock tree;
@@ -578,7 +578,8 @@ TEST_P(OneRay, InlineNumbersUseEveryBit) {
     ASSERT_EQ(mprotect(reinterpret_cast<void *>(page), 8192, PROT_READ | PROT_WRITE), 0);
   };
   const VekrTriangleAccel visible = layers({0}).records()[0];
-  const int32_t first = 0x7FFFFFFE, middle = 0x1FFFFFFF, below = middle - 0x7FFF, above = middle + 0xFFFF;
+  const int32_t first = INT32_MAX - 1, middle = vekr::kMiddleLimit - 1;
+  const int32_t below = middle - (vekr::kBelowLimit - 1), above = middle + (vekr::kAboveLimit - 1);
   for (const int32_t number : {first, middle, below, above}) open(number);
   for (const int32_t number : {first, middle, below, above}) {
     records[number] = visible;
@@ -607,7 +608,7 @@ TEST_P(OneRay, WalksFiftyPlanesDeep) {
     const float sign = backwards ? -1.0f : 1.0f;
     for (int i = 0; i <= depth; ++i) {  // triangle i in cell i, counted from the ray's end
       const float x = sign * (0.98f - 0.0392f * (static_cast<float>(i) - 0.5f));
-      mesh.add({x, -0.5f, -0.5f}, {x, 0.5f, -0.5f}, {x, 0, 0.75f});
+      mesh.addTriangle({x, -0.5f, -0.5f}, {x, 0.5f, -0.5f}, {x, 0, 0.75f});
     }
     const auto records = mesh.records();
     for (int visible = 0; visible <= depth; ++visible) {
@@ -629,7 +630,7 @@ TEST_P(OneRay, WalksFiftyPlanesDeep) {
 // part of its interval. Returns whether the ray enters it.
 bool entersOddChild(bool many, float plane, bool oddIsUpper) {
   Mesh mesh;
-  mesh.add({0.25f, -0.5f, -0.5f}, {0.25f, 0.5f, -0.5f}, {0.25f, 0, 0.75f});
+  mesh.addTriangle({0.25f, -0.5f, -0.5f}, {0.25f, 0.5f, -0.5f}, {0.25f, 0, 0.75f});
   const auto records = mesh.records();
   TreeBlock tree;
   const int child = tree.inner(0, 0, plane);
@@ -658,7 +659,7 @@ TEST_P(OneRay, SplitsAtTheIntervalsEndsAreEnteredOnBothSides) {
 // Behind a box that ends at the origin the interval ends at the bare margin, where its last bit shows.
 TEST_P(OneRay, MarginBehindTheBoxIsExact) {
   Mesh mesh;
-  mesh.add({0.25f, -0.5f, -0.5f}, {0.25f, 0.5f, -0.5f}, {0.25f, 0, 0.75f});
+  mesh.addTriangle({0.25f, -0.5f, -0.5f}, {0.25f, 0.5f, -0.5f}, {0.25f, 0, 0.75f});
   const auto records = mesh.records();
   const float margin = fromBits(0x38d1b717u), eps = fromBits(0x3727c5acu);
   const float box[6] = {-1, -1, -1, 0, 1, 1};
@@ -682,7 +683,7 @@ TEST_P(OneRay, MarginBehindTheBoxIsExact) {
 // listed only above the second plane. Returns whether the ray gets there.
 bool entersBetween(bool many, float x, float first, float second) {
   Mesh mesh;
-  mesh.add({0.25f, -0.5f, -0.5f}, {0.25f, 0.5f, -0.5f}, {0.25f, 0, 0.75f});
+  mesh.addTriangle({0.25f, -0.5f, -0.5f}, {0.25f, 0.5f, -0.5f}, {0.25f, 0, 0.75f});
   const auto records = mesh.records();
   TreeBlock tree;
   const int child = tree.inner(0, 0, first);
@@ -703,7 +704,7 @@ TEST_P(OneRay, DifferencesAtSplitsAreExactlyComparedWithTheMargin) {
   // difference decides, not a sum that is rounded anew.
   const auto entersNear = [&](float plane) {
     Mesh mesh;
-    mesh.add({0.25f, -0.5f, -0.5f}, {0.25f, 0.5f, -0.5f}, {0.25f, 0, 0.75f});
+    mesh.addTriangle({0.25f, -0.5f, -0.5f}, {0.25f, 0.5f, -0.5f}, {0.25f, 0, 0.75f});
     const auto records = mesh.records();
     TreeBlock tree;
     const int child = tree.inner(0, 0, plane);
@@ -735,8 +736,8 @@ TEST_P(OneRay, ARepeatedTriangleChangesNothing) {
 TEST_P(OneRay, AHitBeyondItsCellIsAcceptedAndEndsTheWalkLate) {
   // The near cell lists a triangle of the far one, behind another that only the far cell lists.
   Mesh mesh;
-  mesh.add({0.75f, -0.5f, -0.5f}, {0.75f, 0.5f, -0.5f}, {0.75f, 0, 0.75f});
-  mesh.add({0.5f, -0.5f, -0.5f}, {0.5f, 0.5f, -0.5f}, {0.5f, 0, 0.75f});
+  mesh.addTriangle({0.75f, -0.5f, -0.5f}, {0.75f, 0.5f, -0.5f}, {0.75f, 0, 0.75f});
+  mesh.addTriangle({0.5f, -0.5f, -0.5f}, {0.5f, 0.5f, -0.5f}, {0.5f, 0, 0.75f});
   const auto records = mesh.records();
   TreeBlock tree;
   const int child = tree.inner(0, 0, 0.0f);

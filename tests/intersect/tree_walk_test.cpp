@@ -1,6 +1,7 @@
 // The walk through trees as deep as they come, leaves of every form, and bits that a reader must mask off.
 #include <gtest/gtest.h>
 
+#include "pr_avlopsahopt/kdtree_format.h"
 #include "support/ray_fill.h"
 #include "support/test_scenes.h"
 
@@ -276,17 +277,10 @@ TEST(TreeWalk, InlineLeavesAreReadAsTheListsTheyStandFor) {
           const int32_t n = numbers.below(300);
           if (list.empty() || n >= list.back()) list.push_back(n);
         }
-        std::vector<int32_t> words(4, 0);
-        const auto first = static_cast<uint32_t>(list[0]), last = static_cast<uint32_t>(list.back());
-        const auto middle = static_cast<uint32_t>(list[list.size() / 2]);
-        uint32_t word0 = first, word1 = 1;
-        if (leafSize == 2) word1 = 2u | last << 2;
-        if (leafSize == 3) {
-          word0 = (middle - first) << 16 | (last - middle);
-          word1 = 3u | middle << 2;
-        }
-        words[0] = static_cast<int32_t>(0x80000000u | word0);
-        words[1] = static_cast<int32_t>(0x80000000u | word1);
+        const VekrKDTreeNode leaf = leafSize == 1   ? vekr::leafOfOne(list[0])
+                                    : leafSize == 2 ? vekr::leafOfTwo(list[0], list[1])
+                                                    : vekr::leafOfThree(list[0], list[1], list[2]);
+        const std::vector<int32_t> words = {leaf.word0, leaf.word1, 0, 0};
         TracedScene inlined(mesh, words), listed(mesh, oneLeaf(list));
         RayBlock a(size, 3), b(size, 3);
         a.copyFrom(rays);
@@ -303,7 +297,7 @@ TEST(TreeWalk, InlineLeavesAreReadAsTheListsTheyStandFor) {
 
 // A path to the largest numbers that the inline forms hold: records and tree are laid out so that only those exist.
 TEST(TreeWalk, InlineLeavesHoldNumbersAboveSixteenBits) {
-  constexpr int32_t kMiddle = 0x12345, kBefore = 0x7FFF, kBehind = 0xFFFF;
+  constexpr int32_t kMiddle = 0x12345, kBefore = vekr::kBelowLimit - 1, kBehind = vekr::kAboveLimit - 1;
   std::vector<VekrTriangleAccel> records(kMiddle + kBehind + 1);
   Mesh mesh;
   for (const float z : {3.0f, 2.0f, 1.0f}) addWall(mesh, z);
@@ -313,12 +307,9 @@ TEST(TreeWalk, InlineLeavesHoldNumbersAboveSixteenBits) {
   records[kMiddle] = walls[1];
   records[kMiddle + kBehind] = walls[2];
   const float box[] = {-9, -9, 0, 27, 27, 4};
-  const auto node = [](uint32_t word0, uint32_t word1) {
-    return VekrKDTreeNode{static_cast<int32_t>(word0 | 0x80000000u),
-                          static_cast<int32_t>(word1 | 0x80000000u)};
-  };
-  const VekrKDTreeNode one = node(kMiddle, 1), two = node(kMiddle - kBefore, 2u | (kMiddle + kBehind) << 2),
-                       three = node(kBefore << 16 | kBehind, 3u | kMiddle << 2);
+  const VekrKDTreeNode one = vekr::leafOfOne(kMiddle),
+                       two = vekr::leafOfTwo(kMiddle - kBefore, kMiddle + kBehind),
+                       three = vekr::leafOfThree(kMiddle - kBefore, kMiddle, kMiddle + kBehind);
   for (const VekrBlockSize size : {VekrBlockSize{4, 4}, VekrBlockSize{3, 1}}) {
     const auto layersOf = [&](const VekrKDTreeNode &root) {
       RayBlock block(size, 4);
@@ -343,10 +334,11 @@ TEST(TreeWalk, InlineLeavesHoldNumbersAboveSixteenBits) {
 TEST(TreeWalk, LeavesWithoutTrianglesAreEmptyInEveryForm) {
   Mesh mesh;
   addWall(mesh, 1.0f);
-  static constexpr uint32_t kWords1[] = {0u, 0x80000000u, 0x80000004u, 0xFFFFFFFCu};
-  for (const uint32_t word1 : kWords1) {
-    for (const uint32_t word0 : {0x80000000u, 0xFFFFFFFFu, 0xFFFFFFF0u}) {
-      const std::vector<int32_t> words = {static_cast<int32_t>(word0), static_cast<int32_t>(word1)};
+  // An empty leaf, and the inline form of no triangles; whatever the other fields hold.
+  for (const int32_t word1 :
+       {0, vekr::kLeafBit, vekr::kLeafBit | 1 << vekr::kMiddleShift, vekr::kLeafBit | vekr::kMiddleBits}) {
+    for (const int32_t word0 : {vekr::kLeafBit, vekr::kLeafBit | vekr::kFirstBits, -vekr::kTreeHeaderBytes}) {
+      const std::vector<int32_t> words = {word0, word1};
       TracedScene scene(mesh, words, 1.0f);
       for (const VekrBlockSize size : {VekrBlockSize{4, 4}, VekrBlockSize{3, 1}}) {
         RayBlock block(size, 2);

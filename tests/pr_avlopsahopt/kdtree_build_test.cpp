@@ -3,6 +3,7 @@
 
 #include <limits>
 
+#include "pr_avlopsahopt/kdtree_format.h"
 #include "tests/support/trees.h"
 
 using namespace vekr_test;
@@ -21,6 +22,10 @@ struct Call {
   }
   bool untouched() const { return tree == reinterpret_cast<VekrKDTreeNode *>(8) && size == 77; }
 };
+
+bool isSameNode(const VekrKDTreeNode &a, const VekrKDTreeNode &b) {
+  return a.word0 == b.word0 && a.word1 == b.word1;
+}
 
 VekStatus buildPsah(int32_t maxDepth, float bias, int32_t limit) {
   Call call;
@@ -93,12 +98,9 @@ TEST(SimpleBuild, ListsAllTrianglesAscending) {
     const VekrSimpleBuildContext context = {vekrSimpleBuildIdentifier, 50};
     ASSERT_EQ(call(&context, 3, count), vekOk);
     EXPECT_EQ(call.size, 16 + 4 * count);
-    const auto *words = reinterpret_cast<const int32_t *>(call.tree);
-    EXPECT_EQ(words[0], -16);
-    EXPECT_EQ(words[1], count);
-    EXPECT_EQ(words[2], 0);
-    EXPECT_EQ(words[3], 0);
-    for (int32_t i = 0; i < count; ++i) EXPECT_EQ(words[4 + i], i);
+    EXPECT_TRUE(isSameNode(call.tree[0], vekr::leafWithList(count, vekr::kTreeHeaderBytes)));
+    EXPECT_TRUE(isSameNode(call.tree[1], vekr::kTreePadding));
+    for (int32_t i = 0; i < count; ++i) EXPECT_EQ(vekr::leafList(call.tree)[i], i);
     vekrKDTreeFree(call.tree);
   }
 }
@@ -114,11 +116,8 @@ TEST(PsahBuild, NoTrianglesGiveAnEmptyLeaf) {
     int32_t size = 0;
     ASSERT_EQ(vekrKDTreeBuildAlloc(&tree, vertex, kIndices, 0, 0, &size, &context), vekOk);
     EXPECT_EQ(size, 16);
-    const auto *words = reinterpret_cast<const uint32_t *>(tree);
-    EXPECT_EQ(words[0], 0xFFFFFFF0u);
-    EXPECT_EQ(words[1], 0u);
-    EXPECT_EQ(words[2], 0u);
-    EXPECT_EQ(words[3], 0u);
+    EXPECT_TRUE(isSameNode(tree[0], vekr::leafWithList(0, vekr::kTreeHeaderBytes)));
+    EXPECT_TRUE(isSameNode(tree[1], vekr::kTreePadding));
     vekrKDTreeFree(tree);
   }
 }

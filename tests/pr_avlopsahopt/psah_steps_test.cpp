@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "frame/memory.h"
+#include "pr_avlopsahopt/kdtree_format.h"
 #include "pr_avlopsahopt/psah_axis.h"
 #include "pr_avlopsahopt/psah_compact.h"
 #include "pr_avlopsahopt/psah_cut.h"
@@ -30,7 +31,7 @@ const int32_t kIndices[4] = {0, 1, 2, 0};
 // A build that has its memory and nothing else.
 struct OpenBuild : PsahBuild {
   explicit OpenBuild(uint64_t budget = kPlenty) {
-    EXPECT_EQ(openBuild(*this, kVertices, kIndices, 3, 1, budget), vekOk);
+    EXPECT_EQ(openBuild(*this, kVertices, 3, 1, budget), vekOk);
   }
   ~OpenBuild() { releaseBuild(*this); }
 };
@@ -48,11 +49,10 @@ TEST(BuildMemory, BudgetTestIsExactToTheByte) {
 TEST(BuildMemory, PoolsGrowInStepsAndAreCharged) {
   std::vector<float> vertices(3);
   PsahBuild build;
-  ASSERT_EQ(openBuild(build, vertices.data(), kIndices, 500000, 1000000, uint64_t{256} << 20), vekOk);
+  ASSERT_EQ(openBuild(build, vertices.data(), 500000, 1000000, uint64_t{256} << 20), vekOk);
   EXPECT_EQ(build.state->patchPool.end - build.state->patchPool.base, 50331648);
   EXPECT_EQ(build.state->pointPool.end - build.state->pointPool.base, 33554432);
   EXPECT_EQ(build.state->memoryLeft, 136548968u);
-  EXPECT_EQ(build.state->memoryLimit, uint64_t{256} << 20);
   int chunks = 0;
   while (takeFromRing(*build.state, build.state->listChunks, 0x1000000) != nullptr) ++chunks;
   EXPECT_EQ(chunks, 8);
@@ -583,7 +583,10 @@ struct Packed {
     EXPECT_EQ(ownCompactTreeRepresentation(&root, &tree, &size), vekOk);
   }
   ~Packed() { veksFree(tree); }
-  uint32_t word(int i) const { return reinterpret_cast<const uint32_t *>(tree)[i]; }
+  // Whether node `i` of the block, by places of 8 bytes, is this one.
+  bool has(int i, const VekrKDTreeNode &node) const {
+    return tree[i].word0 == node.word0 && tree[i].word1 == node.word1;
+  }
   VekrKDTreeNode *tree = nullptr;
   int32_t size = 0;
 };
@@ -599,27 +602,22 @@ TEST(Packing, OneTriangleIsInline) {
   std::vector<int32_t> t = {12345};
   const Packed packed(leafOf(t));
   EXPECT_EQ(packed.size, 16);
-  EXPECT_EQ(packed.word(0), 0x80000000u | 12345);
-  EXPECT_EQ(packed.word(1), 0x80000001u);
-  EXPECT_EQ(packed.word(2), 0u);
-  EXPECT_EQ(packed.word(3), 0u);
+  EXPECT_TRUE(packed.has(0, leafOfOne(12345)));
+  EXPECT_TRUE(packed.has(1, kTreePadding));
 }
 
 TEST(Packing, TwoTrianglesPutTheFirstThatFitsIntoWordOne) {
   std::vector<int32_t> t = {10, 5};
-  const Packed packed(leafOf(t));
-  EXPECT_EQ(packed.word(0), 0x80000005u);
-  EXPECT_EQ(packed.word(1), 0x8000002Au);
-  t = {0x20000000, 0x1FFFFFFF};
+  EXPECT_TRUE(Packed(leafOf(t)).has(0, leafOfTwo(5, 10)));
+  t = {kMiddleLimit, kMiddleLimit - 1};
   const Packed swapped(leafOf(t));
   EXPECT_EQ(swapped.size, 16);
-  EXPECT_EQ(swapped.word(0), 0xA0000000u);
-  EXPECT_EQ(swapped.word(1), 0x80000002u | 0x1FFFFFFFu << 2);
-  t = {0x1FFFFFFF, 0x7FFFFFFF};
+  EXPECT_TRUE(swapped.has(0, leafOfTwo(kMiddleLimit, kMiddleLimit - 1)));
+  t = {kMiddleLimit - 1, INT32_MAX};
   const Packed kept(leafOf(t));
   EXPECT_EQ(kept.size, 16);
-  EXPECT_EQ(kept.word(0), 0xFFFFFFFFu);
-  t = {0x20000000, 0x20000000};
+  EXPECT_TRUE(kept.has(0, leafOfTwo(INT32_MAX, kMiddleLimit - 1)));
+  t = {kMiddleLimit, kMiddleLimit};
   EXPECT_EQ(Packed(leafOf(t)).size, 24);
 }
 
@@ -628,8 +626,7 @@ TEST(Packing, ThreeTrianglesAreInlineInEveryOrder) {
   do {
     const Packed packed(leafOf(t));
     EXPECT_EQ(packed.size, 16);
-    EXPECT_EQ(packed.word(0), 0x80040004u);
-    EXPECT_EQ(packed.word(1), 0x80000017u);
+    EXPECT_TRUE(packed.has(0, leafOfThree(1, 5, 9)));
   } while (std::next_permutation(t.begin(), t.end()));
 }
 
@@ -637,9 +634,8 @@ TEST(Packing, ThreeTrianglesTooFarApartAreAList) {
   std::vector<int32_t> t = {0, 40000, 80000};
   const Packed packed(leafOf(t));
   EXPECT_EQ(packed.size, 28);
-  EXPECT_EQ(packed.word(0), 0xFFFFFFF0u);
-  EXPECT_EQ(packed.word(1), 3u);
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(packed.word(4 + i), static_cast<uint32_t>(t[static_cast<size_t>(i)]));
+  ASSERT_TRUE(packed.has(0, leafWithList(3, kTreeHeaderBytes)));
+  for (size_t i = 0; i < 3; ++i) EXPECT_EQ(leafList(packed.tree)[i], t[i]);
   const auto sizeOf = [](std::vector<int32_t> triangles) { return Packed(leafOf(triangles)).size; };
   EXPECT_EQ(sizeOf({0, 32767, 32767 + 65535}), 16);
   EXPECT_EQ(sizeOf({0, 32768, 32768}), 28);
@@ -663,32 +659,21 @@ TEST(Packing, PairsInPreOrderAndListsFromLeftToRight) {
   VekrBuildNode other[2] = {{0, std::bit_cast<int32_t>(-2.0f), top}, leafOf(d)};
   const VekrBuildNode root = {2, std::bit_cast<int32_t>(7.0f), other};
   const Packed packed(root);
-  const std::vector<uint32_t> expected = {16 | 2,
-                                          bitsOf(7.0f),  // root
-                                          0,
-                                          0,  //
-                                          16 | 0,
-                                          bitsOf(-2.0f),  // at 16: other[0]
-                                          0x80000008u,
-                                          0x80000001u,  // at 24: other[1]
-                                          static_cast<uint32_t>(32 - 64),
-                                          4,  // at 32: top[0], list at 64
-                                          8 | 1,
-                                          bitsOf(0.25f),  // at 40: top[1]
-                                          static_cast<uint32_t>(48 - 80),
-                                          0,  // at 48: empty, where the lists have come to
-                                          static_cast<uint32_t>(56 - 80),
-                                          5,  // at 56: list at 80
-                                          3,
-                                          1,
-                                          4,
-                                          1,
-                                          5,
-                                          9,
-                                          2,
-                                          6,
-                                          5};
-  ASSERT_EQ(packed.size, static_cast<int32_t>(4 * expected.size()));
-  for (size_t i = 0; i < expected.size(); ++i)
-    EXPECT_EQ(packed.word(static_cast<int>(i)), expected[i]) << "word " << i;
+  const std::vector<VekrKDTreeNode> expected = {
+      innerNode(2, 7.0f, 16),        // root
+      kTreePadding,                  //
+      innerNode(0, -2.0f, 32 - 16),  // at 16: other[0]
+      leafOfOne(8),                  // at 24: other[1]
+      leafWithList(4, 64 - 32),      // at 32: top[0], list at 64
+      innerNode(1, 0.25f, 48 - 40),  // at 40: top[1]
+      leafWithList(0, 80 - 48),      // at 48: empty, where the lists have come to
+      leafWithList(5, 80 - 56),      // at 56: list at 80
+  };
+  const std::vector<int32_t> lists = {3, 1, 4, 1, 5, 9, 2, 6, 5};
+  ASSERT_EQ(packed.size, static_cast<int32_t>(8 * expected.size() + 4 * lists.size()));
+  for (size_t i = 0; i < expected.size(); ++i) {
+    EXPECT_TRUE(packed.has(static_cast<int>(i), expected[i])) << "node " << i;
+  }
+  const auto *written = reinterpret_cast<const int32_t *>(packed.tree + expected.size());
+  for (size_t i = 0; i < lists.size(); ++i) EXPECT_EQ(written[i], lists[i]) << "entry " << i;
 }

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "pr_avlopsahopt/kdtree_format.h"
 #include "tests/support/trees.h"
 
 using namespace vekr_test;
@@ -26,16 +27,17 @@ struct Leaf {
   std::vector<int32_t> triangles;
 };
 
-// Reads a block word by word and checks its format on the way.
+// Reads a block node by node and checks on the way that every node is as the builder makes it: it is made a second time,
+// so that its free bits count too.
 class Walker {
  public:
   Walker(const Tree &tree, const Cell &box, int32_t triangleCount)
-      : words_(tree.block()), triangleCount_(triangleCount) {
-    EXPECT_EQ(words_[2], 0u);
-    EXPECT_EQ(words_[3], 0u);
+      : block_(tree.block()), triangleCount_(triangleCount) {
+    EXPECT_TRUE(isSameNode(nodeAt(sizeof(VekrKDTreeNode)), vekr::kTreePadding));
     walk(0, box, 0);
-    EXPECT_EQ(16 + 8 * (nodes - 1) + 4 * listEntries, tree.size) << "size";
-    EXPECT_EQ(nextPair_, 16 + 8 * (nodes - 1));
+    const int64_t nodeBytes = vekr::kTreeHeaderBytes + int64_t{sizeof(VekrKDTreeNode)} * (nodes - 1);
+    EXPECT_EQ(nodeBytes + 4 * listEntries, tree.size) << "size";
+    EXPECT_EQ(nextPair_, nodeBytes);
     EXPECT_TRUE(nextList_ < 0 || nextList_ == tree.size) << "lists end the block";
     EXPECT_TRUE(firstList_ < 0 || firstList_ == nextPair_) << "lists follow the pairs";
   }
@@ -44,58 +46,58 @@ class Walker {
   int nodes = 0, listEntries = 0, deepest = 0;
 
  private:
-  uint32_t word(int64_t offset) const { return words_.at(static_cast<size_t>(offset / 4)); }
+  const VekrKDTreeNode *nodeAt(int64_t offset) const {
+    return reinterpret_cast<const VekrKDTreeNode *>(&block_.at(static_cast<size_t>(offset / 4 + 1)) - 1);
+  }
+  int64_t offsetOf(const void *p) const {
+    return static_cast<const char *>(p) - reinterpret_cast<const char *>(block_.data());
+  }
+  static bool isSameNode(const VekrKDTreeNode *a, const VekrKDTreeNode &b) {
+    return a->word0 == b.word0 && a->word1 == b.word1;
+  }
 
   void walk(int64_t at, const Cell &cell, int depth) {
     ++nodes;
     deepest = std::max(deepest, depth);
-    const uint32_t word0 = word(at), word1 = word(at + 4);
-    if (static_cast<int32_t>(word0) >= 0) {
-      const uint32_t axis = word0 & 3;
-      ASSERT_LE(axis, 2u);
-      ASSERT_EQ(word0 & 4, 0u);
-      const int64_t pair = at + (word0 & 0x7FFFFFF8u);
+    const VekrKDTreeNode *node = nodeAt(at);
+    if (!vekr::isLeaf(*node)) {
+      const int32_t axis = vekr::splitAxis(*node);
+      ASSERT_LE(axis, 2);
+      const int64_t pair = offsetOf(vekr::childPair(node));
       ASSERT_EQ(pair, nextPair_) << "pairs stand in pre-order of their parents";
-      nextPair_ += 16;
-      const double plane = fromBits(word1);
+      nextPair_ += vekr::kTreePairBytes;
+      EXPECT_TRUE(isSameNode(node, vekr::innerNode(axis, vekr::splitPosition(*node), pair - at)));
+      const double plane = vekr::splitPosition(*node);
       ASSERT_GE(plane, cell.low[axis]);
       ASSERT_LE(plane, cell.high[axis]);
       Cell below = cell, above = cell;
       below.high[axis] = above.low[axis] = plane;
       walk(pair, below, depth + 1);
-      walk(pair + 8, above, depth + 1);
+      walk(pair + int64_t{sizeof(VekrKDTreeNode)}, above, depth + 1);
       return;
     }
     Leaf leaf = {cell, depth, {}};
     std::vector<int32_t> &t = leaf.triangles;
-    if ((word1 & 0x80000000u) == 0) {
-      const int64_t list = at - static_cast<int32_t>(word0);
-      if (word1 > 0) {
-        if (firstList_ < 0) firstList_ = nextList_ = list;
-        ASSERT_EQ(list, nextList_) << "lists stand from left to right";
-        for (uint32_t i = 0; i < word1; ++i) t.push_back(static_cast<int32_t>(word(list + 4 * i)));
-        nextList_ += 4 * static_cast<int64_t>(word1);
-        listEntries += static_cast<int>(word1);
-      }
-      EXPECT_FALSE(mayBeInline(t));
-    } else {
-      const int32_t first = static_cast<int32_t>(word0 & 0x7FFFFFFFu),
-                    middle = static_cast<int32_t>((word1 >> 2) & 0x1FFFFFFFu);
-      switch (word1 & 3) {
-        case 1:
-          EXPECT_EQ(word1, 0x80000001u);
-          t = {first};
-          break;
-        case 2:
-          t = {middle, first};
-          break;
-        case 3:
-          t = {middle - (first >> 16), middle, middle + (first & 0xFFFF)};
-          break;
-        default:
-          FAIL() << "inline leaf of none";
-      }
-      EXPECT_TRUE(mayBeInline(t));
+    if (vekr::hasList(*node)) {
+      const int64_t list = offsetOf(vekr::leafList(node));
+      if (firstList_ < 0) firstList_ = nextList_ = list;
+      ASSERT_EQ(list, nextList_) << "lists stand from left to right";
+      nextList_ += 4 * static_cast<int64_t>(vekr::leafTriangleCount(*node));
+      ASSERT_LE(nextList_, static_cast<int64_t>(4 * block_.size()));
+      listEntries += vekr::leafTriangleCount(*node);
+      EXPECT_TRUE(isSameNode(node, vekr::leafWithList(vekr::leafTriangleCount(*node), list - at)));
+    }
+    vekr::forLeafTriangles(node, [&](int32_t triangle) {
+      t.push_back(triangle);
+      return true;
+    });
+    ASSERT_EQ(t.size(), static_cast<size_t>(vekr::leafTriangleCount(*node)));
+    EXPECT_EQ(!vekr::hasList(*node) && !t.empty(), mayBeInline(t));
+    EXPECT_TRUE(!t.empty() || isSameNode(node, {node->word0, 0})) << "inline leaf of none";
+    if (!vekr::hasList(*node) && !t.empty()) {
+      EXPECT_TRUE(isSameNode(node, t.size() == 1   ? vekr::leafOfOne(t[0])
+                                   : t.size() == 2 ? vekr::leafOfTwo(t[0], t[1])
+                                                   : vekr::leafOfThree(t[0], t[1], t[2])));
     }
     for (const int32_t triangle : t) {
       EXPECT_GE(triangle, 0);
@@ -106,13 +108,13 @@ class Walker {
 
   static bool mayBeInline(std::vector<int32_t> t) {
     std::sort(t.begin(), t.end());
-    if (t.size() == 3) return t[1] - t[0] < 32768 && t[2] - t[1] < 65536;
+    if (t.size() == 3) return t[1] - t[0] < vekr::kBelowLimit && t[2] - t[1] < vekr::kAboveLimit;
     return t.size() == 1 || t.size() == 2;
   }
 
-  std::vector<uint32_t> words_;
+  const std::vector<uint32_t> block_;
   int32_t triangleCount_;
-  int64_t nextPair_ = 16, firstList_ = -1, nextList_ = -1;
+  int64_t nextPair_ = vekr::kTreeHeaderBytes, firstList_ = -1, nextList_ = -1;
 };
 
 Cell boundsOf(const Mesh &mesh) {
@@ -127,11 +129,11 @@ Cell boundsOf(const Mesh &mesh) {
   return box;
 }
 
-using Point = std::array<double, 3>;
+using Corner = std::array<double, 3>;
 
 // Area of the part of a triangle inside a cell, by clipping in double.
 double areaInside(const Mesh &mesh, int32_t triangle, const Cell &cell, double margin) {
-  std::vector<Point> polygon;
+  std::vector<Corner> polygon;
   for (int k = 0; k < 3; ++k) {
     const float *v =
         &mesh.vertices[3 * static_cast<size_t>(
@@ -141,13 +143,13 @@ double areaInside(const Mesh &mesh, int32_t triangle, const Cell &cell, double m
   for (int axis = 0; axis < 3; ++axis) {
     for (const double side : {1.0, -1.0}) {
       const double wall = side > 0 ? cell.low[axis] + margin : -(cell.high[axis] - margin);
-      std::vector<Point> kept;
+      std::vector<Corner> kept;
       for (size_t i = 0; i < polygon.size(); ++i) {
-        const Point &a = polygon[i], &b = polygon[(i + 1) % polygon.size()];
+        const Corner &a = polygon[i], &b = polygon[(i + 1) % polygon.size()];
         const double da = side * a[axis] - wall, db = side * b[axis] - wall;
         if (da >= 0) kept.push_back(a);
         if ((da < 0) != (db < 0)) {
-          Point p;
+          Corner p;
           for (int k = 0; k < 3; ++k) p[k] = a[k] + (b[k] - a[k]) * (da / (da - db));
           kept.push_back(p);
         }
@@ -156,9 +158,9 @@ double areaInside(const Mesh &mesh, int32_t triangle, const Cell &cell, double m
       if (polygon.size() < 3) return 0.0;
     }
   }
-  Point sum = {0, 0, 0};
+  Corner sum = {0, 0, 0};
   for (size_t i = 1; i + 1 < polygon.size(); ++i) {
-    Point u, w;
+    Corner u, w;
     for (int k = 0; k < 3; ++k) {
       u[k] = polygon[i][k] - polygon[0][k];
       w[k] = polygon[i + 1][k] - polygon[0][k];

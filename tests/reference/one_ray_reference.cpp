@@ -4,6 +4,8 @@
 #include <cmath>
 #include <vector>
 
+#include "reference/tree_reading.h"
+
 namespace vekr_reference {
 
 namespace {
@@ -63,7 +65,7 @@ void testTriangle(const Ray &ray, const VekrTriangleAccel *records, int32_t n, O
   const VekrTriangleAccel &r = records[n];
   if (r.axes == 0) return;
   if (kind == Origins::many && n == *result.triangle) return;
-  const int v = r.axes & 3, u = (r.axes >> 2) & 3, k = (r.axes >> 4) & 3;
+  const auto [k, u, v] = RecordAxes(r);
   const float *o = ray.o, *d = ray.d;
   const float den = (r.nu * d[u] + r.nv * d[v]) + d[k];
   if (kind == Origins::many && kSmallestDen > std::fabs(den)) return;
@@ -85,30 +87,6 @@ void testTriangle(const Ray &ray, const VekrTriangleAccel *records, int32_t n, O
   *result.triangle = n;
 }
 
-// The triangle numbers of a leaf, in their order.
-std::vector<int32_t> trianglesOf(const VekrKDTreeNode *leaf) {
-  const auto word0 = static_cast<uint32_t>(leaf->word0), word1 = static_cast<uint32_t>(leaf->word1);
-  if (leaf->word1 == 0) return {};
-  if (leaf->word1 > 0) {
-    const int64_t back = leaf->word0 & ~3;
-    const auto *list = reinterpret_cast<const int32_t *>(reinterpret_cast<const char *>(leaf) - back);
-    return {list, list + leaf->word1};
-  }
-  const auto first = static_cast<int32_t>(word0 & 0x7FFFFFFFu);
-  const auto middle = static_cast<int32_t>((word1 & 0x7FFFFFFCu) >> 2);
-  switch (word1 & 3) {
-    case 1:
-      return {first};
-    case 2:
-      return {first, middle};
-    case 3:
-      return {middle - static_cast<int32_t>((word0 & 0x7FFF0000u) >> 16), middle,
-              middle + static_cast<int32_t>(word0 & 0xFFFFu)};
-    default:
-      return {};
-  }
-}
-
 void walk(Ray ray, const VekrIntersectScene *scene, Origins kind, Result result) {
   struct Entry {
     const VekrKDTreeNode *node;
@@ -117,12 +95,10 @@ void walk(Ray ray, const VekrIntersectScene *scene, Origins kind, Result result)
   std::vector<Entry> stack;
   const VekrKDTreeNode *node = scene->pRoot;
   for (;;) {
-    if (node->word0 >= 0) {
-      const int axis = node->word0 & 3;
-      const auto *pair =
-          reinterpret_cast<const VekrKDTreeNode *>(reinterpret_cast<const char *>(node) + (node->word0 & ~7));
-      const float p = std::bit_cast<float>(node->word1);
-      const float t = (p - ray.o[axis]) * ray.inv[axis];
+    if (isInner(node)) {
+      const int axis = axisOf(node);
+      const VekrKDTreeNode *pair = childrenOf(node);
+      const float t = (splitOf(node) - ray.o[axis]) * ray.inv[axis];
       const VekrKDTreeNode *near = pair + ray.sign[axis];
       const VekrKDTreeNode *far = pair + (1 - ray.sign[axis]);
       if (ray.tnear - t > kEps2) {
@@ -136,7 +112,7 @@ void walk(Ray ray, const VekrIntersectScene *scene, Origins kind, Result result)
       }
       continue;
     }
-    for (const int32_t n : trianglesOf(node)) testTriangle(ray, scene->pTriangles, n, kind, result);
+    for (const int32_t n : leafTriangles(node)) testTriangle(ray, scene->pTriangles, n, kind, result);
     if (stack.empty()) return;
     const Entry top = stack.back();
     stack.pop_back();

@@ -9,7 +9,6 @@ constexpr float kBig = std::bit_cast<float>(0x4b000000u);             // 8388608
 constexpr float kSegmentEnd = std::bit_cast<float>(0x3f800347u);      // 1.0001
 constexpr float kSeedFallback = std::bit_cast<float>(0x47a3d70au);    // 83886.078125
 constexpr float kSeedNodeMargin = std::bit_cast<float>(0x3727c5acu);  // 1e-5
-constexpr int kAllRays = 16;
 
 struct Call {
   const float *origin;
@@ -194,8 +193,8 @@ LaneFlags narrowKernel(const Call &call, int32_t first, int octant, const LaneFl
 
 void testCached(const Call &call, int32_t corner, int32_t cached) {
   const VekrTriangleAccel &record = call.scene->pTriangles[cached];
-  std::array<bool, kAllRays> tested{};
-  for (int r = 0; r < kAllRays; ++r) tested[r] = call.mask[corner + entryOf(r, call.width)] >= 0;
+  std::array<bool, kTileRays> tested{};
+  for (int r = 0; r < kTileRays; ++r) tested[r] = call.mask[corner + entryOf(r, call.width)] >= 0;
   for (int row = 0; row < 4; ++row) {
     const int32_t first = corner + row * call.width;
     Packet p;
@@ -218,14 +217,24 @@ void testCached(const Call &call, int32_t corner, int32_t cached) {
 }
 
 bool allDead(const Call &call, int32_t corner) {
-  for (int r = 0; r < kAllRays; ++r) {
-    if (call.mask[corner + entryOf(r, call.width)] >= 0) return false;
+  return !anyInTile(corner, call.width, [&](int32_t ray) { return call.mask[ray] >= 0; });
+}
+
+// A packet of one row writes to the lanes that it has taken, and to no others.
+void traceRow(const Call &call, int32_t first, int octant, const LaneFlags &taken) {
+  std::array<int32_t, 4> occluders;
+  for (int i = 0; i < 4; ++i) occluders[i] = call.occluders[first + i];
+  const LaneFlags left = narrowKernel(call, first, octant, taken, occluders);
+  for (int i = 0; i < 4; ++i) {
+    if (!taken[i] || left[i]) continue;
+    if (call.mask[first + i] < 0) ++call.places->deadRaysBlocked;
+    call.mask[first + i] = -1;
+    call.occluders[first + i] = occluders[i];
   }
-  return true;
 }
 
 void tile(const Call &call, int32_t corner, int32_t *cached) {
-  for (int r = 0; r < kAllRays; ++r) call.occluders[corner + entryOf(r, call.width)] = -1;
+  for (int r = 0; r < kTileRays; ++r) call.occluders[corner + entryOf(r, call.width)] = -1;
   if (allDead(call, corner)) {
     ++call.places->skippedTiles;
     return;
@@ -237,41 +246,14 @@ void tile(const Call &call, int32_t corner, int32_t *cached) {
       return;
     }
   }
-  std::array<int, kAllRays> octants{};
-  bool uniform = true;
-  for (int r = 0; r < kAllRays; ++r) {
-    const int32_t ray = corner + entryOf(r, call.width);
-    octants[r] = octantOf(call.directions[0][ray], call.directions[1][ray], call.directions[2][ray]);
-    uniform = uniform && octants[r] == octants[0];
-  }
-  if (uniform) {
-    wideKernel(call, corner, octants[0], cached);
-    wideKernel(call, corner + 2 * call.width, octants[0], cached);
-    call.places->wideCalls += 2;
-    return;
-  }
-  for (int octant = 0; octant < 8; ++octant) {
-    for (int row = 0; row < 4; ++row) {
-      LaneFlags taken{};
-      bool some = false;
-      for (int i = 0; i < 4; ++i) {
-        taken[i] = octants[row * 4 + i] == octant;
-        some = some || taken[i];
-      }
-      if (!some) continue;
-      const int32_t first = corner + row * call.width;
-      std::array<int32_t, 4> occluders;
-      for (int i = 0; i < 4; ++i) occluders[i] = call.occluders[first + i];
-      const LaneFlags left = narrowKernel(call, first, octant, taken, occluders);
-      for (int i = 0; i < 4; ++i) {
-        if (!taken[i] || left[i]) continue;
-        if (call.mask[first + i] < 0) ++call.places->deadRaysBlocked;
-        call.mask[first + i] = -1;
-        call.occluders[first + i] = occluders[i];
-      }
-      ++call.places->narrowCalls;
-    }
-  }
+  forTilePackets(call.directions, corner, call.width, call.places,
+                 [&](int32_t first, int lanes, int octant, const LaneFlags &taken) {
+                   if (lanes == 8) {
+                     wideKernel(call, first, octant, cached);
+                   } else {
+                     traceRow(call, first, octant, taken);
+                   }
+                 });
 }
 
 }  // namespace
@@ -288,9 +270,7 @@ void packetIntersectAnySO(const float *origin, const float *const *directions, i
     if (cached >= 0) ++places->seeds;
     break;
   }
-  for (int32_t y = 0; y < size.height; y += 4) {
-    for (int32_t x = 0; x < size.width; x += 4) tile(call, y * size.width + x, &cached);
-  }
+  forTiles(size.width, size.height, [&](int32_t corner) { tile(call, corner, &cached); });
 }
 
 }  // namespace vekr_reference

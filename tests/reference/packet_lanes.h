@@ -1,5 +1,5 @@
-// What the packet twins share: a packet as plain arrays with one entry a lane, its reciprocals, its decision at an
-// inner node, and the test of one lane against one triangle.
+// What the packet twins share: a block's way from tile to tile and a tile's into packets, a packet as plain arrays with
+// one entry a lane, its reciprocals, its decision at an inner node, and the test of one lane against one triangle.
 #pragma once
 
 #include <xmmintrin.h>
@@ -9,6 +9,7 @@
 #include <cmath>
 #include <vector>
 
+#include "reference/packet_reference.h"
 #include "reference/tree_reading.h"
 
 namespace vekr_reference {
@@ -59,6 +60,60 @@ struct Packet {
 
 // Where lane i stands, counted from the packet's first entry.
 inline int32_t entryOf(int lane, int32_t width) { return lane / 4 * width + lane % 4; }
+
+// A tile is four by four rays.
+inline constexpr int kTileRays = 16;
+
+// Calls tile(corner) for all tiles of a block, row by row; `corner` is a tile's first entry.
+template <class Tile>
+void forTiles(int32_t width, int32_t height, const Tile &tile) {
+  for (int32_t y = 0; y < height; y += 4) {
+    for (int32_t x = 0; x < width; x += 4) tile(y * width + x);
+  }
+}
+
+// Whether some(ray) holds for any ray of a tile.
+template <class Some>
+bool anyInTile(int32_t corner, int32_t width, const Some &some) {
+  bool any = false;
+  for (int r = 0; r < kTileRays; ++r) any = any || some(corner + entryOf(r, width));
+  return any;
+}
+
+// Calls kernel(first, lanes, octant, taken) for the packets of a tile: two of two full rows if all rays point into one
+// octant; otherwise of one row, octants ascending, rows ascending within, with the lanes that point there.
+template <class Kernel>
+void forTilePackets(const float *const *directions, int32_t corner, int32_t width, PacketPlaces *places,
+                    const Kernel &kernel) {
+  std::array<int, kTileRays> octants{};
+  bool uniform = true;
+  for (int r = 0; r < kTileRays; ++r) {
+    const int32_t ray = corner + entryOf(r, width);
+    octants[r] = octantOf(directions[0][ray], directions[1][ray], directions[2][ray]);
+    uniform = uniform && octants[r] == octants[0];
+  }
+  if (uniform) {
+    LaneFlags all;
+    all.fill(true);
+    kernel(corner, 8, octants[0], all);
+    kernel(corner + 2 * width, 8, octants[0], all);
+    places->wideCalls += 2;
+    return;
+  }
+  for (int octant = 0; octant < 8; ++octant) {
+    for (int row = 0; row < 4; ++row) {
+      LaneFlags taken{};
+      bool some = false;
+      for (int lane = 0; lane < 4; ++lane) {
+        taken[lane] = octants[row * 4 + lane] == octant;
+        some = some || taken[lane];
+      }
+      if (!some) continue;
+      kernel(corner + row * width, 4, octant, taken);
+      ++places->narrowCalls;
+    }
+  }
+}
 
 struct StackEntry {
   const VekrKDTreeNode *node;

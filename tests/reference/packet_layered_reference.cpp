@@ -8,7 +8,6 @@ namespace {
 constexpr float kSmallest =
     std::bit_cast<float>(0x37480000u);  // 1.1920929e-5, in place of a parallel direction
 constexpr float kFarthest = std::bit_cast<float>(0x7f7fffffu);  // 3.4028235e38
-constexpr int kAllRays = 16;
 
 struct Call {
   const float *origin;
@@ -138,42 +137,6 @@ void kernel(const Call &call, int32_t first, int lanes, int octant, const LaneFl
   }
 }
 
-void tile(const Call &call, int32_t corner) {
-  std::array<int, kAllRays> octants{};
-  bool someDistance = false, uniform = true;
-  for (int r = 0; r < kAllRays; ++r) {
-    const int32_t ray = corner + entryOf(r, call.volume.width);
-    octants[r] = octantOf(call.directions[0][ray], call.directions[1][ray], call.directions[2][ray]);
-    uniform = uniform && octants[r] == octants[0];
-    someDistance = someDistance || call.distances[ray] > 0.0f;
-  }
-  if (!someDistance) {
-    ++call.places->skippedTiles;
-    return;
-  }
-  if (uniform) {
-    LaneFlags all;
-    all.fill(true);
-    kernel(call, corner, 8, octants[0], all);
-    kernel(call, corner + 2 * call.volume.width, 8, octants[0], all);
-    call.places->wideCalls += 2;
-    return;
-  }
-  for (int octant = 0; octant < 8; ++octant) {
-    for (int row = 0; row < 4; ++row) {
-      LaneFlags taken{};
-      bool some = false;
-      for (int i = 0; i < 4; ++i) {
-        taken[i] = octants[row * 4 + i] == octant;
-        some = some || taken[i];
-      }
-      if (!some) continue;
-      kernel(call, corner + row * call.volume.width, 4, octant, taken);
-      ++call.places->narrowCalls;
-    }
-  }
-}
-
 }  // namespace
 
 void packetIntersectMultipleSO(const float *origin, const float *const *directions, float *distances,
@@ -185,9 +148,16 @@ void packetIntersectMultipleSO(const float *origin, const float *const *directio
                            static_cast<uint32_t>(volume.depth));
   for (int32_t i = 0; i < entries; ++i) hitTriangles[i] = -1;
   const Call call{origin, directions, distances, hits, hitTriangles, scene, volume, places};
-  for (int32_t y = 0; y < volume.height; y += 4) {
-    for (int32_t x = 0; x < volume.width; x += 4) tile(call, y * volume.width + x);
-  }
+  forTiles(volume.width, volume.height, [&](int32_t corner) {
+    if (!anyInTile(corner, volume.width, [&](int32_t ray) { return distances[ray] > 0.0f; })) {
+      ++places->skippedTiles;
+      return;
+    }
+    forTilePackets(directions, corner, volume.width, places,
+                   [&](int32_t first, int lanes, int octant, const LaneFlags &taken) {
+                     kernel(call, first, lanes, octant, taken);
+                   });
+  });
 }
 
 }  // namespace vekr_reference

@@ -6,7 +6,6 @@ namespace vekr_reference {
 namespace {
 
 constexpr float kBig = 838860800.0f;
-constexpr int kAllRays = 16;
 
 struct Call {
   const float *origin;          // one origin for all rays, or null
@@ -106,49 +105,20 @@ void kernel(const Call &call, int32_t first, int lanes, int octant, const LaneFl
   }
 }
 
-void tile(const Call &call, int32_t corner) {
-  std::array<int, kAllRays> octants{};
-  std::array<int, 8> raysIn{};
-  bool someDistance = false;
-  for (int r = 0; r < kAllRays; ++r) {
-    const int32_t ray = corner + entryOf(r, call.width);
-    octants[r] = octantOf(call.directions[0][ray], call.directions[1][ray], call.directions[2][ray]);
-    ++raysIn[octants[r]];
-    someDistance = someDistance || 0.0f < call.distances[ray];
-  }
-  if (!call.origin && !someDistance) {
-    ++call.places->skippedTiles;
-    return;
-  }
-  for (int octant = 0; octant < 8; ++octant) {
-    if (raysIn[octant] == kAllRays) {
-      LaneFlags all;
-      all.fill(true);
-      kernel(call, corner, 8, octant, all);
-      kernel(call, corner + 2 * call.width, 8, octant, all);
-      call.places->wideCalls += 2;
-      continue;
-    }
-    for (int row = 0; row < 4; ++row) {
-      LaneFlags taken{};
-      bool some = false;
-      for (int lane = 0; lane < 4; ++lane) {
-        taken[lane] = octants[row * 4 + lane] == octant;
-        some = some || taken[lane];
-      }
-      if (!some) continue;
-      kernel(call, corner + row * call.width, 4, octant, taken);
-      ++call.places->narrowCalls;
-    }
-  }
-}
-
 void block(const Call &call, VekrBlockSize size) {
   if (size.width < 1 || size.height < 1) return;
   for (int32_t i = 0; i < size.width * size.height; ++i) call.hitTriangles[i] = -1;
-  for (int32_t y = 0; y < size.height; y += 4) {
-    for (int32_t x = 0; x < size.width; x += 4) tile(call, y * size.width + x);
-  }
+  forTiles(size.width, size.height, [&](int32_t corner) {
+    const auto isWanted = [&](int32_t ray) { return 0.0f < call.distances[ray]; };
+    if (!call.origin && !anyInTile(corner, call.width, isWanted)) {
+      ++call.places->skippedTiles;
+      return;
+    }
+    forTilePackets(call.directions, corner, call.width, call.places,
+                   [&](int32_t first, int lanes, int octant, const LaneFlags &taken) {
+                     kernel(call, first, lanes, octant, taken);
+                   });
+  });
 }
 
 }  // namespace

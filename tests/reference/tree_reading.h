@@ -1,4 +1,6 @@
-// How a plain reader takes a tree apart: shared by the twins, and by nothing of the library.
+// How a plain reader takes a tree apart: shared by the twins, and by nothing of the library. The library has all this in
+// pr_avlopsahopt/kdtree_format.h; the bits stand here a second time on purpose, since a reader that shared the
+// library's own would share its mistakes and agree with them.
 #pragma once
 
 #include <bit>

@@ -3,28 +3,11 @@
 
 #include <cmath>
 #include <cstdint>
-#include <vector>
 
+#include "tests/support/mesh.h"
 #include "tests/support/values.h"
 
 namespace vekr_test {
-
-struct Mesh {
-  std::vector<float> vertices;   // three floats a vertex
-  std::vector<int32_t> indices;  // four ints a triangle
-  int32_t vertexCount() const { return static_cast<int32_t>(vertices.size() / 3); }
-  int32_t triangleCount() const { return static_cast<int32_t>(indices.size() / 4); }
-
-  int32_t addVertex(float x, float y, float z) {
-    vertices.insert(vertices.end(), {x, y, z});
-    return vertexCount() - 1;
-  }
-  void addTriangle(int32_t a, int32_t b, int32_t c) { indices.insert(indices.end(), {a, b, c, -7}); }
-  void addQuad(int32_t a, int32_t b, int32_t c, int32_t d) {
-    addTriangle(a, b, c);
-    addTriangle(a, c, d);
-  }
-};
 
 // Triangles of up to `size` across in the unit cube, anywhere.
 inline Mesh triangleSoup(int32_t count, float size, uint32_t seed) {

@@ -2,40 +2,13 @@
 // coincident triangles, degenerate ones.
 #pragma once
 
-#include <array>
 #include <cmath>
 #include <cstdint>
-#include <vector>
 
+#include "support/mesh.h"
 #include "support/values.h"
 
 namespace vekr_test {
-
-using Point = std::array<float, 3>;
-
-struct Mesh {
-  std::vector<float> vertices;
-  std::vector<int32_t> indices;  // four a triangle; the fourth is junk
-
-  int32_t vertexCount() const { return static_cast<int32_t>(vertices.size() / 3); }
-  int32_t triangleCount() const { return static_cast<int32_t>(indices.size() / 4); }
-
-  int32_t addVertex(const Point &p) {
-    for (const float x : p) vertices.push_back(x);
-    return vertexCount() - 1;
-  }
-  void addTriangle(int32_t a, int32_t b, int32_t c) { indices.insert(indices.end(), {a, b, c, -77}); }
-  void addTriangle(const Point &a, const Point &b, const Point &c) {
-    const int32_t first = addVertex(a);
-    addVertex(b);
-    addVertex(c);
-    addTriangle(first, first + 1, first + 2);
-  }
-  Point corner(int32_t triangle, int number) const {
-    const auto v = static_cast<size_t>(indices[static_cast<size_t>(triangle * 4 + number)]) * 3;
-    return {vertices[v], vertices[v + 1], vertices[v + 2]};
-  }
-};
 
 inline Point pointWithin(Random &random, float low, float high) {
   const float x = random.within(low, high), y = random.within(low, high), z = random.within(low, high);

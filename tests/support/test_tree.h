@@ -1,12 +1,12 @@
 // A small kd-tree builder for tests: median splits over the triangles' boxes, every form of leaf, and in the bits that
-// readers must mask off, junk.
+// nothing reads, junk.
 #pragma once
 
 #include <algorithm>
-#include <bit>
 #include <cstdint>
 #include <vector>
 
+#include "pr_avlopsahopt/kdtree_format.h"
 #include "support/ray_meshes.h"
 
 namespace vekr_test {
@@ -44,6 +44,15 @@ class TestTree {
     std::vector<int32_t> numbers;
   };
 
+  // `junk` goes to the free bits.
+  void set(size_t at, const VekrKDTreeNode &node, int32_t junk = 0) {
+    words_[at] = node.word0 | junk;
+    words_[at + 1] = node.word1;
+  }
+  static int64_t bytesBetween(size_t from, size_t to) {
+    return static_cast<int64_t>((to - from) * sizeof(int32_t));
+  }
+
   void boundsOf(const std::vector<int32_t> &list, float *low, float *high) const {
     for (size_t a = 0; a < 3; ++a) {
       low[a] = 3e38f;
@@ -80,10 +89,8 @@ class TestTree {
       ++innerNodes_;
       const size_t pair = words_.size();
       words_.resize(pair + 4);
-      const int32_t ignored = random_.below(2) * 4;
-      words_[node] =
-          static_cast<int32_t>((pair - node) * sizeof(int32_t)) | static_cast<int32_t>(axis) | ignored;
-      words_[node + 1] = std::bit_cast<int32_t>(split);
+      const int32_t junk = random_.below(2) * vekr::kFreeInnerBits;
+      set(node, vekr::innerNode(static_cast<int32_t>(axis), split, bytesBetween(node, pair)), junk);
       float middle[3] = {high[0], high[1], high[2]};
       middle[axis] = split;
       build(pair, below, low, middle, depth + 1);
@@ -111,34 +118,31 @@ class TestTree {
   void leaf(size_t node, const std::vector<int32_t> &list) {
     bool inlined =
         shape_.leaves == Leaves::inlined || (shape_.leaves == Leaves::mixed && random_.below(3) > 0);
-    uint32_t word0 = 0x80000000u, word1 = 0;
     if (list.empty()) {
-      word0 |= random_.bits();
+      const auto junk = static_cast<int32_t>(random_.bits());
       // An inline leaf of no triangles counts as empty too.
-      word1 = random_.below(2) == 0 ? 0u : 0x80000000u | (random_.bits() & 0x7FFFFFFCu);
+      const bool asInline = random_.below(2) != 0;
+      const auto more = static_cast<int32_t>(asInline ? random_.bits() : 0u);
+      set(node, {junk | vekr::kLeafBit, asInline ? (more & vekr::kMiddleBits) | vekr::kLeafBit : 0});
     } else if (inlined && list.size() == 1) {
-      word0 |= static_cast<uint32_t>(list[0]);
-      word1 = 0x80000001u;
+      set(node, vekr::leafOfOne(list[0]));
     } else if (inlined && list.size() == 2) {
-      word0 |= static_cast<uint32_t>(list[0]);
-      word1 = 0x80000002u | static_cast<uint32_t>(list[1]) << 2;
-    } else if (inlined && list.size() == 3 && list[1] - list[0] < 0x8000 && list[2] - list[1] < 0x10000) {
-      word0 |= static_cast<uint32_t>(list[1] - list[0]) << 16 | static_cast<uint32_t>(list[2] - list[1]);
-      word1 = 0x80000003u | static_cast<uint32_t>(list[1]) << 2;
+      set(node, vekr::leafOfTwo(list[0], list[1]));
+    } else if (inlined && list.size() == 3 && list[1] - list[0] < vekr::kBelowLimit &&
+               list[2] - list[1] < vekr::kAboveLimit) {
+      set(node, vekr::leafOfThree(list[0], list[1], list[2]));
     } else {
       inlined = false;
       lists_.push_back({node, list});
-      word1 = static_cast<uint32_t>(list.size());
     }
     ++leavesOfForm_[list.empty() ? 0 : inlined ? list.size() : 4];
-    words_[node] = static_cast<int32_t>(word0);
-    words_[node + 1] = static_cast<int32_t>(word1);
   }
 
   void placeLists() {
     for (const List &list : lists_) {
-      const auto distance = static_cast<int32_t>((words_.size() - list.node) * sizeof(int32_t));
-      words_[list.node] = -distance | random_.below(4);
+      const auto count = static_cast<int32_t>(list.numbers.size());
+      const int64_t distance = bytesBetween(list.node, words_.size());
+      set(list.node, vekr::leafWithList(count, distance), random_.below(vekr::kFreeListBits + 1));
       words_.insert(words_.end(), list.numbers.begin(), list.numbers.end());
     }
   }

@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "pr_avlopsahopt/kdtree_format.h"
 #include "support/arrays.h"
 #include "support/test_tree.h"
 #include "vekr.h"
@@ -11,7 +12,9 @@ namespace vekr_test {
 
 // The words of a tree of one leaf that lists `numbers`.
 inline std::vector<int32_t> oneLeaf(const std::vector<int32_t> &numbers) {
-  std::vector<int32_t> words = {-16, static_cast<int32_t>(numbers.size()), 0, 0};
+  const VekrKDTreeNode root =
+      vekr::leafWithList(static_cast<int32_t>(numbers.size()), vekr::kTreeHeaderBytes);
+  std::vector<int32_t> words = {root.word0, root.word1, 0, 0};
   words.insert(words.end(), numbers.begin(), numbers.end());
   return words;
 }

@@ -5,6 +5,8 @@
 #include <memory>
 #include <vector>
 
+#include "pr_avlopsahopt/kdtree_format.h"
+#include "support/mesh.h"
 #include "support/values.h"
 #include "vekr.h"
 
@@ -15,46 +17,43 @@ class TreeBlock {
  public:
   TreeBlock() : nodes_(2) {}  // the second is the gap behind the root
 
-  // Makes `node` an inner node; returns the number of its lower child, the upper one follows. `noise`: bit 2 of word0,
-  // which readers clear.
+  // Makes `node` an inner node; returns the number of its lower child, the upper one follows. `noise`: with its free bit
+  // set.
   int inner(int node, int axis, float plane, bool noise = false) {
     const int child = static_cast<int>(nodes_.size());
     nodes_.resize(nodes_.size() + 2);
-    nodes_[static_cast<size_t>(node)] = {(child - node) * 8 | axis | (noise ? 4 : 0),
-                                         static_cast<int32_t>(bitsOf(plane))};
+    set(node, vekr::innerNode(axis, plane, (child - node) * int64_t{sizeof(VekrKDTreeNode)}));
+    if (noise) nodes_[static_cast<size_t>(node)].word0 |= vekr::kFreeInnerBits;
     return child;
   }
 
   // An empty leaf: word0 means nothing but its sign.
-  void empty(int node, uint32_t noise = 0) { set(node, 0x80000000u | noise, 0); }
+  void empty(int node, uint32_t noise = 0) { set(node, {static_cast<int32_t>(noise) | vekr::kLeafBit, 0}); }
   // The inline form of no triangle at all.
   void emptyInline(int node, uint32_t noise = 0) {
-    set(node, 0x80000000u | noise, 0x80000000u | (noise << 2));
+    const auto bits = static_cast<int32_t>(noise);
+    set(node, {bits | vekr::kLeafBit, bits << vekr::kMiddleShift | vekr::kLeafBit});
   }
 
-  // `noise`: the low two bits of word0, which readers clear.
+  // `noise`: 0 to 3, for its free bits.
   void list(int node, std::vector<int32_t> triangles, int noise = 0) {
     lists_.push_back({node, noise, std::move(triangles)});
   }
 
-  void one(int node, int32_t a) { set(node, 0x80000000u | static_cast<uint32_t>(a), 0x80000001u); }
-  void two(int node, int32_t a, int32_t b) {
-    set(node, 0x80000000u | static_cast<uint32_t>(a), 0x80000002u | static_cast<uint32_t>(b) << 2);
-  }
-  // a <= b <= c, b - a below 2^15, c - b below 2^16.
-  void three(int node, int32_t a, int32_t b, int32_t c) {
-    set(node, 0x80000000u | static_cast<uint32_t>(b - a) << 16 | static_cast<uint32_t>(c - b),
-        0x80000003u | static_cast<uint32_t>(b) << 2);
-  }
+  void one(int node, int32_t a) { set(node, vekr::leafOfOne(a)); }
+  void two(int node, int32_t a, int32_t b) { set(node, vekr::leafOfTwo(a, b)); }
+  // a <= b <= c, near enough for the fields.
+  void three(int node, int32_t a, int32_t b, int32_t c) { set(node, vekr::leafOfThree(a, b, c)); }
 
   // The finished block. It lives as long as this object.
   const VekrKDTreeNode *finish() {
     std::vector<int32_t> entries;
     for (const List &list : lists_) {
-      const size_t at = nodes_.size() * 8 + entries.size() * 4;
-      const auto back = static_cast<int32_t>(list.node) * 8 - static_cast<int32_t>(at);
-      nodes_[static_cast<size_t>(list.node)] = {back | list.noise,
-                                                static_cast<int32_t>(list.triangles.size())};
+      const size_t at = nodes_.size() * sizeof(VekrKDTreeNode) + entries.size() * sizeof(int32_t);
+      const size_t from = static_cast<size_t>(list.node) * sizeof(VekrKDTreeNode);
+      set(list.node,
+          vekr::leafWithList(static_cast<int32_t>(list.triangles.size()), static_cast<int64_t>(at - from)));
+      nodes_[static_cast<size_t>(list.node)].word0 |= list.noise;
       entries.insert(entries.end(), list.triangles.begin(), list.triangles.end());
     }
     block_.clear();
@@ -68,39 +67,17 @@ class TreeBlock {
     int node, noise;
     std::vector<int32_t> triangles;
   };
-  void set(int node, uint32_t word0, uint32_t word1) {
-    nodes_[static_cast<size_t>(node)] = {static_cast<int32_t>(word0), static_cast<int32_t>(word1)};
-  }
+  void set(int node, const VekrKDTreeNode &value) { nodes_[static_cast<size_t>(node)] = value; }
   std::vector<VekrKDTreeNode> nodes_;
   std::vector<List> lists_;
   std::vector<int32_t> block_;
 };
 
-struct Mesh {
-  std::vector<float> vertices;
-  std::vector<int32_t> indices;
-
-  int32_t triangles() const { return static_cast<int32_t>(indices.size() / 4); }
-  int32_t vertexCount() const { return static_cast<int32_t>(vertices.size() / 3); }
-
-  void add(const float (&a)[3], const float (&b)[3], const float (&c)[3]) {
-    const int32_t first = vertexCount();
-    for (const auto *p : {&a, &b, &c}) vertices.insert(vertices.end(), *p, *p + 3);
-    indices.insert(indices.end(), {first, first + 1, first + 2, INT32_MIN});
-  }
-
-  std::vector<VekrTriangleAccel> records() const {
-    std::vector<VekrTriangleAccel> all(static_cast<size_t>(triangles()) + 1);
-    vekrTriangleAccelInit(all.data(), vertices.data(), indices.data(), triangles());
-    return all;
-  }
-};
-
 // Triangles of all kinds within [-4, 4]: free, in planes of constant coordinate, doubled, nearly doubled, degenerate.
 inline Mesh randomMesh(int32_t count, Random &random) {
   Mesh mesh;
-  while (mesh.triangles() < count) {
-    float v[3][3];
+  while (mesh.triangleCount() < count) {
+    Point v[3];
     const float extent = random.below(3) == 0 ? 4.0f : 1.0f;
     float centre[3];
     for (float &x : centre) x = random.within(-3, 3);
@@ -113,14 +90,14 @@ inline Mesh randomMesh(int32_t count, Random &random) {
       const int axis = random.below(3);
       v[0][axis] = v[1][axis] = v[2][axis] = static_cast<float>(random.below(9) - 4);
     }
-    if (kind == 3) std::copy_n(v[0], 3, v[1]);
-    mesh.add(v[0], v[1], v[2]);
-    if (kind == 4 || kind == 0) mesh.add(v[0], v[1], v[2]);
+    if (kind == 3) v[1] = v[0];
+    mesh.addTriangle(v[0], v[1], v[2]);
+    if (kind == 4 || kind == 0) mesh.addTriangle(v[0], v[1], v[2]);
     if (kind == 5) {
       const int axis = random.below(3);
       const float shift = random.below(2) ? 5e-6f : 2e-5f;
       for (auto &p : v) p[axis] += shift;
-      mesh.add(v[0], v[1], v[2]);
+      mesh.addTriangle(v[0], v[1], v[2]);
     }
   }
   return mesh;
@@ -131,7 +108,7 @@ class RandomTree {
  public:
   RandomTree(const Mesh &mesh, int depth, Random &random) : mesh_(mesh), random_(random) {
     std::vector<int32_t> all;
-    for (int32_t n = 0; n < mesh.triangles(); ++n) all.push_back(n);
+    for (int32_t n = 0; n < mesh.triangleCount(); ++n) all.push_back(n);
     const float box[6] = {-4, -4, -4, 4, 4, 4};
     node(0, all, box, depth);
     root_ = block_.finish();
