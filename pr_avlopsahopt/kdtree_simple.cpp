@@ -9,7 +9,7 @@ VekStatus ownKDTBldSmpl_TL(int32_t triangleCount, VekrKDTreeNode **ppTree, int32
   if (size > INT32_MAX) return vekErrMemAlloc;  // more than pTreeSize could tell
   auto *words = static_cast<int32_t *>(veksMalloc_64s(static_cast<int32_t>((size >> 3) + 1)));
   if (words == nullptr) return vekErrMemAlloc;
-  words[0] = -kTreeHeaderBytes;  // a list leaf: its list lies 16 bytes behind the node
+  words[0] = -kTreeHeaderBytes;  // a list leaf: its list lies 16 bytes behind the node [C06]
   words[1] = triangleCount;
   words[2] = 0;
   words[3] = 0;

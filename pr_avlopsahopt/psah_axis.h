@@ -82,7 +82,7 @@ struct Best {
 };
 
 // What cuts of empty space and the walls offer.
-// Returns whether a cut was found: it takes precedence over all planes of the sweep.
+// Returns whether a cut was found: it takes precedence over all planes of the sweep [C07].
 bool cutEmptySpace(const AxisCell &cell, float first, float last, int64_t count, Best &best);
 
 // Planes on the cell's walls, if `atLo` or `atHi` flat patches, the outermost ones, lie in them.

@@ -82,7 +82,7 @@ void AxisBins::gatherFlats() {
       hasEnd = true;
     }
   }
-  // With flats alone the first one is the only plane.
+  // With flats alone the first one is the only plane [C08].
   if (!hasEnd) lastEnd_ = first;
 }
 

@@ -71,7 +71,7 @@ VekrKDTreeNode inlineLeaf(const VekrBuildNode &leaf) {
     word0 = static_cast<uint32_t>(t[0]);
     word1 = 1;
   } else if (leaf.value == 2) {
-    // word1 takes the one that fits, of two that fit the first.
+    // word1 takes the one that fits, of two that fit the first [C12].
     const bool firstFits = t[0] < kMiddleLimit;
     word0 = static_cast<uint32_t>(t[firstFits ? 1 : 0]);
     word1 = static_cast<uint32_t>(t[firstFits ? 0 : 1]) << 2 | 2;

@@ -80,7 +80,7 @@ struct VekrBuildState {
   VekrBuildChunk pointerChunks;
 };
 
-// The sizes that the budget is charged with.
+// The sizes that the budget is charged with [C04].
 constexpr uint64_t kStateBytes = 408;
 constexpr uint64_t kChunkBlockBytes = 0x1000000;
 constexpr uint64_t kChunkRecordBytes = 40;
