@@ -127,7 +127,7 @@ struct Terms {
     } else {
       (alongCosine * cosine[m]).storeRounded(zero + m * kGroup);
       const Wide alongSine = polynomial<l - m>(term.sine, term.p, terms);
-      // Band 3 has its outermost sine turned round, y^3 - 3 x^2 y, constant included: callers see it in a zero's sign.
+      // Band 3 has its outermost sine turned round, y^3 - 3 x^2 y, constant included: callers see it in a zero's sign [C48].
       const Wide s = l == 3 && m == 3 ? y[3] - (Wide(3.0) * x[2]) * y[1] : sine[m];
       (alongSine * s).storeRounded(zero - m * kGroup);
     }
@@ -179,7 +179,7 @@ void bandRows(const GroupDirections &group, int lanes, Rows &rows) {
   }
 }
 
-void fillBandZero(Rows &rows) { Float<kGroup>(kBandZero).store(rows.row[0]); }
+void fillBandZero(Rows &rows) { Float<kGroup>(kBandZero).store(rows.row[0]); }  // [C52]
 
 template <>
 void bandRows<0>(const GroupDirections &, int, Rows &rows) {

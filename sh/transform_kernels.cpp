@@ -1,4 +1,4 @@
-// Projection and reconstruction, the basis never leaving a group's rows. Callers rely on the order of every sum.
+// Projection and reconstruction, the basis never leaving a group's rows. Callers rely on the order of every sum [C54].
 #include "sh/rows.h"
 
 namespace vekr::VEKR_ISA {
@@ -13,7 +13,7 @@ struct alignas(64) Coefficients {
 };
 
 // What a sample multiplies its direction's functions with. A sample of zero adds +0 whatever the functions are, even
-// NaN: that keeps black samples from spoiling a sum, and turns a coefficient of -0 into +0.
+// NaN: that keeps black samples from spoiling a sum, and turns a coefficient of -0 into +0 [C53].
 struct Factor {
   Float<kGroup> sample;
   Mask<kGroup> notZero;
@@ -103,7 +103,7 @@ Lane weighted(const Rows &rows, const float *coefficients, int k) {
 }
 
 // The dot product of every direction's functions with the coefficients, in the order of veksDotProd_32f for two arrays
-// of which the first lies on a 16-byte boundary.
+// of which the first lies on a 16-byte boundary [C55].
 
 // Fewer than 16 products: two sums that take turns, and an odd last product.
 Lane shortDotProducts(const Rows &rows, const float *coefficients, int count) {
