@@ -129,7 +129,7 @@ void storeLow(Int<N> a, uint16_t *p) {
 // ---------------------------------------------------------------- rounding at borders
 
 // What is added, in double, to a weighted sum at the border of a volume before it is truncated. It isn't quite the 0.5
-// of rounding: a value on .5, and one a little below it, goes up.
+// of rounding: a value on .5, and one a little below it, goes up [C66].
 constexpr double kBorderRound = 0.5000001;  // 0x3FE0000035AFE535
 
 inline Int<1> borderRounded(Float<1> a) {

@@ -30,7 +30,7 @@ struct Chunk {
   bool isFull() const { return inside == firstVoxels(count); }
 };
 
-// What the border conversion of a cubic 32f result does. The two families differ here, and callers rely on both.
+// What the border conversion of a cubic 32f result does. The two families differ here, and callers rely on both [C67].
 enum class FloatBorder {
   kept,      // nothing
   truncated  // toward zero to a signed 32-bit integer, and back
