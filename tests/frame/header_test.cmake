@@ -32,4 +32,12 @@ endforeach()
 if(tried EQUAL 0)
   message(FATAL_ERROR "no compiler found")
 endif()
+
+# Comments too keep to the width of the code, which the formatter leaves to their authors.
+foreach(header ${INCLUDE}/vekr.h ${COMPANION_INCLUDE}/vekcore.h)
+  file(STRINGS ${header} wide LENGTH_MINIMUM 111)
+  if(wide)
+    message(SEND_ERROR "${header}: wider than 110 columns:\n${wide}")
+  endif()
+endforeach()
 message(STATUS "${tried} compilations")
