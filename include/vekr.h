@@ -8,8 +8,8 @@
  *     are as they were. Errors are listed in the order in which they are looked for; the first one found is
  *     returned.
  *   - Threads: every function may be called from several threads at once, on separate outputs. Most do all
- *     their work on the caller's thread; the few that fork OpenMP threads say so, and all of those have ended
- *     on return.
+ *     their work on the caller's thread; the few that fork OpenMP threads say so, and the work of all of
+ *     those has ended on return (the OpenMP runtime may keep the threads themselves for a later call).
  *   - Exactness: results are the same to the last bit on every run, for every thread count and compiler.
  *     Where two forms of a function differ in the last bits, the text tells which form runs when. The packet
  *     forms of intersection and smooth normals start from the processor's estimate of a reciprocal or of a
