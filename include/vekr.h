@@ -10,10 +10,12 @@
  *   - Threads: every function may be called from several threads at once, on separate outputs. Most do all
  *     their work on the caller's thread; the few that fork OpenMP threads say so, and the work of all of
  *     those has ended on return (the OpenMP runtime may keep the threads themselves for a later call).
- *   - Exactness: results are the same to the last bit on every run, for every thread count and compiler.
- *     Where two forms of a function differ in the last bits, the text tells which form runs when. The packet
- *     forms of intersection and smooth normals start from the processor's estimate of a reciprocal or of a
- *     reciprocal root: processors of another make may give other last bits there.
+ *   - Exactness: the bits of a result depend on the arguments: on what arrays hold and, in functions with
+ *     two forms, whose text tells which form runs when, on the alignment of arrays and on lengths. They
+ *     don't depend on the compiler, on the instruction set, on the run or on the number of threads, with two
+ *     exceptions. Affine warp: the thread count. Packet forms of intersection and the kernel of smooth
+ *     normals: the make of the processor, from whose estimate of a reciprocal or a reciprocal root they
+ *     start. docs/exactness.md in the sources tells all of it.
  *   - Planes: a per-ray quantity is a dense array, one 32-bit entry a ray; a vector quantity is three such
  *     arrays (x, y, z), passed as a list of three pointers. Arrays need only the alignment of their element
  *     type.
