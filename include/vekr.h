@@ -55,15 +55,15 @@ enum {
   vekErrTreeInternal = -2,   /* tree build: a node's parts don't add up; never seen with finite vertices */
   vekErrMemAlloc = -4,       /* tree build: no memory for the tree, or a budget too small to begin */
   vekErrContext = -5,        /* tree build: the context's identifier is unknown */
-  vekErrSize = -6,           /* a count, length or dimension is out of range */
+  vekErrSize = -6,           /* a count, length, dimension or divisor is out of range */
   vekErrBadArg = -7,         /* spherical harmonics: band or state type not acceptable */
-  vekErrNullPtr = -8,        /* a pointer is null; always looked for before sizes */
-  vekErrTreeBuild = -9,      /* tree build: the memory budget ran out; everything has been released */
+  vekErrNullPtr = -8,        /* a pointer is null; looked for before sizes, but for the tree's context */
+  vekErrTreeBuild = -9,      /* tree build: the budget or the memory ran out; everything has been released */
   vekErrRange = -11,         /* tree build: a field of the context is out of range */
   vekErrInterpolation = -22, /* volumes: interpolation code not one that the function takes */
   vekErrResizeFactor = -23,  /* resize: a factor is not positive */
   vekErrChannel = -53,       /* buffer size queries: the channel count is not 1 */
-  vekErrCoeff = -56          /* affine warp: the matrix is singular */
+  vekErrCoeff = -56          /* affine warp: the matrix is singular, or counts as such */
 };
 
 typedef struct VekLibVersion {
