@@ -121,7 +121,7 @@ typedef struct VekrPSAHBuildContext {
   int32_t identifier;    /* vekrPSAHBuildIdentifier */
   int32_t maxDepth;      /* 0 to 50: depth at which every node becomes a leaf */
   float splitBias;       /* 0 to 1: 1 splits most eagerly, 0 least */
-  int32_t memoryLimitMB; /* budget of the build in MiB, at least 32 and in practice 81; negative: no limit */
+  int32_t memoryLimitMB; /* budget in MiB, 81 for a few triangles, below 32 refused; negative: no limit */
   const float *pBounds;  /* box that triangles are clipped to; null: the bounds of the vertices */
 } VekrPSAHBuildContext;
 
@@ -133,12 +133,14 @@ typedef struct VekrPSAHBuildContext {
  *   pTreeSize      receives the tree's size in bytes; written on success only
  *   pContext       one of the two contexts above
  * Errors: vekErrNullPtr (ppTree, pVertices, pIndices, pTreeSize), vekErrSize (a negative count),
- * vekErrNullPtr (pContext), vekErrRange (maxDepth, splitBias), vekErrMemAlloc (memoryLimitMB 0 to 31, or no
- * memory for the tree), vekErrTreeBuild, vekErrTreeInternal, vekErrContext. After an error nothing remains
- * allocated.
- * The tree is a function of the arguments alone. The caller gives it back with vekrKDTreeFree.
- * Threads: the surface-area builder may fork up to three. The tree is never written again, so any number of
- * threads may trace through it. */
+ * vekErrNullPtr (pContext), vekErrContext, vekErrRange (maxDepth, splitBias; a NaN is taken), vekErrMemAlloc
+ * (memoryLimitMB 0 to 31, or too small for the mesh to begin), vekErrTreeBuild or vekErrTreeInternal (on the
+ * way), vekErrMemAlloc (no memory for the tree). After an error nothing remains allocated.
+ * The tree of finite vertices is a function of the arguments alone. The caller gives it back with
+ * vekrKDTreeFree.
+ * Threads: in nodes of more than 4096 pieces the surface-area builder may fork up to three, no more than the
+ * machine has processors; it doesn't ask ownGetNumThreads(). The tree is never written again, so any number
+ * of threads may trace through it. */
 VEKR_API VekStatus vekrKDTreeBuildAlloc(VekrKDTreeNode **ppTree, const float *pVertices,
                                         const int32_t *pIndices, int32_t vertexCount, int32_t triangleCount,
                                         int32_t *pTreeSize, const void *pContext);
