@@ -158,7 +158,7 @@ VEKR_API void vekrKDTreeFree(VekrKDTreeNode *pTree);
  * With E1 = A - C, E2 = B - C and s = -1 for k = 1, else 1. After I. Wald, "Realtime Ray Tracing and
  * Interactive Global Illumination", 2004, chapter 7. */
 typedef struct VekrTriangleAccel {
-  uint32_t axes; /* bits 0-1 v, bits 2-3 u, bits 4-5 k; bit 31: the triangle lies in a plane of constant k */
+  uint32_t axes; /* bits 0-1 v, 2-3 u, 4-5 k; bit 31: |N[u]| and |N[v]| are below 2^-52 and count as 0 */
   float nu;      /* N[u] / N[k] */
   float ck;      /* C[k] */
   float nv;      /* N[v] / N[k] */
