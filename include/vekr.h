@@ -192,7 +192,9 @@ VEKR_API VekStatus vekrTriangleAccelInit(VekrTriangleAccel *pAccel, const float 
  * Each function has a packet form, four rays at a time, and a one-ray form. The packet form runs if width and
  * height are multiples of four and every array that the call walks ray by ray is 16-byte aligned. Results of
  * the two forms are not equal in the last bits: the packet form divides by an approximate reciprocal with one
- * Newton step and takes no margin at tree nodes.
+ * Newton step and takes no margin at tree nodes. A ray's result in the packet form may depend on the rays of
+ * its tile of four by four: on whether all sixteen point into one octant, and on its row. Rows 0 and 2 of a
+ * tile of one octant may lose rays that are parallel to the planes of constant y (many origins: y or z).
  * -------------------------------------------------------------------------------------------------------- */
 
 typedef struct VekrBlockSize {
@@ -211,11 +213,12 @@ typedef struct VekrIntersectScene {
  *   pOrigins, pDirections   three planes each
  *   pDistances     in: the farthest distance wanted; out: the distance of the hit, unchanged at a miss
  *   pHits          two planes, out: the hit's barycentric weights of the triangle's first and second vertex;
- *                  one-ray form: unchanged at a miss; packet form: 0 at a miss, or unchanged if the box was
- *                  missed
+ *                  one-ray form: unchanged at a miss; packet form: 0 at a miss, or unchanged if all rays of
+ *                  the packet have missed the box
  *   pHitTriangles  out: the triangle's number, -1 at a miss
- * One-ray form: a hit must lie more than 1e-5 before the best one so far, and a ray parallel to a pair of box
- * planes must start strictly between them.
+ * One-ray form: a hit must lie more than 1e-5 before the best one so far, a ray parallel to a pair of box
+ * planes must start strictly between them, and triangles that are nearly parallel to the ray (D.N / N[k]
+ * below 1.1920929e-6) are passed over.
  * Walk: V. Havran, "Heuristic Ray Shooting Algorithms", 2000; triangle test: see VekrTriangleAccel. */
 VEKR_API VekStatus vekrIntersectMO_32f(const float *const *pOrigins, const float *const *pDirections,
                                        float *pDistances, float *const *pHits, int32_t *pHitTriangles,
