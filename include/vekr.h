@@ -237,9 +237,9 @@ VEKR_API VekStatus vekrIntersectEyeSO_32f(const float *pOrigin, const float *con
  *   pOccluders    out: a triangle that blocks the segment, not always the nearest one, or -1
  *   pMask         in: negative at segments that need no test; out: -1 where the segment is blocked
  * One-ray form: dead rays are not traced and get -1 in pOccluders. Packet form: dead rays may be traced along
- * with their neighbours and get a triangle and -1 if blocked; where several rays of a mixed tile are blocked,
- * pOccluders may be 0 instead of the triangle's number: the mask alone tells what is blocked. The scene's box
- * is not read. */
+ * with their neighbours and get a triangle and -1 if blocked; in tiles whose rays point into several octants,
+ * pOccluders of a blocked ray may be 0 instead of the triangle's number: the mask alone tells what is
+ * blocked. The scene's box is not read. */
 VEKR_API VekStatus vekrIntersectAnySO_32f(const float *pOrigin, const float *const *pDirections,
                                           int32_t *pOccluders, int32_t *pMask, VekrBlockSize size,
                                           const VekrIntersectScene *pScene);
@@ -258,9 +258,10 @@ typedef struct VekrVolumeSize {
  *   pHits          two lists, out: weights of the triangle's first and second vertex, unchanged at a miss
  *   pHitTriangles  out: the triangle, -1 where there is no further hit
  * The four result arrays hold volume.depth planes of width * height entries; hit l of ray i is at
- * l * width * height + i. volume.depth must be at least 1. Where layer l > 0 finds nothing, pDistances
- * holds 3.4028235e38 in the one-ray form. A triangle is not hit again as long as its number is remembered:
- * one-ray form up to eight layers, packet form four. */
+ * l * width * height + i. volume.depth must be at least 1. pHitTriangles tells which layers have found
+ * something; of the others pDistances says nothing: the first one behind a hit holds 3.4028235e38, later
+ * ones what they held, or, in the packet form, 0. A triangle is not hit again as long as its number is
+ * remembered: one-ray form up to eight layers, packet form four. */
 VEKR_API VekStatus vekrIntersectMultipleSO_32f(const float *pOrigin, const float *const *pDirections,
                                                float *pDistances, float *const *pHits, int32_t *pHitTriangles,
                                                const VekrIntersectScene *pScene, VekrVolumeSize volume);
