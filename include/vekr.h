@@ -289,7 +289,8 @@ VEKR_API VekStatus vekrCastEye_32f(const float *pCorner, const float *pStepX, co
                                    int32_t blockStepX, int32_t blockStepY, VekrBlockIndex blockIndex,
                                    float *const *pDirections, VekrBlockSize size);
 
-/* Mirrors directions at normals: R = I - 2 (I.N) N. Dead rays get (0, 0, 0).
+/* Mirrors directions at normals: R = I - 2 (I.N) N. Dead rays get (0, 0, 0). I.N is summed (x + y) + z if the
+ * length is a multiple of four, otherwise (y + z) + x.
  *   pIncident, pNormals   three planes each; normals must be of unit length
  *   pMask                 length entries
  *   pReflected            out, three planes; may be those of pIncident or pNormals
