@@ -399,7 +399,8 @@ VEKR_API VekStatus vekrSetBoundBox_32f(const float *pVertices, int32_t count, fl
  *   pVertices, pIndices   a mesh
  *   pTriangleNormals      out, three consecutive floats a triangle
  *   count                 triangles; below 1: nothing is read or written
- * Threads: forks ownGetNumThreads() OpenMP threads; the result doesn't depend on their number.
+ * Threads: forks ownGetNumThreads() OpenMP threads, at most one for each triangle; the result doesn't depend
+ * on their number.
  * Errors: vekErrNullPtr (pVertices, pIndices, pTriangleNormals). */
 VEKR_API VekStatus vekrTriangleNormal_32f(const float *pVertices, const int32_t *pIndices,
                                           float *pTriangleNormals, int32_t count);
