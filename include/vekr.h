@@ -476,7 +476,8 @@ VEKR_API VekStatus vekrSHGetSize_32f(uint32_t maxBand, int32_t type, uint32_t *p
 VEKR_API VekStatus vekrSHInit_32f(VekrSHState *pState, uint32_t maxBand, int32_t type);
 
 /* Values of all functions of bands 0 to L.
- *   pX, pY, pZ   N values each; a component that is not finite makes its direction's values NaN or infinite
+ *   pX, pY, pZ   N values each; a component that is not finite makes those values of its direction NaN or
+ *                infinite that depend on it: never that of band 0
  *   N            directions; below 0: nothing is read or written
  *   pDst         out, N blocks of (L+1)^2 values, that of function (l, m) at l*l + l + m in its block
  *   L            highest band, at most the state's, and at most 15
