@@ -549,10 +549,10 @@ VEKR_API VekStatus vekrSHTInv_32f_P3C3(const float *const *pCoeff, uint32_t L, c
  *   _C1V    one block: a pointer to voxel (0, 0, 0), bytes from row to row and bytes from plane to plane.
  *
  * Steps are signed byte counts and are not checked. A source step counts whole voxels: what remains of it
- * beyond a multiple of the voxel's size is dropped, by an arithmetic shift. Destination and map rows may
- * begin at any address.
+ * beyond a multiple of the voxel's size is dropped, by an arithmetic shift; in resize and the filter so does
+ * a destination step. Rows may begin at any address.
  *
- * A box that reaches beyond the volume is cut without complaint; one that lies wholly outside gives
+ * A source box that reaches beyond the volume is cut without complaint; one that begins outside gives
  * vekWarnNoOverlap.
  *
  * Source and destination are not to overlap.
