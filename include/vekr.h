@@ -596,8 +596,9 @@ enum {
  *             8u and 16u round to nearest, ties to even, and 32f keeps the sum. At a border, that is where
  *             the truncated coordinate of an axis is 0, or the region's last or last but one, taps are
  *             clamped to the volume's first voxel and the region's last one, and 8u and 16u add 0.5000001 and
- *             truncate; of 32f, see the function. Results of 8u and 16u are clamped to their range; those of
- *             32f may leave the source's.
+ *             truncate; of 32f, see the function. A coordinate truncated to 0 takes voxels 0, 1 and 2,
+ *             however small the region. Results of 8u and 16u are clamped to their range; those of 32f may
+ *             leave the source's.
  * A source with a side below 4 voxels turns cubic into linear, one with a side below 2 everything into
  * nearest. A plane under a cubic code may have up to 2^31 - 1 voxels, steps included. */
 
