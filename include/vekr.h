@@ -655,7 +655,7 @@ VEKR_API VekStatus vekrRemap_32f_C1PV(const float *const *pSrc, VekrVolumeSize s
  *   interpolation   vekrInterNearest and so on
  * A cubic border voxel of 32f keeps its fraction.
  * Errors: vekErrNullPtr (pSrc, pDst), vekErrSize (srcSize, srcBox, dstBox), vekErrCoeff (all three diagonal
- * entries within 1e-100 of 0, also if the matrix could be inverted; or rows 1 and 2 dependent),
+ * entries within 1e-100 of 0, also if the matrix could be inverted; or the last two rows dependent),
  * vekErrInterpolation, vekWarnNoOverlap, vekErrCoeff (a determinant within 1e-10 of 0, whatever the matrix's
  * scale).
  * Threads: boxes of at least 16 voxels a side are divided by planes among as many as the companion library
