@@ -443,9 +443,9 @@ VEKR_API VekStatus vekrSurfSmoothNormal_32f(const float *pVertexNormals, const i
  * included. Function (l, m) has index l*l + l + m; bands 0 to L are (L+1)^2 functions.
  *
  * Two evaluators give these functions. The direct one needs no tables; it forms powers in single precision
- * and all else in double, so that it is within about 1e-6 of sqrt((2l+1)/(4 pi)) up to band 6, but only
- * within 1e-3 at band 14 and 4e-3 at band 15. The recurrent one (three-term recurrence in l, single
- * precision) stays within about 3e-5 everywhere, and is the faster of the two.
+ * and all else in double, so that on the sphere it is within 2e-6 of sqrt((2l+1)/(4 pi)) up to band 6, but
+ * only within 1e-3 up to band 13, 2e-3 at band 14 and 5e-3 at band 15. The recurrent one (three-term
+ * recurrence in l, single precision) stays within 3e-5 everywhere, and is the faster of the two.
  * Recurrence: M. Abramowitz, I. A. Stegun, "Handbook of Mathematical Functions", 1964, 8.5.3; use for
  * lighting: R. Ramamoorthi, P. Hanrahan, "An Efficient Representation for Irradiance Environment Maps", 2001.
  * -------------------------------------------------------------------------------------------------------- */
