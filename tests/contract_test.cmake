@@ -12,7 +12,7 @@ file(GLOB folders RELATIVE ${SOURCE} ${SOURCE}/*)
 set(library_files)
 set(other_files)
 foreach(folder ${folders})
-  if(NOT IS_DIRECTORY ${SOURCE}/${folder} OR folder MATCHES "^(build.*|docs)$")
+  if(NOT IS_DIRECTORY ${SOURCE}/${folder} OR folder MATCHES "^build")
     continue()
   endif()
   file(GLOB_RECURSE files ${SOURCE}/${folder}/*.h ${SOURCE}/${folder}/*.c ${SOURCE}/${folder}/*.cpp ${SOURCE}/${folder}/*.py
