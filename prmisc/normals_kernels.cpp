@@ -68,7 +68,7 @@ Vec3<N> groupNormals(const float *normals, const GroupNumbers<N> &group, const N
 constexpr float kShortest = std::bit_cast<float>(0x34000000u);  // 1.1920929e-7
 
 // The factor or divisor differs between the forms, and so does what a squared length of exactly kShortest
-// gives [C44].
+// gives [C44], and the sign of a zero [C100].
 template <Form form, int N>
 Vec3<N> normalised(Vec3<N> sum) {
   const Float<N> s = dot(sum, sum);

@@ -22,7 +22,7 @@ using VoxelSet = uint64_t;            // bit v: voxel v of a chunk
 constexpr VoxelSet firstVoxels(int count) { return ~VoxelSet(0) >> (kChunk - count); }
 
 struct Chunk {
-  alignas(32) int32_t index[3][kChunk];  // x, y, z, rounded for nearest, otherwise truncated toward zero
+  alignas(32) int32_t index[3][kChunk];  // x, y, z, rounded for nearest [C98], else truncated toward zero
   alignas(32) float at[3][kChunk];       // the coordinates themselves; not set for nearest
   VoxelSet inside;                       // those that are to be sampled
   int count;                             // voxels of the row in this chunk, at least 1
