@@ -1,4 +1,4 @@
-// Every benchmark compares its output with that of a plain twin before it times anything.
+// Every benchmark checks its output before it times anything.
 #pragma once
 
 #include <cmath>

@@ -34,7 +34,7 @@ void sumRow(const SourceWindow &window, const TapRows &taps, int32_t width, int3
 
 // ---------------------------------------------------------------- sums of other kernel widths
 
-// Callers rely on what a kernel row of 4 or of 6 and more taps gives, which isn't its plain sum. With w the row's width,
+// Callers rely on what a kernel row of 4 or of 6 and more taps gives, which isn't its plain sum [C77]. With w the row's width,
 // W = w - w % 16 and m = w - W:
 //   - Voxels 0 to W - 1 get the first `usedTaps` taps: all of 4, 6, 7 and 9, but only four of other numbers.
 //   - Voxels W to w - 1 get all taps if w < 32, four otherwise.
@@ -44,7 +44,7 @@ void sumRow(const SourceWindow &window, const TapRows &taps, int32_t width, int3
 
 // Behind the last row of a 4-wide kernel stand no t4 and t5: the sums of voxels 0 to 3 take their place, low half and
 // high half, one sum for each of the four voxels. Those four don't depend on it and are finished before it counts; the
-// empty group behind the taps has left it out so far.
+// empty group behind the taps has left it out so far [C78].
 void addSumsAsTaps(const SourceWindow &window, const TapRows &taps, int32_t width, int32_t *sums) {
   const int16_t *const row = window.row(taps.depth - 1, taps.height - 1);
   for (int32_t v = 12; v < width; v += v % kBlock == kBlock - 1 ? 13 : 1) {
@@ -152,7 +152,7 @@ void ownpr_Convert_32s16s(const int32_t *sums, int16_t *voxels, int32_t width, c
       });
     }
     case Divide::byNumber: {
-      const float factor = 1.0f / by.number;
+      const float factor = 1.0f / by.number;  // [C79]
       // The bound keeps a product of 2^31, which no integer holds, at the upper end.
       return convertRow(sums, voxels, width, [=](Sums a) {
         return rounded(minOf(toFloat(a) * Float<kSumLanes>(factor), Float<kSumLanes>(32767.0f)));

@@ -6,8 +6,8 @@ namespace vekr {
 
 namespace {
 
-constexpr int64_t kLargestTapSum = 3 * 32767;
-// Callers rely on these limits as they are: one inside those of the type on either side.
+constexpr int64_t kLargestTapSum = 3 * 32767;  // and no least one [C76]
+// Callers rely on these limits as they are: one inside those of the type on either side [C75].
 constexpr int32_t kLeastTap = -32767;
 constexpr int32_t kLargestTap = 32766;
 constexpr int32_t kLeastWidth = 16;

@@ -30,7 +30,7 @@ struct WorkBuffer {
 
 WorkBuffer workBufferAt(uint8_t *pBuffer, VekrVolumeSize kernelSize);
 
-// What vekrFilterGetBufSize tells; wraps in 32 bits.
+// What vekrFilterGetBufSize tells; wraps in 32 bits [C81].
 int32_t bufferBytes(int32_t dstWidth, VekrVolumeSize kernelSize);
 
 // The forms of a call. Both wide ones sum in 64 bits and give the same voxels.

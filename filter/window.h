@@ -20,7 +20,7 @@ enum class Divide { notAtAll, byShift, byNumber };
 struct Divisor {
   Divide how;
   int32_t shift;  // byShift
-  float number;   // byNumber; the division in 64 bits too sees it rounded to float
+  float number;   // byNumber; the division in 64 bits too sees it rounded to float [C80]
 };
 
 }  // namespace vekr

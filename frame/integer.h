@@ -1,4 +1,4 @@
-// Integer arithmetic that callers rely on to wrap in 32 bits.
+// Integer arithmetic that callers rely on to wrap in 32 bits [C35].
 #pragma once
 
 #include <cstdint>

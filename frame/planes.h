@@ -46,7 +46,7 @@ Vec3<N> operator-(Vec3<N> a, Vec3<N> b) {
   return {a.x - b.x, a.y - b.y, a.z - b.z};
 }
 
-// The order of the sum is contract: (x + y) + z.
+// The order of the sum is contract: (x + y) + z [C47].
 template <int N>
 Float<N> dot(Vec3<N> a, Vec3<N> b) {
   return (a.x * b.x + a.y * b.y) + a.z * b.z;

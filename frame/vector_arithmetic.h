@@ -1,6 +1,6 @@
 // One-dimensional copies, clears, sums and products for the library's own use. Every routine looks for null pointers
 // first (vekErrNullPtr), then for a length below 1 (vekErrSize); callers may rely on a call with nothing to do being
-// harmless, and ignore the status. Nothing is promised for overlapping arrays.
+// harmless, and ignore the status [C96]. Nothing is promised for overlapping arrays.
 //
 // The spherical harmonics call most of them. Three have no caller and stand all the same:
 //   veksDotProd_32f   tells the order of sums of the inverse transform. The transform has the functions of a group of

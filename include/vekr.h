@@ -8,12 +8,14 @@
  *     are as they were. Errors are listed in the order in which they are looked for; the first one found is
  *     returned.
  *   - Threads: every function may be called from several threads at once, on separate outputs. Most do all
- *     their work on the caller's thread; the few that fork OpenMP threads say so, and all of those have ended
- *     on return.
- *   - Exactness: results are the same to the last bit on every run, for every thread count and compiler.
- *     Where two forms of a function differ in the last bits, the text tells which form runs when. The packet
- *     forms of intersection and smooth normals start from the processor's estimate of a reciprocal or of a
- *     reciprocal root: processors of another make may give other last bits there.
+ *     their work on the caller's thread; the few that fork OpenMP threads say so, and the work of all of
+ *     those has ended on return (the OpenMP runtime may keep the threads themselves for a later call).
+ *   - Exactness: the bits of a result depend on the arguments: on what arrays hold and, in functions with
+ *     two forms, whose text tells which form runs when, on the alignment of arrays and on lengths. They
+ *     don't depend on the compiler, on the instruction set, on the run or on the number of threads, with two
+ *     exceptions. Affine warp: the thread count. Packet forms of intersection and the kernel of smooth
+ *     normals: the make of the processor, from whose estimate of a reciprocal or a reciprocal root they
+ *     start. docs/exactness.md in the sources tells all of it.
  *   - Planes: a per-ray quantity is a dense array, one 32-bit entry a ray; a vector quantity is three such
  *     arrays (x, y, z), passed as a list of three pointers. Arrays need only the alignment of their element
  *     type.
@@ -53,15 +55,15 @@ enum {
   vekErrTreeInternal = -2,   /* tree build: a node's parts don't add up; never seen with finite vertices */
   vekErrMemAlloc = -4,       /* tree build: no memory for the tree, or a budget too small to begin */
   vekErrContext = -5,        /* tree build: the context's identifier is unknown */
-  vekErrSize = -6,           /* a count, length or dimension is out of range */
+  vekErrSize = -6,           /* a count, length, dimension or divisor is out of range */
   vekErrBadArg = -7,         /* spherical harmonics: band or state type not acceptable */
-  vekErrNullPtr = -8,        /* a pointer is null; always looked for before sizes */
-  vekErrTreeBuild = -9,      /* tree build: the memory budget ran out; everything has been released */
+  vekErrNullPtr = -8,        /* a pointer is null; looked for before sizes, but for the tree's context */
+  vekErrTreeBuild = -9,      /* tree build: the budget or the memory ran out; everything has been released */
   vekErrRange = -11,         /* tree build: a field of the context is out of range */
   vekErrInterpolation = -22, /* volumes: interpolation code not one that the function takes */
   vekErrResizeFactor = -23,  /* resize: a factor is not positive */
   vekErrChannel = -53,       /* buffer size queries: the channel count is not 1 */
-  vekErrCoeff = -56          /* affine warp: the matrix is singular */
+  vekErrCoeff = -56          /* affine warp: the matrix is singular, or counts as such */
 };
 
 typedef struct VekLibVersion {
@@ -119,7 +121,7 @@ typedef struct VekrPSAHBuildContext {
   int32_t identifier;    /* vekrPSAHBuildIdentifier */
   int32_t maxDepth;      /* 0 to 50: depth at which every node becomes a leaf */
   float splitBias;       /* 0 to 1: 1 splits most eagerly, 0 least */
-  int32_t memoryLimitMB; /* budget of the build in MiB, at least 32 and in practice 81; negative: no limit */
+  int32_t memoryLimitMB; /* budget in MiB, 81 for a few triangles, below 32 refused; negative: no limit */
   const float *pBounds;  /* box that triangles are clipped to; null: the bounds of the vertices */
 } VekrPSAHBuildContext;
 
@@ -131,12 +133,14 @@ typedef struct VekrPSAHBuildContext {
  *   pTreeSize      receives the tree's size in bytes; written on success only
  *   pContext       one of the two contexts above
  * Errors: vekErrNullPtr (ppTree, pVertices, pIndices, pTreeSize), vekErrSize (a negative count),
- * vekErrNullPtr (pContext), vekErrRange (maxDepth, splitBias), vekErrMemAlloc (memoryLimitMB 0 to 31, or no
- * memory for the tree), vekErrTreeBuild, vekErrTreeInternal, vekErrContext. After an error nothing remains
- * allocated.
- * The tree is a function of the arguments alone. The caller gives it back with vekrKDTreeFree.
- * Threads: the surface-area builder may fork up to three. The tree is never written again, so any number of
- * threads may trace through it. */
+ * vekErrNullPtr (pContext), vekErrContext, vekErrRange (maxDepth, splitBias; a NaN is taken), vekErrMemAlloc
+ * (memoryLimitMB 0 to 31, or too small for the mesh to begin), vekErrTreeBuild or vekErrTreeInternal (on the
+ * way), vekErrMemAlloc (no memory for the tree). After an error nothing remains allocated.
+ * The tree of finite vertices is a function of the arguments alone. The caller gives it back with
+ * vekrKDTreeFree.
+ * Threads: in nodes of more than 4096 pieces the surface-area builder may fork up to three, no more than the
+ * machine has processors; it doesn't ask ownGetNumThreads(). The tree is never written again, so any number
+ * of threads may trace through it. */
 VEKR_API VekStatus vekrKDTreeBuildAlloc(VekrKDTreeNode **ppTree, const float *pVertices,
                                         const int32_t *pIndices, int32_t vertexCount, int32_t triangleCount,
                                         int32_t *pTreeSize, const void *pContext);
@@ -154,7 +158,7 @@ VEKR_API void vekrKDTreeFree(VekrKDTreeNode *pTree);
  * With E1 = A - C, E2 = B - C and s = -1 for k = 1, else 1. After I. Wald, "Realtime Ray Tracing and
  * Interactive Global Illumination", 2004, chapter 7. */
 typedef struct VekrTriangleAccel {
-  uint32_t axes; /* bits 0-1 v, bits 2-3 u, bits 4-5 k; bit 31: the triangle lies in a plane of constant k */
+  uint32_t axes; /* bits 0-1 v, 2-3 u, 4-5 k; bit 31: |N[u]| and |N[v]| are below 2^-52 and count as 0 */
   float nu;      /* N[u] / N[k] */
   float ck;      /* C[k] */
   float nv;      /* N[v] / N[k] */
@@ -188,7 +192,9 @@ VEKR_API VekStatus vekrTriangleAccelInit(VekrTriangleAccel *pAccel, const float 
  * Each function has a packet form, four rays at a time, and a one-ray form. The packet form runs if width and
  * height are multiples of four and every array that the call walks ray by ray is 16-byte aligned. Results of
  * the two forms are not equal in the last bits: the packet form divides by an approximate reciprocal with one
- * Newton step and takes no margin at tree nodes.
+ * Newton step and takes no margin at tree nodes. A ray's result in the packet form may depend on the rays of
+ * its tile of four by four: on whether all sixteen point into one octant, and on its row. Rows 0 and 2 of a
+ * tile of one octant may lose rays that are parallel to the planes of constant y (many origins: y or z).
  * -------------------------------------------------------------------------------------------------------- */
 
 typedef struct VekrBlockSize {
@@ -207,11 +213,12 @@ typedef struct VekrIntersectScene {
  *   pOrigins, pDirections   three planes each
  *   pDistances     in: the farthest distance wanted; out: the distance of the hit, unchanged at a miss
  *   pHits          two planes, out: the hit's barycentric weights of the triangle's first and second vertex;
- *                  one-ray form: unchanged at a miss; packet form: 0 at a miss, or unchanged if the box was
- *                  missed
+ *                  one-ray form: unchanged at a miss; packet form: 0 at a miss, or unchanged if all rays of
+ *                  the packet have missed the box
  *   pHitTriangles  out: the triangle's number, -1 at a miss
- * One-ray form: a hit must lie more than 1e-5 before the best one so far, and a ray parallel to a pair of box
- * planes must start strictly between them.
+ * One-ray form: a hit must lie more than 1e-5 before the best one so far, a ray parallel to a pair of box
+ * planes must start strictly between them, and triangles that are nearly parallel to the ray (D.N / N[k]
+ * below 1.1920929e-6) are passed over.
  * Walk: V. Havran, "Heuristic Ray Shooting Algorithms", 2000; triangle test: see VekrTriangleAccel. */
 VEKR_API VekStatus vekrIntersectMO_32f(const float *const *pOrigins, const float *const *pDirections,
                                        float *pDistances, float *const *pHits, int32_t *pHitTriangles,
@@ -230,9 +237,9 @@ VEKR_API VekStatus vekrIntersectEyeSO_32f(const float *pOrigin, const float *con
  *   pOccluders    out: a triangle that blocks the segment, not always the nearest one, or -1
  *   pMask         in: negative at segments that need no test; out: -1 where the segment is blocked
  * One-ray form: dead rays are not traced and get -1 in pOccluders. Packet form: dead rays may be traced along
- * with their neighbours and get a triangle and -1 if blocked; where several rays of a mixed tile are blocked,
- * pOccluders may be 0 instead of the triangle's number: the mask alone tells what is blocked. The scene's box
- * is not read. */
+ * with their neighbours and get a triangle and -1 if blocked; in tiles whose rays point into several octants,
+ * pOccluders of a blocked ray may be 0 instead of the triangle's number: the mask alone tells what is
+ * blocked. The scene's box is not read. */
 VEKR_API VekStatus vekrIntersectAnySO_32f(const float *pOrigin, const float *const *pDirections,
                                           int32_t *pOccluders, int32_t *pMask, VekrBlockSize size,
                                           const VekrIntersectScene *pScene);
@@ -251,9 +258,10 @@ typedef struct VekrVolumeSize {
  *   pHits          two lists, out: weights of the triangle's first and second vertex, unchanged at a miss
  *   pHitTriangles  out: the triangle, -1 where there is no further hit
  * The four result arrays hold volume.depth planes of width * height entries; hit l of ray i is at
- * l * width * height + i. volume.depth must be at least 1. Where layer l > 0 finds nothing, pDistances
- * holds 3.4028235e38 in the one-ray form. A triangle is not hit again as long as its number is remembered:
- * one-ray form up to eight layers, packet form four. */
+ * l * width * height + i. volume.depth must be at least 1. pHitTriangles tells which layers have found
+ * something; of the others pDistances says nothing: the first one behind a hit holds 3.4028235e38, later
+ * ones what they held, or, in the packet form, 0. A triangle is not hit again as long as its number is
+ * remembered: one-ray form up to eight layers, packet form four. */
 VEKR_API VekStatus vekrIntersectMultipleSO_32f(const float *pOrigin, const float *const *pDirections,
                                                float *pDistances, float *const *pHits, int32_t *pHitTriangles,
                                                const VekrIntersectScene *pScene, VekrVolumeSize volume);
@@ -281,7 +289,8 @@ VEKR_API VekStatus vekrCastEye_32f(const float *pCorner, const float *pStepX, co
                                    int32_t blockStepX, int32_t blockStepY, VekrBlockIndex blockIndex,
                                    float *const *pDirections, VekrBlockSize size);
 
-/* Mirrors directions at normals: R = I - 2 (I.N) N. Dead rays get (0, 0, 0).
+/* Mirrors directions at normals: R = I - 2 (I.N) N. Dead rays get (0, 0, 0). I.N is summed (x + y) + z if the
+ * length is a multiple of four, otherwise (y + z) + x.
  *   pIncident, pNormals   three planes each; normals must be of unit length
  *   pMask                 length entries
  *   pReflected            out, three planes; may be those of pIncident or pNormals
@@ -390,7 +399,8 @@ VEKR_API VekStatus vekrSetBoundBox_32f(const float *pVertices, int32_t count, fl
  *   pVertices, pIndices   a mesh
  *   pTriangleNormals      out, three consecutive floats a triangle
  *   count                 triangles; below 1: nothing is read or written
- * Threads: forks ownGetNumThreads() OpenMP threads; the result doesn't depend on their number.
+ * Threads: forks ownGetNumThreads() OpenMP threads, at most one for each triangle; the result doesn't depend
+ * on their number.
  * Errors: vekErrNullPtr (pVertices, pIndices, pTriangleNormals). */
 VEKR_API VekStatus vekrTriangleNormal_32f(const float *pVertices, const int32_t *pIndices,
                                           float *pTriangleNormals, int32_t count);
@@ -433,9 +443,9 @@ VEKR_API VekStatus vekrSurfSmoothNormal_32f(const float *pVertexNormals, const i
  * included. Function (l, m) has index l*l + l + m; bands 0 to L are (L+1)^2 functions.
  *
  * Two evaluators give these functions. The direct one needs no tables; it forms powers in single precision
- * and all else in double, so that it is within about 1e-6 of sqrt((2l+1)/(4 pi)) up to band 6, but only
- * within 1e-3 at band 14 and 4e-3 at band 15. The recurrent one (three-term recurrence in l, single
- * precision) stays within about 3e-5 everywhere, and is the faster of the two.
+ * and all else in double, so that on the sphere it is within 2e-6 of sqrt((2l+1)/(4 pi)) up to band 6, but
+ * only within 1e-3 up to band 13, 2e-3 at band 14 and 5e-3 at band 15. The recurrent one (three-term
+ * recurrence in l, single precision) stays within 3e-5 everywhere, and is the faster of the two.
  * Recurrence: M. Abramowitz, I. A. Stegun, "Handbook of Mathematical Functions", 1964, 8.5.3; use for
  * lighting: R. Ramamoorthi, P. Hanrahan, "An Efficient Representation for Irradiance Environment Maps", 2001.
  * -------------------------------------------------------------------------------------------------------- */
@@ -466,7 +476,8 @@ VEKR_API VekStatus vekrSHGetSize_32f(uint32_t maxBand, int32_t type, uint32_t *p
 VEKR_API VekStatus vekrSHInit_32f(VekrSHState *pState, uint32_t maxBand, int32_t type);
 
 /* Values of all functions of bands 0 to L.
- *   pX, pY, pZ   N values each; a component that is not finite makes its direction's values NaN or infinite
+ *   pX, pY, pZ   N values each; a component that is not finite makes those values of its direction NaN or
+ *                infinite that depend on it: never that of band 0
  *   N            directions; below 0: nothing is read or written
  *   pDst         out, N blocks of (L+1)^2 values, that of function (l, m) at l*l + l + m in its block
  *   L            highest band, at most the state's, and at most 15
@@ -538,10 +549,10 @@ VEKR_API VekStatus vekrSHTInv_32f_P3C3(const float *const *pCoeff, uint32_t L, c
  *   _C1V    one block: a pointer to voxel (0, 0, 0), bytes from row to row and bytes from plane to plane.
  *
  * Steps are signed byte counts and are not checked. A source step counts whole voxels: what remains of it
- * beyond a multiple of the voxel's size is dropped, by an arithmetic shift. Destination and map rows may
- * begin at any address.
+ * beyond a multiple of the voxel's size is dropped, by an arithmetic shift; in resize and the filter so does
+ * a destination step. Rows may begin at any address.
  *
- * A box that reaches beyond the volume is cut without complaint; one that lies wholly outside gives
+ * A source box that reaches beyond the volume is cut without complaint; one that begins outside gives
  * vekWarnNoOverlap.
  *
  * Source and destination are not to overlap.
@@ -585,8 +596,9 @@ enum {
  *             8u and 16u round to nearest, ties to even, and 32f keeps the sum. At a border, that is where
  *             the truncated coordinate of an axis is 0, or the region's last or last but one, taps are
  *             clamped to the volume's first voxel and the region's last one, and 8u and 16u add 0.5000001 and
- *             truncate; of 32f, see the function. Results of 8u and 16u are clamped to their range; those of
- *             32f may leave the source's.
+ *             truncate; of 32f, see the function. A coordinate truncated to 0 takes voxels 0, 1 and 2,
+ *             however small the region. Results of 8u and 16u are clamped to their range; those of 32f may
+ *             leave the source's.
  * A source with a side below 4 voxels turns cubic into linear, one with a side below 2 everything into
  * nearest. A plane under a cubic code may have up to 2^31 - 1 voxels, steps included. */
 
@@ -643,7 +655,7 @@ VEKR_API VekStatus vekrRemap_32f_C1PV(const float *const *pSrc, VekrVolumeSize s
  *   interpolation   vekrInterNearest and so on
  * A cubic border voxel of 32f keeps its fraction.
  * Errors: vekErrNullPtr (pSrc, pDst), vekErrSize (srcSize, srcBox, dstBox), vekErrCoeff (all three diagonal
- * entries within 1e-100 of 0, also if the matrix could be inverted; or rows 1 and 2 dependent),
+ * entries within 1e-100 of 0, also if the matrix could be inverted; or the last two rows dependent),
  * vekErrInterpolation, vekWarnNoOverlap, vekErrCoeff (a determinant within 1e-10 of 0, whatever the matrix's
  * scale).
  * Threads: boxes of at least 16 voxels a side are divided by planes among as many as the companion library

@@ -76,7 +76,7 @@ void ownIntersectNearestOccl(const float *pOrigin, const float *const *direction
     const VekrTriangleAccel &record = pTriangles[triangle];
     if (isDegenerate(record) || triangle == nearest) return true;
     const TriangleTest test(record, w.ray);
-    // A test of signs and not of products: a zero counts as positive.
+    // A test of signs and not of products: a zero counts as positive [C28].
     const int negative = (test.a < 0.0f) + (test.b < 0.0f) + (test.c < 0.0f);
     if (negative != 0 && negative != 3) return true;
     const float t = test.num / test.den;

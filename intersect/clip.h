@@ -6,7 +6,7 @@
 namespace vekr {
 
 // What distinguishes rays from one point and rays with an origin each, as far as the box goes. Every
-// difference is contract.
+// difference is contract [C16].
 struct EyeRays {
   // Reciprocal of a parallel axis, which clips nothing: a ray outside the slab finds nothing on its walk.
   static constexpr float kParallelInverse = std::bit_cast<float>(0x4e480000u);  // 838860800.0

@@ -1,5 +1,5 @@
 // Ray blocks against a scene: the doors. They test nothing; a block of no rays reads and writes nothing. What they do is
-// to choose between the packet form and the one-ray form, whose results differ: the rule is contract.
+// to choose between the packet form and the one-ray form, whose results differ: the rule is contract [C15].
 #include "frame/checks.h"
 #include "intersect/one_ray.h"
 #include "intersect/packet_forms.h"

@@ -8,11 +8,11 @@ namespace vekr {
 
 namespace {
 
-constexpr float kLayerNodeMargin = std::bit_cast<float>(0x39473abdu);  // 0.00019
+constexpr float kLayerNodeMargin = std::bit_cast<float>(0x39473abdu);  // 0.00019 [C18]
 
 // The last eight triangles that a ray has passed. In layer l only the first (l mod 8) slots are searched and
 // the next one is filled afterwards, so that in the ninth layer the search starts over: callers depend on the
-// wrap.
+// wrap [C19].
 class PassedTriangles {
  public:
   bool contains(int32_t triangle, int32_t layer) const {
@@ -95,7 +95,7 @@ void traceLayers(const VekrIntersectScene &scene, WalkRay &w, LayerRow row, int6
     row.advance(planeSize);
     *row.triangle = -1;
     *row.distance = FLT_MAX;
-    // A depth below 1 gets here once: plane 1 is written and that is the end.
+    // A depth below 1 gets here once: plane 1 is written and that is the end [C20].
     if (layer >= depth) return;
     w.near = 0.0f;
     w.far = farFromHere(scene.pBox, w);

@@ -8,7 +8,7 @@ namespace vekr {
 namespace {
 
 // What distinguishes the two kinds in the triangle test, where every difference is contract, and in the walk, where it is
-// one of speed.
+// one of speed [C17].
 struct Eye : EyeRays {
   // Neighbours go the same way, and the processor foresees their branches.
   static constexpr bool kTakesTurns = false;

@@ -25,7 +25,7 @@ void ownIntersectNearestOccl(const float *pOrigin, const float *const *direction
                              const VekrTriangleAccel *pTriangles, const VekrKDTreeNode *pRoot, float *pLimit,
                              int32_t *pNearest);
 
-// Sets all layers of all rays to -1; nothing if width * height * depth, in 32 bits, is below 1.
+// Sets all layers of all rays to -1; nothing if width * height * depth, in 32 bits, is below 1 [C21].
 void presetLayers(int32_t *pHitTriangles, VekrVolumeSize volume);
 
 }  // namespace vekr

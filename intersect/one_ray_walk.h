@@ -14,7 +14,7 @@ struct WalkRay {
 };
 
 // Walks from `root` along w.near to w.far. At a leaf, visit(triangle) is called for its triangles in their
-// order; it returns false to end the walk at once. done(far) is asked when a cell has been left at distance
+// order; it returns false to end the walk at once. done(far) is asked [C99] when a cell has been left at distance
 // `far` and others are waiting; it returns true to end the walk. `margin` widens the comparisons at inner
 // nodes. The stack has no bounds check: a tree is at most kMaxTreeDepth deep.
 template <class Visit, class Done>

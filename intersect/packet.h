@@ -183,7 +183,7 @@ void clipToBox(const float *box, const PacketRay<N> &ray, PacketInterval<N> &int
 // Walks from `root` with one decision for the whole packet at each inner node, taken by the active lanes alone. At a
 // leaf, visit(triangle, active) is called for its triangles in their order; it returns false to end the walk at
 // once. resume(far) gives the lanes that are active in the next cell, when one has been left at `far` and others
-// are waiting; none ends the walk. Comparisons at the nodes carry no margin.
+// are waiting; none ends the walk. Comparisons at the nodes carry no margin [C18].
 template <int N, class Visit, class Resume>
 [[gnu::always_inline]] inline void walkTree(const VekrKDTreeNode *root, const PacketRay<N> &ray, int octant,
                                             Mask<N> active, PacketInterval<N> interval, const Visit &visit,
@@ -248,7 +248,7 @@ template <class Packet>
 // ---------------------------------------------------------------- triangle test
 
 // All lanes against one record, up to the acceptance by the weights, which are multiplied by den. The two widths sum
-// num in different orders; callers depend on each.
+// num in different orders; callers depend on each [C22].
 template <int N, bool TwoRowOrder = (N == 8)>
 struct PacketTest {
   Float<N> den, num;

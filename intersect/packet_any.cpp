@@ -23,8 +23,8 @@ void setReciprocals(PacketRay<N> &ray) {
   for (int c = 0; c < 3; ++c) ray.inverse[c] = reciprocalWithBigEstimate(ray.direction[c], kBigInverse);
 }
 
-// ownIntersectAnyBlock4x2: two rows, all eight lanes, whatever their masks. Leaves the cache with a blocker of the second
-// row if all of that row is blocked, otherwise empty.
+// ownIntersectAnyBlock4x2: two rows, all eight lanes, whatever their masks [C30]. Leaves the cache with a blocker of the second
+// row if all of that row is blocked, otherwise empty [C31].
 struct AnyPairPacket {
   static constexpr int kLanes = 8;
 
@@ -67,7 +67,7 @@ struct AnyPairPacket {
 
 // ownIntersectAnyBlock4x1: the lanes of one row that point into one octant. A triangle whose weights accept an active
 // lane overwrites all of `occluders`: its number where it blocks, 0 elsewhere. So a lane that another triangle has
-// blocked before may end with 0; callers know that the mask alone tells what is blocked.
+// blocked before may end with 0; callers know that the mask alone tells what is blocked [C32].
 struct AnyRowPacket {
   static constexpr int kLanes = 4;
 
@@ -123,7 +123,7 @@ class Tile {
   }
 
   // Live segments against the cached triangle. If no live lane of row 1 passes its weights, rows 2 and 3 are not
-  // tested: callers depend on this shortcut, which looks at row 1 alone.
+  // tested: callers depend on this shortcut, which looks at row 1 alone [C29].
   void testCached(const VekrIntersectScene &scene, const float *origin, int32_t cached) const {
     const VekrTriangleAccel &record = scene.pTriangles[cached];
     for (int row = 0; row < kTileSide; ++row) {
@@ -184,7 +184,7 @@ class Tile {
   int64_t width_;
 };
 
-// The triangle in front of the first live segment among the first four of row 3, or -1.
+// The triangle in front of the first live segment among the first four of row 3, or -1 [C27].
 int32_t seedCache(const VekrIntersectScene &scene, const float *origin, const float *const *pDirections,
                   const int32_t *pMask, int64_t width) {
   for (int64_t i = 3 * width; i < 3 * width + kTileSide; ++i) {

@@ -117,7 +117,7 @@ void traceLayers(const VekrIntersectScene &scene, PacketRay<N> &ray, int octant,
     mailbox.clear();
     rows.advance();
     // Lanes that have dropped out: a packet of all lanes clears their distances, one of some lanes leaves those alone,
-    // as they may belong to another packet.
+    // as they may belong to another packet [C33].
     const Float<N> fallback = N == 8 ? zero : loadRows<N>(rows.distance, rows.width);
     const Float<N> limit = select(alive, Float<N>(FLT_MAX), fallback);
     storeRows<N>(rows.distance, rows.width, limit);

@@ -12,7 +12,7 @@ constexpr float kBigInverse = std::bit_cast<float>(0x4e480000u);  // 838860800.0
 
 // The two kinds of rays differ in their origins and in one thing more: in the first row of a two-row packet some
 // axes replace the divisor of a parallel lane instead of its estimate, which in effect loses such a lane. Callers
-// depend on which.
+// depend on which [C23].
 struct EyeRays {
   static constexpr bool replacesDivisor[3] = {false, true, false};
 };
@@ -61,9 +61,9 @@ struct NearestPacket {
     for (int c = 0; c < 3; ++c) ray.inverse[c] = reciprocal<Kind, N>(ray.direction[c], c);
     interval = {Float<N>(0.0f), limit};
     clipToBox(scene->pBox, ray, interval);
-    const Mask<N> active = interval.near < interval.far;
+    const Mask<N> active = interval.near < interval.far;  // not a touch [C25]
     interval.far = interval.far + Float<N>(kBoxMargin);
-    weightA = weightB = Float<N>(0.0f);
+    weightA = weightB = Float<N>(0.0f);  // of a miss too [C24]
     hit = loadRows<N>(rows.triangle, rows.width);
     return active;
   }
@@ -165,7 +165,7 @@ class NearestBlock {
     setOrigin_(packet.ray, first);
   }
 
-  static constexpr bool kSkipsUnwanted = std::is_same_v<Kind, ManyOriginRays>;
+  static constexpr bool kSkipsUnwanted = std::is_same_v<Kind, ManyOriginRays>;  // [C26]
 
   const SetOrigin &setOrigin_;
   const float *const *directions_;

@@ -14,7 +14,7 @@ namespace vekr {
 constexpr float kParallel = std::bit_cast<float>(0x34000000u);  // 1.1920929e-7
 // Added to a ray's end after the clip, so that the walk does not stop short of hits on the box's far side.
 constexpr float kBoxMargin = std::bit_cast<float>(0x38d1b717u);  // 0.0001
-// A split nearer than this to an end of the interval counts as inside it.
+// A split nearer than this to an end of the interval counts as inside it [C18].
 constexpr float kNodeMargin = std::bit_cast<float>(0x3727c5acu);  // 1e-5
 
 struct Ray {

@@ -11,7 +11,7 @@ static_assert(sizeof(VekrTriangleAccel) == 40, "the record's size is public");
 namespace {
 
 constexpr uint32_t kFlatFlag = 0x80000000u;
-constexpr double kFlat = 2.220446049250313e-16;  // 2^-52, absolute
+constexpr double kFlat = 2.220446049250313e-16;  // 2^-52, absolute [C13]
 
 VekrTriangleAccel makeRecord(const float *a, const float *b, const float *c) {
   double e1[3], e2[3];
@@ -22,7 +22,7 @@ VekrTriangleAccel makeRecord(const float *a, const float *b, const float *c) {
   const double n[3] = {e1[1] * e2[2] - e1[2] * e2[1],  //
                        e1[2] * e2[0] - e2[2] * e1[0],  //
                        e2[1] * e1[0] - e1[1] * e2[0]};
-  // The dominant axis; x wins a tie with y or z, y wins a tie with z.
+  // The dominant axis; x wins a tie with y or z, y wins a tie with z [C14].
   int k = std::fabs(n[1]) > std::fabs(n[0]) ? 1 : 0;
   if (std::fabs(n[2]) > std::fabs(n[k])) k = 2;
   const int u = k == 0 ? 1 : 0;

@@ -12,14 +12,14 @@ namespace {
 bool isTreeDepth(int32_t depth) { return depth >= 0 && depth <= kMaxTreeDepth; }
 
 // The floor of the budget, compared as unsigned 64-bit in units of half a byte: a negative limit becomes huge, which
-// is how a caller asks for no limit.
+// is how a caller asks for no limit [C03].
 bool isBelowSmallestBudget(int32_t memoryLimitMB) {
   return (static_cast<uint64_t>(static_cast<int64_t>(memoryLimitMB)) << 19) < 0x1000000u;
 }
 
 VekStatus checkPSAH(const VekrPSAHBuildContext &context) {
   if (!isTreeDepth(context.maxDepth)) return vekErrRange;
-  if (0.0f > context.splitBias || context.splitBias > 1.0f) return vekErrRange;  // a NaN is taken
+  if (0.0f > context.splitBias || context.splitBias > 1.0f) return vekErrRange;  // a NaN is taken [C02]
   if (isBelowSmallestBudget(context.memoryLimitMB)) return vekErrMemAlloc;
   return vekOk;
 }
@@ -35,7 +35,7 @@ VekStatus vekrKDTreeBuildAlloc(VekrKDTreeNode **ppTree, const float *pVertices, 
                                const void *pContext) {
   if (anyNull(ppTree, pVertices, pIndices, pTreeSize)) return vekErrNullPtr;
   if (vertexCount < 0 || triangleCount < 0) return vekErrSize;
-  if (anyNull(pContext)) return vekErrNullPtr;
+  if (anyNull(pContext)) return vekErrNullPtr;  // behind the counts [C01]
   switch (*static_cast<const int32_t *>(pContext)) {
     case vekrSimpleBuildIdentifier: {
       const auto &context = *static_cast<const VekrSimpleBuildContext *>(pContext);

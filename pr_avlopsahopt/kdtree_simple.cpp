@@ -9,6 +9,7 @@ VekStatus ownKDTBldSmpl_TL(int32_t triangleCount, VekrKDTreeNode **ppTree, int32
   if (size > INT32_MAX) return vekErrMemAlloc;  // more than pTreeSize could tell
   auto *root = static_cast<VekrKDTreeNode *>(veksMalloc_64s(static_cast<int32_t>((size >> 3) + 1)));
   if (root == nullptr) return vekErrMemAlloc;
+  // A list for 1 to 3 triangles too [C06].
   root[0] = leafWithList(triangleCount, kTreeHeaderBytes);
   root[1] = kTreePadding;
   auto *list = reinterpret_cast<int32_t *>(root + kTreeHeaderBytes / sizeof(VekrKDTreeNode));

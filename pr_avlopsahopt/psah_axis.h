@@ -82,11 +82,11 @@ struct Best {
 };
 
 // Gathers the flat ones of `count` patches, by their extents. Returns the last end of a patch that isn't flat; with flats
-// alone, the first of them: it is the only plane then.
+// alone, the first of them: it is the only plane then [C08].
 float gatherFlats(const float *lows, const float *highs, int32_t count, float *flats, int32_t *pFlatCount);
 
 // What cuts of empty space and the walls offer.
-// Returns whether a cut was found: it takes precedence over all planes of the sweep.
+// Returns whether a cut was found: it takes precedence over all planes of the sweep [C07].
 bool cutEmptySpace(const AxisCell &cell, float first, float last, int64_t count, Best &best);
 
 // Planes on the cell's walls, if `atLo` or `atHi` flat patches, the outermost ones, lie in them.

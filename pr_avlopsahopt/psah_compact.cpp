@@ -59,7 +59,7 @@ void localEstimateTotalCompactTreeSize(const VekrBuildNode *pNode, uint64_t *pNo
 VekrKDTreeNode inlineLeaf(const VekrBuildNode &leaf) {
   const auto *t = static_cast<const int32_t *>(leaf.link);
   if (leaf.value == 1) return leafOfOne(t[0]);
-  // Second goes the one that fits there, of two that fit the first.
+  // Second goes the one that fits there, of two that fit the first [C12].
   if (leaf.value == 2) return t[0] < kMiddleLimit ? leafOfTwo(t[1], t[0]) : leafOfTwo(t[0], t[1]);
   const Three three = sorted(t);
   return leafOfThree(three.least, three.middle, three.greatest);

@@ -138,7 +138,7 @@ class Loop {
         takeFromPool(state_.patchPool, sizeof(VekrPatch) * static_cast<uint64_t>(split.left)));
     if (leftPatches == nullptr) return vekErrTreeBuild;
     job_.patchCursor = state_.patchPool.cursor;
-    // The budget counts an array for the right child too, though its patches need no second place.
+    // The budget counts an array for the right child too, though its patches need no second place [C04].
     if (takeFromPool(state_.patchPool, sizeof(VekrPatch) * static_cast<uint64_t>(split.right)) == nullptr) {
       return vekErrTreeBuild;
     }

@@ -38,7 +38,7 @@ inline void pointOnEdge(const float *a, const float *b, int32_t axis, float plan
   out[axis] = plane;
 }
 
-// Computes mask and bounds of a polygon of at least three vertices. Of equal coordinates the earliest vertex counts,
+// Computes mask and bounds of a polygon of at least three vertices. Of equal coordinates the earliest vertex counts [C97],
 // for the least and for the greatest.
 inline void measurePolygon(const float *const *vertices, int32_t count, uint32_t *mask,
                            VekrPatchBounds *bounds) {

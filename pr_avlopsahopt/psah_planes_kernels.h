@@ -30,7 +30,7 @@ struct PlaneTrial {
   const float *flats;
   int32_t flatCount;
 
-  // Planes beyond the last end of a patch that isn't flat are no candidates.
+  // Planes beyond the last end of a patch that isn't flat are no candidates [C09].
   float lastEnd;
 };
 

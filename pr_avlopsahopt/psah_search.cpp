@@ -254,7 +254,7 @@ class Search {
   }
 
   // Zeros of different sign are equal, so which one comes up as a plane depends on the method of search. The result takes
-  // the one that a total order would: -0 where planes are reached from below, 0 for the last end.
+  // the one that a total order would: -0 where planes are reached from below, 0 for the last end [C11].
   float signZero(float plane, int32_t axis, bool isLastEnd) const {
     if (plane != 0.0f) return plane;
     bool hasNegative = false, hasPositive = false;
@@ -297,7 +297,7 @@ void localFindBestSplitSortSearch_MT(VekrSplitRecord *pRecord, const SearchNode 
   Search search(node, unsplit, leastGain, scratch);
   search.run(wide, wideCount);
 
-  // Equal costs fall to the higher axis.
+  // Equal costs fall to the higher axis [C10].
   int32_t axis;
   if (search.cost(1) > search.cost(0)) {
     axis = search.cost(2) > search.cost(0) ? 0 : 2;

@@ -13,7 +13,7 @@ constexpr uint64_t kPatchPoolBytesPerTriangle = 36;
 constexpr uint64_t kPointPoolBytesPerVertex = 48;
 
 // What must be there to begin with. It counts less for a vertex than the point pool takes, so that what is left may
-// fall below zero; being unsigned it is then huge, and chunks are without limit. Results depend on it.
+// fall below zero; being unsigned it is then huge, and chunks are without limit. Results depend on it [C05].
 constexpr uint64_t kBudgetPerVertex = 12;
 constexpr uint64_t kBudgetPerTriangle = 84;
 constexpr uint64_t kBudgetBase = 2 * kPoolStep + 488;

@@ -77,7 +77,7 @@ struct VekrBuildState {
   VekrBuildChunk pointerChunks;
 };
 
-// The sizes that the budget is charged with, and that are asked for.
+// The sizes that the budget is charged with [C04], and that are asked for.
 constexpr uint64_t kStateBytes = 408;
 constexpr uint64_t kChunkBlockBytes = 0x1000000;
 constexpr uint64_t kChunkRecordBytes = 40;

@@ -12,7 +12,7 @@ using namespace vekr;
 VekStatus vekrSetBoundBox_32f(const float *pVertices, int32_t count, float *pBox) {
   if (anyNull(pVertices)) return vekErrNullPtr;
   float box[6] = {FLT_MAX, FLT_MAX, FLT_MAX, -FLT_MAX, -FLT_MAX, -FLT_MAX};
-  if (count > 0) VEKR_DISPATCH(ownBounds)(pVertices, count, box);
+  if (count > 0) VEKR_DISPATCH(ownBounds)(pVertices, count, box);  // else inverted [C46]
   // One margin for all sides, so that no vertex lies exactly on the box.
   constexpr float kRelativeMargin = std::bit_cast<float>(0x38d1b717u);  // 0.0001
   float largest = FLT_MIN;

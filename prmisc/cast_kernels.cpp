@@ -23,7 +23,7 @@ VEKR_FLATTEN void castEyePlain(const EyeGrid &grid, float *const *pDirections, V
   }
 }
 
-// Row starts accumulate by addition, from row to row.
+// Row starts accumulate by addition, from row to row [C34].
 VEKR_FLATTEN void castEyeFourWide(const EyeGrid &grid, float *const *pDirections, VekrBlockSize size) {
   for (int c = 0; c < 3; ++c) {
     float start = (grid.stepY[c] * grid.y0 + grid.corner[c]) + grid.stepX[c] * grid.x0;
@@ -44,7 +44,7 @@ VEKR_FLATTEN void castReflection(ConstPlanes incident, const int32_t *pMask, Con
       [=]<int N>(int64_t i, Mask<N> alive) {
         const Vec3<N> in = loadPlanes<N>(incident, i);
         const Vec3<N> normal = loadPlanes<N>(normals, i);
-        // The two forms sum in different orders; callers depend on each.
+        // The two forms sum in different orders; callers depend on each [C36].
         const Float<N> s = form == RayForm::fourWide ? dot(in, normal)
                                                      : (in.y * normal.y + in.z * normal.z) + normal.x * in.x;
         const Float<N> twice = s + s;
@@ -58,7 +58,7 @@ VEKR_FLATTEN void castReflection(ConstPlanes incident, const int32_t *pMask, Con
 constexpr float kGrazing = std::bit_cast<float>(0x3ae4c388u);
 
 // The mask that a dead ray leaves with. Groups of four overwrite it, the rays behind the last group keep
-// theirs: callers depend on the difference.
+// theirs: callers depend on the difference [C37].
 template <int N>
 Int<N> maskOfDead(Int<N> before) {
   if constexpr (N == 1) return before.v < 0 ? before : Int<N>(-1);

@@ -1,4 +1,4 @@
-// Hit points and masked arithmetic: the doors.
+// Hit points and masked arithmetic: the doors. Some pointers are not tested [C43].
 #include "frame/checks.h"
 #include "prmisc/form.h"
 #include "prmisc/masked_kernels.h"
@@ -70,7 +70,7 @@ VekStatus vekrAddMulMul_32f_AC1P3IM(const float *pScale, const float *pFactor, c
                                     const int32_t *pMask, float *const *pAccumulator, int32_t length) {
   if (anyNull(pFactor, pColour, pMask, pAccumulator)) return vekErrNullPtr;
   if (length < 1) return vekOk;
-  // pColour plays no part: callers may hand over a colour at any address without leaving the kernel's order.
+  // pColour plays no part: callers may hand over a colour at any address without leaving the kernel's order [C40].
   const RayForm form = formFor(length, allAligned(pFactor, pMask) && planesAligned(pAccumulator));
   VEKR_DISPATCH(ownAddMulMul_32f_AC1P3IM)(pScale, pFactor, pColour, pMask, pAccumulator, length, form);
   return vekOk;

@@ -18,7 +18,7 @@ void maskedGroup(const int32_t *mask, int64_t i, const Live &live, const Dead &d
 }
 
 // Groups over rays with a mask plane. Callers rely on it that nothing but the mask is read for a group of
-// four dead rays, so that eight lanes are taken at once only if neither half is such a group.
+// four dead rays, so that eight lanes are taken at once only if neither half is such a group [C38].
 template <int Widest = kWidestGroup, class Live, class Dead>
 void forMaskedGroups(const int32_t *mask, int32_t length, const Live &live, const Dead &dead) {
   int64_t i = 0;

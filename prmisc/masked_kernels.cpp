@@ -9,7 +9,7 @@ namespace vekr::VEKR_ISA {
 
 namespace {
 
-// (eps D) t + O, or (t D) eps + O in the four-wide form: callers depend on the order of each.
+// (eps D) t + O, or (t D) eps + O in the four-wide form: callers depend on the order of each [C39].
 template <RayForm form, int N>
 Vec3<N> hitPoint(Vec3<N> origin, Vec3<N> direction, Float<N> t, Float<N> eps) {
   const Float<N> first = form == RayForm::fourWide ? t : eps;
@@ -62,7 +62,7 @@ VEKR_FLATTEN void distAttenuation(const float *pLight, ConstPlanes points, const
         const Vec3<N> toPoint = loadPlanes<N>(points, i) - broadcast3<N>(light);
         const Float<N> s = kept(alive, dot(toPoint, toPoint));
         // The order of the operands decides what a NaN gives: NaN in the plain form, 1.0 in the four-wide
-        // one.
+        // one [C41].
         const Float<N> atLeastOne =
             form == RayForm::fourWide ? maxOf(s, Float<N>(1.0f)) : maxOf(Float<N>(1.0f), s);
         sqrtOf(atLeastOne).store(pDistance + i);
@@ -148,7 +148,7 @@ VEKR_FLATTEN void ownMul_32f_C1P3IM(const float *pSrc, const int32_t *pMask, flo
 
 VEKR_FLATTEN void ownDiv_32f_C1IM(const float *pSrc, const int32_t *pMask, float *pSrcDst, int32_t length) {
   constexpr float infinity = std::numeric_limits<float>::infinity();
-  constexpr float indefinite = std::bit_cast<float>(0xffc00000u);  // the NaN of 0 / 0, also for NaN / 0
+  constexpr float indefinite = std::bit_cast<float>(0xffc00000u);  // the NaN of 0 / 0, also for NaN / 0 [C42]
   forMaskedGroups(
       pMask, length,
       [=]<int N>(int64_t i, Mask<N> alive) {

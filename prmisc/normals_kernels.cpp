@@ -54,7 +54,7 @@ Vec3<N> groupNormals(const float *normals, const GroupNumbers<N> &group, const N
 constexpr float kShortest = std::bit_cast<float>(0x34000000u);  // 1.1920929e-7
 
 // The factor or divisor differs between the forms, and so does what a squared length of exactly kShortest
-// gives.
+// gives [C44], and the sign of a zero [C100].
 template <RayForm form, int N>
 Vec3<N> normalised(Vec3<N> sum) {
   const Float<N> s = dot(sum, sum);
@@ -82,7 +82,7 @@ VEKR_FLATTEN void surfSmoothNormal(const float *pVertexNormals, const int32_t *p
         const GroupNumbers<N> group(pHitTriangles + i, alive);
         const auto corner = [&](int which) {
           return groupNormals<N>(pVertexNormals, group, [&](int32_t triangle) -> int64_t {
-            return pNormalIndices[static_cast<int64_t>(wrappingMul(triangle, stride)) + which];
+            return pNormalIndices[static_cast<int64_t>(wrappingMul(triangle, stride)) + which];  // [C45]
           });
         };
         const Vec3<N> a = corner(0), b = corner(1), c = corner(2);

@@ -18,7 +18,7 @@ struct MapReader {
     std::memcpy(tail, from, static_cast<size_t>(count - v) * sizeof(float));
     return Float<kGroup>::load(tail);
   }
-  static Float<kGroup> bound(int32_t voxel) { return static_cast<float>(voxel); }
+  static Float<kGroup> bound(int32_t voxel) { return static_cast<float>(voxel); }  // [C63]
 };
 
 template <class Voxel, int32_t code>

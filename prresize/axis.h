@@ -50,7 +50,7 @@ struct CubicTaps {
 constexpr int32_t clampedTo(int32_t size, int32_t tap) { return tap < 0 ? 0 : tap < size ? tap : size - 1; }
 
 // Taps of coordinate `i`, repeated at the ends as its class says. A source of fewer than three voxels has none for some
-// classes: its nearest voxel stands in, so that nothing outside is read.
+// classes: its nearest voxel stands in, so that nothing outside is read [C85].
 constexpr CubicTaps cubicTaps(const AxisRuns &runs, int32_t size, int32_t i, int32_t index) {
   CubicTaps taps = {};
   if (i < runs.below) {

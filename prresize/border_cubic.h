@@ -1,6 +1,6 @@
 // The frame of a plane under the cubic codes: the rows of its top and bottom strip, and the columns beside the interior.
 // Weights of a tap that is repeated are added first in all of them but the bottom strip, and callers depend on the last
-// bits of that. For kernel files.
+// bits of that [C92]. For kernel files.
 #pragma once
 
 #include <cstdint>
@@ -54,7 +54,7 @@ void cubicEdgeColumns(const Voxel *row, const Axis<CubicWeights> &x, float *out)
 }
 
 // Source rows of the bottom strip. Where rows run backwards in memory, a row of class above keeps the rows of the one before
-// it, and row 0 if it is the strip's first.
+// it, and row 0 if it is the strip's first [C93].
 template <class Voxel>
 CubicTaps bottomTaps(const Rows<const Voxel> &source, const Axis<CubicWeights> &y, int32_t j) {
   const bool above = j >= y.runs.tailBegin() + y.runs.high;

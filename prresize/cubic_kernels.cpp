@@ -32,7 +32,7 @@ void ownrResizeC(Rows<const Voxel> source, Rows<float> slice, const PlaneAxes<Cu
 namespace {
 
 // An integer voxel of the interior is truncated, one of the frame is rounded: the same sum may give neighbours that differ
-// by one, and callers depend on both.
+// by one, and callers depend on both [C90].
 template <Place where, int N>
 void storeVoxels(Float<N> sums, float *out) {
   sums.store(out);

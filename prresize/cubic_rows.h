@@ -11,7 +11,7 @@
 namespace vekr::VEKR_ISA {
 
 // What a row that remains after groups of four columns sums by: (q0 + q1) + (q2 + q3) as the groups do, or
-// (q0 + q2) + (q1 + q3). Callers depend on the last bits of each.
+// (q0 + q2) + (q1 + q3). Callers depend on the last bits of each [C91].
 enum class EndOrder { neighbours, crossed };
 
 template <class Voxel>

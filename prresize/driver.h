@@ -172,7 +172,7 @@ void resizeCubic(const Call &call) {
         combine(call.plane(k), four, work.sliceStep, z.weight[k], axes, band);
       }
     };
-    // The outer runs first: destinations whose planes share memory keep what the inside has written last.
+    // The outer runs first: destinations whose planes share memory keep what the inside has written last [C94].
     planes(0, z.runs.lead());
     planes(z.runs.tailBegin(), region.depth);
     planes(z.runs.lead(), z.runs.tailBegin());

@@ -21,7 +21,7 @@ struct Rows {
 };
 
 // Linear interpolation keeps integer voxels in fixed point until they are voxels again. In a slice, a 16u voxel is itself;
-// an 8u voxel is itself in the frame, and has six bits of fraction more in the interior.
+// an 8u voxel is itself in the frame, and has six bits of fraction more in the interior [C89].
 template <class Voxel>
 struct LinearTypes {
   using Weight = FixedPair;

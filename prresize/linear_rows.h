@@ -12,7 +12,7 @@ namespace vekr::VEKR_ISA {
 
 // ---------------------------------------------------------------- float: one source row, along x
 
-// The interior's form and the frame's round differently.
+// The interior's form and the frame's round differently [C88].
 template <Place where, int N>
 Float<N> mixed(Float<N> a, Float<N> b, Float<N> f) {
   return where == Place::frame ? (Float<N>(1.0f) - f) * a + f * b : a + (b - a) * f;

@@ -11,7 +11,7 @@ namespace {
 
 // Keeps the last voxel of a box in the box.
 constexpr double kNearestBias = 1e-10;
-// Lets a fraction that a rounded product leaves just below a step of the scale reach it.
+// Lets a fraction that a rounded product leaves just below a step of the scale reach it [C87].
 constexpr double kFixedBias = 1e-07;
 
 // Centres map to centres.
@@ -53,7 +53,7 @@ void setWeight(double fraction, FixedPair *weight) {
   *weight = {static_cast<uint16_t>(kFixedOne - far), far};
 }
 
-// The four kernels in Horner form, of a distance from 0 up, inside 1 and inside 2. The order of the operations is contract.
+// The four kernels in Horner form, of a distance from 0 up, inside 1 and inside 2. The order of the operations is contract [C86].
 struct Lagrange {
   static double inner(double a) { return (a * 0.5 * a - a - 0.5) * a + 1.0; }
   static double outer(double a) { return (a * -0.16666666666666666 * a + a - 1.8333333333333333) * a + 1.0; }

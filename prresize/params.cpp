@@ -11,7 +11,7 @@ namespace vekr {
 namespace {
 
 // A voxel belongs to the region if its centre, d + 0.5, lies in the closed interval from low to high. The two constants
-// take in a centre that a rounded product misses by a hair.
+// take in a centre that a rounded product misses by a hair [C82].
 constexpr double kRoundBegin = 0.4999999999;  // 0x3FDFFFFFFFE48320
 constexpr double kRoundEnd = 0.5000000001;    // 0x3FE00000000DBE70
 
@@ -19,7 +19,7 @@ struct Span {
   int32_t begin, end;
 };
 
-// Comparisons are written so that a NaN leaves the destination's box in charge: nothing beyond it is ever written.
+// Comparisons are written so that a NaN leaves the destination's box in charge: nothing beyond it is ever written [C83].
 Span destinationSpan(int32_t srcSize, int32_t srcFirst, int32_t srcLength, int32_t dstFirst,
                      int32_t dstLength, double factor, double shift) {
   const int32_t last = clippedLast(srcFirst, srcLength, srcSize) + 1;

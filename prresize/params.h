@@ -26,7 +26,7 @@ VekStatus ownrPreludeToResize(const void *pSrc, VekrVolumeSize srcSize, const vo
                               VekrVolumeBox dstBox, ResizeFactors factors, ResizeFactors shifts,
                               VekrResizeParams *pParams);
 
-// Bytes of work buffer for one thread, in 32 bits that wrap; `interpolation` is one of the codes.
+// Bytes of work buffer for one thread, in 32 bits that wrap; `interpolation` is one of the codes [C84].
 int32_t ownResizeBufferBytes(VekrVolumeBox dstBox, int32_t interpolation);
 
 // Whether such a buffer holds what the region needs. Always, unless the size of an enormous box has wrapped.

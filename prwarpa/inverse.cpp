@@ -35,7 +35,7 @@ bool isUnusable(const double *pCoeffs) {
          areEqual(c[2][1] * c[1][0], c[1][1] * c[2][0]);
 }
 
-// By cofactors. The grouping of the terms decides the last bits of every source coordinate: callers rely on it.
+// By cofactors. The grouping of the terms decides the last bits of every source coordinate: callers rely on it [C71].
 VekStatus ownrGetInverseMatrix(const double *pCoeffs, double *pInverse) {
   const Rows c{pCoeffs};
   const double m0 = c[1][1] * c[2][2] - c[2][1] * c[1][2];

@@ -17,7 +17,7 @@ void advance(Position &position, const Position &by) {
   position.z += by.z;
 }
 
-// Source coordinates of the voxels of one chunk, as running sums: callers rely on their error to grow along a row.
+// Source coordinates of the voxels of one chunk, as running sums: callers rely on their error to grow along a row [C72].
 struct SumReader {
   alignas(32) double at[3][kChunk];
 
@@ -48,7 +48,7 @@ void warp(const void *pSrc, const void *pDst, int32_t srcStep, int32_t dstStep, 
   const Position perVoxel = {i0[0], i1[0], i2[0]}, perRow = {i0[1], i1[1], i2[1]},
                  perPlane = {i0[2], i1[2], i2[2]};
   const double X0 = dstBox.x, Y0 = dstBox.y, Z0 = dstBox.z;
-  // Where the first plane begins is a matter of products; from there on all is sums.
+  // Where the first plane begins is a matter of products; from there on all is sums [C73].
   Position planeStart = {Y0 * i0[1] + i0[3] + i0[2] * Z0, Y0 * i1[1] + i1[3] + Z0 * i1[2],
                          Y0 * i2[1] + i2[3] + Z0 * i2[2]};
   for (int64_t z = 0; z < dstBox.depth; ++z) {

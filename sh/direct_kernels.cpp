@@ -127,7 +127,7 @@ struct Terms {
     } else {
       narrowed(alongCosine * cosine[m]).store(zero + m * kDirectionGroup);
       const Wide alongSine = polynomial<l - m>(term.sine, term.p, terms);
-      // Band 3 has its outermost sine turned round, y^3 - 3 x^2 y, constant included: callers see it in a zero's sign.
+      // Band 3 has its outermost sine turned round, y^3 - 3 x^2 y, constant included: callers see it in a zero's sign [C48].
       const Wide s = l == 3 && m == 3 ? y[3] - (Wide(3.0) * x[2]) * y[1] : sine[m];
       narrowed(alongSine * s).store(zero - m * kDirectionGroup);
     }
@@ -179,7 +179,7 @@ void bandRows(const GroupDirections &group, int lanes, FunctionRows &rows) {
   }
 }
 
-void fillBandZero(FunctionRows &rows) { Float<kDirectionGroup>(kBandZero).store(rows.row[0]); }
+void fillBandZero(FunctionRows &rows) { Float<kDirectionGroup>(kBandZero).store(rows.row[0]); }  // [C52]
 
 template <>
 void bandRows<0>(const GroupDirections &, int, FunctionRows &rows) {

@@ -16,7 +16,7 @@ from math import comb, factorial, gcd
 HIGHEST_BAND = 15
 PI = Decimal("3.14159265358979323846264338327950288419716939937510582097494459230781640628620899")
 
-# Up to band 4 callers know the constants by these decimals, some of which are one place off the nearest double.
+# Up to band 4 callers know the constants by these decimals, some of which are one place off the nearest double [C49].
 # Band, order: constant. Negative orders are listed where theirs isn't the constant of the positive one; that of (3, -3)
 # goes with -s(3), which decides the sign of a zero.
 PUBLISHED = {

@@ -1,4 +1,4 @@
-// The recurrent evaluator: single precision throughout, every operation in the order that callers rely on.
+// The recurrent evaluator: single precision throughout, every operation in the order that callers rely on [C50].
 #include <utility>
 
 #include "sh/rows.h"

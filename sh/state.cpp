@@ -12,7 +12,7 @@ using namespace vekr;
 
 namespace {
 
-constexpr uint32_t kDirectSize = 16;  // maxBand and type; the rest is never touched
+constexpr uint32_t kDirectSize = 16;  // maxBand and type; the rest is never touched [C58]
 constexpr uint32_t kTableAlignment = 16;
 // Pays for the four fields and for both roundings of a table's address.
 constexpr uint32_t kRecurrentOverhead = 32;
@@ -35,7 +35,7 @@ float *tableFrom(uintptr_t address) {
   return reinterpret_cast<float *>((address + kTableAlignment - 1) / kTableAlignment * kTableAlignment);
 }
 
-// Both integers are rounded to single before they are divided in single.
+// Both integers are rounded to single before they are divided in single [C51].
 double singleQuotient(int64_t numerator, int64_t denominator) {
   return static_cast<double>(static_cast<float>(numerator) / static_cast<float>(denominator));
 }

@@ -1,4 +1,4 @@
-// Projection and reconstruction, the basis never leaving a group's rows. Callers rely on the order of every sum.
+// Projection and reconstruction, the basis never leaving a group's rows. Callers rely on the order of every sum [C54].
 #include "frame/vector_arithmetic.h"
 #include "sh/rows.h"
 
@@ -14,7 +14,7 @@ struct alignas(64) Coefficients {
 };
 
 // What a sample multiplies its direction's functions with. A sample of zero adds +0 whatever the functions are, even
-// NaN: that keeps black samples from spoiling a sum, and turns a coefficient of -0 into +0.
+// NaN: that keeps black samples from spoiling a sum, and turns a coefficient of -0 into +0 [C53].
 struct Factor {
   Float<kDirectionGroup> sample;
   Mask<kDirectionGroup> notZero;
@@ -104,7 +104,7 @@ Lane weighted(const FunctionRows &rows, const float *coefficients, int k) {
 }
 
 // The dot product of every direction's functions with the coefficients, in the order of veksDotProd_32f for two arrays
-// of which the first lies on a 16-byte boundary.
+// of which the first lies on a 16-byte boundary [C55].
 
 // Fewer than 16 products: two sums that take turns, and an odd last product.
 Lane shortDotProducts(const FunctionRows &rows, const float *coefficients, int count) {

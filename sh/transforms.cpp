@@ -22,7 +22,7 @@ VekStatus checkCounts(int32_t N, uint32_t L, const VekrSHState *pState) {
 }
 
 // Whether there is a basis to transform with. A recurrent state of more bands than can be evaluated, or a block that
-// is no state, is not refused: such a call does nothing.
+// is no state, is not refused: such a call does nothing [C56].
 bool findBasis(const VekrSHState *pState, uint32_t L, Basis &basis) {
   if (L > static_cast<uint32_t>(kHighestBand)) return false;
   basis = {L, nullptr, nullptr};

@@ -20,11 +20,15 @@ void *vekMalloc(size_t size);
 void vekFree(void *p);
 
 /* Returns the number of threads that a library call may use, at least 1: what vekSetNumThreads set, otherwise
- * the number of processors that the process may run on at this moment. Thread-safe. */
+ * the number of processors that the calling thread may run on at this moment. Thread-safe.
+ *
+ * Those calls ask it that say so in vekr.h: remap, affine warp, vekrResize_32f_C1V, vekrTriangleNormal_32f,
+ * and vekrResizeGetBufSize, whose answer grows with it. The tree build doesn't. */
 int32_t ownGetNumThreads(void);
 
-/* Sets that number for the whole process. 0 or less: back to the default. Calls that are running keep the
- * number that they have read. Thread-safe. */
+/* Sets that number for the whole process. 0 or less: back to the default. Thread-safe. A call that is running
+ * may read the number up to three times, and goes on with any mixture of old and new ones; but between
+ * vekrResizeGetBufSize and the use of its buffer the number must not grow. */
 void vekSetNumThreads(int32_t count);
 
 #ifdef __cplusplus

@@ -41,7 +41,7 @@ Float<8> loadVoxelHalves(const Voxel *low, const Voxel *high) {
 // ---------------------------------------------------------------- rounding at borders
 
 // What is added, in double, to a weighted sum at the border of a volume before it is truncated. It isn't quite the 0.5
-// of rounding: a value on .5, and one a little below it, goes up.
+// of rounding: a value on .5, and one a little below it, goes up [C66].
 constexpr double kBorderRound = 0.5000001;  // 0x3FE0000035AFE535
 
 template <int N>

@@ -44,7 +44,7 @@ Float<N> fourSums(const Float<N> (&q)[kTaps]) {
   return pairSums(pairSums(q[0], q[1]), pairSums(q[2], q[3]));
 }
 
-// Which order the last sum, along z, is formed in. Callers rely on the difference.
+// Which order the last sum, along z, is formed in. Callers rely on the difference [C64].
 enum class Path { interior, border };
 
 // The sum over 4x4x4 voxels, in the first lane of each block of four. row(plane, line) loads four voxels of one row for
@@ -106,7 +106,7 @@ struct Taps {
 
 // The taps of an axis for the truncated coordinate c and the region's last coordinate. The low side is guarded against
 // the volume's first voxel and the high side against the region's last: callers rely on a region that starts inside the
-// volume to read one voxel in front of itself, and on one that ends inside not to read past its end.
+// volume to read one voxel in front of itself, and on one that ends inside not to read past its end [C65].
 Taps tapsOf(int32_t c, int32_t last) {
   if (c < 1) return {{0, 0, 1, 2}};
   if (c == last - 1) return {{c - 1, c, c + 1, c + 1}};

@@ -1,4 +1,4 @@
-// The four cubic kernel functions as tables of distance, made at compile time.
+// The four cubic kernel functions as tables of distance, made at compile time [C68].
 //
 // Entry i, up to 199, is f(i / 100), computed in double and rounded once; the rest is 0: the functions end at distance 2,
 // and entry 201 is read beside entry 200. None of the entries depends on the order in which the formulas are evaluated.

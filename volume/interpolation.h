@@ -21,7 +21,7 @@ constexpr bool hasSideBelow(VekrVolumeSize size, int32_t least) {
   return size.width < least || size.height < least || size.depth < least;
 }
 
-// What remap and warp make of a code when the whole source is smaller than the code's taps. The region plays no part.
+// What remap and warp make of a code when the whole source is smaller than the code's taps. The region plays no part [C60].
 constexpr int32_t interpolationFor(int32_t code, VekrVolumeSize source) {
   if (isCubic(code) && hasSideBelow(source, 4)) code = vekrInterLinear;
   if (hasSideBelow(source, 2)) code = vekrInterNearest;

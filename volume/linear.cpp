@@ -12,7 +12,7 @@ struct Cells {
   Float<kGroup> left[kCellRows], right[kCellRows];
 };
 
-// a (1 - t) + b t, as two products and a sum: at t = 1 a value that isn't finite in `a` still shows.
+// a (1 - t) + b t, as two products and a sum: at t = 1 a value that isn't finite in `a` still shows [C62].
 template <int N>
 Float<N> lerp(Float<N> a, Float<N> b, Float<N> t) {
   return a * (Float<N>(1.0f) - t) + b * t;

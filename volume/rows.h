@@ -19,7 +19,7 @@ Mask<N> narrowed(Mask<N> a) {
 
 // Sets index, at and inside of the chunk.count voxels of a chunk. reader.load(axis, v) gives the coordinates of the group
 // from voxel v on, reader.bound(i) a voxel number in lanes of the same type: this type decides about inclusion and index;
-// only what is left for the fractions is narrowed to float. Voxels outside the region, and coordinates that are not
+// only what is left for the fractions is narrowed to float [C74]. Voxels outside the region, and coordinates that are not
 // numbers, are left out.
 template <int32_t code, class Reader>
 inline void locate(const RegionBox &region, const Reader &reader, Chunk &chunk) {

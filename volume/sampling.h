@@ -22,7 +22,7 @@ using VoxelSet = uint64_t;            // bit v: voxel v of a chunk
 constexpr VoxelSet firstVoxels(int count) { return ~VoxelSet(0) >> (kChunk - count); }
 
 struct Chunk {
-  alignas(32) int32_t index[3][kChunk];  // x, y, z, rounded for nearest, otherwise truncated toward zero
+  alignas(32) int32_t index[3][kChunk];  // x, y, z, rounded for nearest [C98], else truncated toward zero
   alignas(32) float at[3][kChunk];       // the coordinates themselves; not set for nearest
   VoxelSet inside;                       // those that are to be sampled
   int count;                             // voxels of the row in this chunk, at least 1
@@ -30,7 +30,7 @@ struct Chunk {
   bool isFull() const { return inside == firstVoxels(count); }
 };
 
-// What the border conversion of a cubic 32f result does. The two families differ here, and callers rely on both.
+// What the border conversion of a cubic 32f result does. The two families differ here, and callers rely on both [C67].
 enum class FloatBorder {
   kept,      // nothing
   truncated  // toward zero to a signed 32-bit integer, and back

@@ -20,7 +20,7 @@ struct PlaneShare {
   int32_t count;
 };
 
-// An equal share for each thread, and the remainder for the last one. More threads than planes leave all to the last.
+// An equal share for each thread, and the remainder for the last one. More threads than planes leave all to the last [C61].
 constexpr PlaneShare shareOf(int32_t planes, int32_t team, int32_t self) {
   const int32_t quotient = planes / team;
   return {self * quotient, self == team - 1 ? quotient + planes % team : quotient};

@@ -24,7 +24,7 @@ constexpr VoxelRow voxelRow<float>() {
   return kRow32f;
 }
 
-// A byte step in whole voxels. The shift is arithmetic: -101 bytes are -51 voxels of two bytes.
+// A byte step in whole voxels. The shift is arithmetic: -101 bytes are -51 voxels of two bytes [C59].
 template <class Voxel>
 constexpr int32_t elementStep(int32_t byteStep) {
   static_assert(sizeof(Voxel) == 1 || sizeof(Voxel) == 2 || sizeof(Voxel) == 4);

@@ -232,6 +232,18 @@ TEST(FilterValues, FormsDivideDifferentlyNearTies) {
   EXPECT_GT(different, 0);
 }
 
+// 2^24 + 1 is 2^24 as a float, so that 3 * 2^23 is a tie of 1 and 2; divided by the number itself it would be 1.
+TEST(FilterValues, WideFormRoundsTheDivisorToFloat) {
+  const VekrVolumeSize one = {1, 1, 1};
+  Random random(9);
+  for (const int32_t sign : {1, -1}) {
+    FilterRun run({{5, 1, 1}, one, {0, 0, 0}, sign * ((1 << 24) + 1), constantTaps(one, 1536)}, random);
+    run.setSource([](int32_t, int32_t, int32_t) { return 16384; });
+    ASSERT_EQ(run.run(), vekOk);
+    EXPECT_EQ(run.voxel(0, 0, 0), sign * 2);
+  }
+}
+
 TEST(FilterValues, ExtremesOfVoxelsAndTaps) {
   Random random(7);
   for (Voxels kind : {Voxels::least, Voxels::largest}) {

@@ -234,6 +234,25 @@ TYPED_TEST(ResizeEdges, ABoxChoosesWhatIsWrittenAndNotWhatIsRead) {
   }
 }
 
+// A destination whose planes are one and the same: of all that is written there, what the inside writes last stays.
+TYPED_TEST(ResizeEdges, PlanesThatShareMemoryKeepTheLastOfTheInside) {
+  const VekrVolumeSize size = {8, 8, 8};
+  for (int32_t code : {4, 5, 6, 7}) {
+    const ResizeRequest r = this->whole(size, 1, code);
+    const auto source = this->randomVolume(size, packed<TypeParam>(size));
+    const auto apart = this->run(source, r);
+    TestVolume<TypeParam> shared({8, 8, 1}, packed<TypeParam>({8, 8, 1}));
+    std::vector<uint8_t> buffer(static_cast<size_t>(bufferSize(r)));
+    EXPECT_EQ(resizeBlock<TypeParam>(source.block(), r, source.layout(), shared.block(),
+                                     {shared.layout().step, 0}, buffer.data()),
+              vekOk);
+    // Planes 6 and 7 lie within the reach of the source's last ones.
+    for (int32_t y = 0; y < 8; ++y) {
+      for (int32_t x = 0; x < 8; ++x) this->expectSame(shared.get(x, y, 0), apart.get(x, y, 5), x, y, 5);
+    }
+  }
+}
+
 TYPED_TEST(ResizeEdges, StepsDropWhatIsNotAWholeVoxel) {
   const int32_t bytes = static_cast<int32_t>(sizeof(TypeParam));
   const VekrVolumeSize size = {6, 5, 4};
