@@ -99,7 +99,7 @@ static inline bool forLeafTriangles(const VekrKDTreeNode *leaf, const Visit &vis
 
 // ---------------------------------------------------------------- making
 
-// Distances are in bytes, from the node on.
+// Distances are in bytes, from the node on, and above 0.
 static inline VekrKDTreeNode innerNode(int32_t axis, float plane, int64_t pairDistance) {
   return {static_cast<int32_t>(pairDistance) | axis, std::bit_cast<int32_t>(plane)};
 }
