@@ -8,10 +8,11 @@
 ============================  =========================================================================================
 """
 
-from . import lib, volume
+from . import lib, mesh, sh, volume
 from ._work import get_threads, set_threads
 from .errors import VekrError, VekrWarning
+from .mesh import Camera, Hits, Scene
 
 __version__ = "6.1"
 
-__all__ = ["VekrError", "VekrWarning", "get_threads", "lib", "set_threads", "volume"]
+__all__ = ["Camera", "Hits", "Scene", "VekrError", "VekrWarning", "get_threads", "lib", "mesh", "set_threads", "sh", "volume"]
