@@ -4,8 +4,9 @@ from __future__ import annotations
 
 import os
 from pathlib import Path
-from typing import Any
+from typing import Any, Sequence
 
+import _cffi_backend as backend  # what cffi itself stands on: its own functions look types up by name on every call
 import cffi
 
 from . import _header
@@ -53,8 +54,44 @@ ffi.cdef(_COMPANION)
 raw: Any = _open()
 
 
+_VOID, _INTEGER, _BYTES = ffi.typeof("void *"), ffi.typeof("intptr_t"), ffi.typeof("char[]")
+_FLOATS, _FLOAT_LIST = ffi.typeof("float *"), ffi.typeof("float *[]")
+_ADDRESSES, _INT, _SIZE = ffi.typeof("uintptr_t[]"), ffi.typeof("int32_t *"), ffi.typeof("float[3]")
+_cast, _from_buffer, _new = backend.cast, backend.from_buffer, backend.newp
+
+
 def address(array: Any) -> int:
     """Return where an array's first element lies; fastest where the array is contiguous."""
     if array.flags.c_contiguous:
-        return int(ffi.cast("intptr_t", ffi.from_buffer(array)))
+        return int(_cast(_INTEGER, _from_buffer(_BYTES, array, False)))
     return int(array.__array_interface__["data"][0])
+
+
+def pointer(place: int) -> Any:
+    """Return an address as what a pointer parameter takes."""
+    return _cast(_VOID, place)
+
+
+def pointers(places: Sequence[int]) -> Any:
+    """Return addresses of float planes as a list of planes."""
+    return _new(_FLOAT_LIST, [_cast(_FLOATS, place) for place in places])
+
+
+def address_list(places: Sequence[int]) -> Any:
+    """Return memory that holds addresses."""
+    return _new(_ADDRESSES, places)
+
+
+def place_of(memory: Any) -> int:
+    """Return the address of what :func:`address_list` has made."""
+    return int(_cast(_INTEGER, memory))
+
+
+def int_out() -> Any:
+    """Return room for an int that a function writes."""
+    return _new(_INT)
+
+
+def triple(values: Sequence[float]) -> Any:
+    """Return three floats."""
+    return _new(_SIZE, values)

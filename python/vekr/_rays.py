@@ -7,12 +7,12 @@ four columns, so that sixteen rays in a row are a tile. The last rays that fill 
 
 from __future__ import annotations
 
-from typing import Any, List, NamedTuple, Sequence, Tuple
+from typing import Any, List, NamedTuple, Optional, Sequence, Tuple
 
 import numpy as np
 import numpy.typing as npt
 
-from ._native import address, ffi
+from ._native import address
 
 FloatArray = npt.NDArray[np.float32]
 Array = npt.NDArray[Any]
@@ -36,22 +36,13 @@ def aligned(shape: Sequence[int], dtype: Any = np.float32) -> Array:
         size *= int(side)
     room = np.empty(size + _CACHE_LINE, np.uint8)
     start = -address(room) % _CACHE_LINE
-    return room[start : start + size].view(dtype).reshape(shape)
+    made: Array = room[start : start + size].view(dtype).reshape(shape)
+    return made
 
 
 def vector_planes(leading: Sequence[int]) -> FloatArray:
     """Return an uninitialised array (..., 3) whose components lie in planes, as the library likes them."""
     return np.moveaxis(aligned((3, *leading)), 0, -1)
-
-
-def pointer(place: int) -> Any:
-    """Return an address as what a pointer parameter takes."""
-    return ffi.cast("void *", place)
-
-
-def pointers(places: Sequence[int]) -> Any:
-    """Return addresses of float planes as a list of planes."""
-    return ffi.new("float *[]", [ffi.cast("float *", place) for place in places])
 
 
 class Block(NamedTuple):
@@ -91,13 +82,16 @@ class Vectors:
 
     def __init__(self, array: FloatArray) -> None:
         self.count = array.size // 3
-        planes = [array[..., c] for c in range(3)]
-        if all(p.flags.c_contiguous and address(p) % _PLANE_ALIGNMENT == 0 for p in planes):
-            self.places = [address(p) for p in planes]
-            self.kept = array
-            self.flat = None
-        else:
-            self.flat = np.ascontiguousarray(array).reshape(-1, 3)
+        self.flat: Optional[FloatArray] = None
+        if not array.flags.c_contiguous:
+            planes = np.moveaxis(array, -1, 0)
+            first, step = address(planes), planes.strides[0]
+            if planes[0].flags.c_contiguous and (first | step) % _PLANE_ALIGNMENT == 0:
+                self.places = [first, first + step, first + 2 * step]
+                self.kept = array
+                return
+            array = np.ascontiguousarray(array)
+        self.flat = array.reshape(-1, 3)
 
     def of(self, block: Block) -> "Tuple[List[int], Any]":
         """Return the addresses of a block's three planes, and what keeps them there."""
@@ -129,5 +123,7 @@ def vectors_of(array: Any, name: str) -> FloatArray:
         raise TypeError(f"{name} must hold numbers, not {made.dtype}")
     if made.ndim < 1 or made.shape[-1] != 3:
         raise ValueError(f"{name} must have the shape (..., 3), not {made.shape}")
-    with np.errstate(over="ignore"):
+    if made.dtype.itemsize <= FLOAT.itemsize or made.dtype.kind != "f":
         return made.astype(FLOAT, copy=False)
+    with np.errstate(over="ignore"):
+        return made.astype(FLOAT)

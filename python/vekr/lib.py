@@ -88,8 +88,9 @@ def _plain(value: Any) -> Any:
 
 def _wrapped(function: _header.Function) -> Callable[..., Any]:
     call = getattr(raw, function.name)
-    converters: List[Callable[[Any], Any]] = [
-        _Pointer(function.name, p) if "*" in p.type else _plain for p in function.parameters]
+    converters: List[Callable[[Any], Any]] = []
+    for p in function.parameters:
+        converters.append(_Pointer(function.name, p) if "*" in p.type else _plain)
     name, has_status, count = function.name, function.result == "VekStatus", len(function.parameters)
 
     def wrapper(*args: Any) -> Any:

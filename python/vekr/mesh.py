@@ -25,9 +25,9 @@ from typing import Any, Callable, Dict, Optional, Sequence, Tuple, Union
 import numpy as np
 import numpy.typing as npt
 
-from ._native import address, ffi, raw
-from ._rays import (ENTRY, FLOAT, LIMIT, TILE, Array, Block, FloatArray, Vectors, aligned, blocks_of, pointer, pointers,
-                    vector_planes, vectors_of)
+from ._native import address, ffi, pointer, pointers, raw, triple
+from ._rays import (ENTRY, FLOAT, LIMIT, TILE, Array, Block, FloatArray, Vectors, aligned, blocks_of, vector_planes,
+                    vectors_of)
 from ._work import Progress, on_fresh_thread, run_blocks, thread_count
 from .errors import VekrError
 
@@ -406,7 +406,7 @@ class Scene:
         out = pointers([start + ENTRY * count * c for c in range(3)])
         limits = pointer(address(distance)), pointer(address(triangle))
         if hits.origins.ndim == 1:
-            origin = ffi.new("float[3]", hits.origins.tolist())
+            origin = triple(hits.origins.tolist())
             status = raw.vekrHitPoint3DEpsS0_32f_M(origin, pointers(places), *limits, out, count, eps)
         else:
             origins, kept_too = Vectors(np.broadcast_to(hits.origins, (*triangle.shape, 3))).of(Block(0, count, 1))
@@ -428,9 +428,9 @@ class Scene:
     def _flat(self) -> FloatArray:
         if self._triangle_normals is None:
             normals = aligned((len(self.triangles), 3))
-            on_fresh_thread(lambda: raw.vekrTriangleNormal_32f(
+            on_fresh_thread(lambda: int(raw.vekrTriangleNormal_32f(
                 pointer(address(self.vertices)), pointer(address(self.triangles)), pointer(address(normals)),
-                len(self.triangles)))
+                len(self.triangles))))
             self._triangle_normals = normals
         return self._triangle_normals
 
@@ -468,7 +468,7 @@ class Scene:
         sums: Dict[str, int] = {}
         for name, array in self._parts().items():
             np.save(folder / f"{name}.npy", array)
-            sums[name] = zlib.crc32(np.ascontiguousarray(array))
+            sums[name] = _checksum(array)
         (folder / "scene.json").write_text(json.dumps({"format": _FORMAT, "crc32": sums}) + "\n", encoding="utf-8")
 
     @classmethod
@@ -499,7 +499,7 @@ class Scene:
                      for name in _PARTS}
             if verify:
                 for name, array in parts.items():
-                    if zlib.crc32(np.ascontiguousarray(array)) != told["crc32"][name]:
+                    if _checksum(array) != told["crc32"][name]:
                         raise ValueError(f"{name}.npy is not what was saved")
         except (OSError, KeyError, TypeError, ValueError) as problem:
             raise ValueError(f"{folder} holds no whole scene: {problem}") from problem
@@ -522,6 +522,10 @@ def _restored(tree: Array, records: Array, box: FloatArray, vertices: FloatArray
     return scene
 
 
+def _checksum(array: Array) -> int:
+    return zlib.crc32(memoryview(np.ascontiguousarray(array)).cast("B"))
+
+
 def _read_only(array: Array) -> Array:
     view = array.view()
     view.setflags(write=False)
@@ -532,8 +536,8 @@ def _build(vertices: FloatArray, triangles: IntArray, box: FloatArray, depth: in
     root, size = ffi.new("VekrKDTreeNode **"), ffi.new("int32_t *")
     context = ffi.new("VekrPSAHBuildContext *", [raw.vekrPSAHBuildIdentifier, depth, bias, budget,
                                                  ffi.cast("float *", address(box))])
-    status = on_fresh_thread(lambda: raw.vekrKDTreeBuildAlloc(
-        root, pointer(address(vertices)), pointer(address(triangles)), len(vertices), len(triangles), size, context))
+    status = on_fresh_thread(lambda: int(raw.vekrKDTreeBuildAlloc(
+        root, pointer(address(vertices)), pointer(address(triangles)), len(vertices), len(triangles), size, context)))
     if status:
         raise VekrError(status, "Scene")
     tree = ffi.gc(root[0], raw.vekrKDTreeFree, size=size[0])
@@ -569,7 +573,7 @@ class _Rays:
         self.count = self.along.count
         self.starts = None if self.is_single else Vectors(self.origins)
         if self.is_single:
-            self.origin = ffi.new("float[3]", self.origins.tolist())
+            self.origin = triple(self.origins.tolist())
         self.limit = _limits(max_distance, self.leading)
         self.mask: Optional[npt.NDArray[np.bool_]] = None
         # Rows of the result: distance, u, v, triangle.
@@ -624,9 +628,12 @@ class _Rays:
         start = address(target) + (ENTRY * first if room is None else 0)
         row = ENTRY * target.shape[2]
         distance = self.distance[0, first : first + count] if room is None else target[0, 0]
-        distance[...] = self._limit(first, count) if room is None else np.resize(self._limit(first, count), size)
-        for weights in (1, 2):
-            (target[weights, 0, first : first + count] if room is None else target[weights, 0])[...] = 0
+        if room is None:
+            self.planes[1:3, 0, first : first + count] = 0
+            distance[...] = self._limit(first, count)
+        else:
+            room[1:3] = 0
+            distance[...] = np.resize(self._limit(first, count), size)
         self._call(span, start, row)
         if room is not None:
             self.planes[:, 0, first:] = room[:, 0, :count]
@@ -647,7 +654,7 @@ class _Rays:
     def _again(self, span: "_Span") -> None:
         """Trace the rays again by themselves that packets lose: parallel to y, or, with an origin each, to y or z."""
         first, count = span.block.first, span.count
-        lost = None
+        lost: Optional[npt.NDArray[np.bool_]] = None
         for axis in (1,) if self.is_single else (1, 2):
             component = np.abs(self.along.component(axis, first, count))
             if component.min() <= _PARALLEL:

@@ -25,8 +25,8 @@ from typing import Any, Optional, Tuple
 import numpy as np
 import numpy.typing as npt
 
-from ._native import address, ffi, raw
-from ._rays import ENTRY, FLOAT, LIMIT, Block, FloatArray, Vectors, aligned, pointer, pointers, vector_planes, vectors_of
+from ._native import address, ffi, pointer, pointers, raw
+from ._rays import ENTRY, FLOAT, LIMIT, Block, FloatArray, Vectors, aligned, vector_planes, vectors_of
 from ._work import Progress, run_blocks, thread_count
 from .errors import VekrError
 
@@ -274,7 +274,7 @@ class Basis:
                 if factors.shape != along.leading:
                     raise ValueError(f"weights must have the directions' shape {along.leading}, not {factors.shape}")
                 values = values * factors.reshape(factors.shape + (1,) * len(channels))
-        width = int(np.prod(channels, dtype=np.int64))
+        width = math.prod(channels)
         result = aligned((width, _stride(band)))
         result[...] = 0
         if along.count and width:
@@ -324,7 +324,7 @@ class Basis:
         if number < 1 or count(band) != number or band > self.max_band:
             raise ValueError(f"coefficients must be 1, 4, 9, ... {len(self)}, not {number}")
         channels = given.shape[1:]
-        width = int(np.prod(channels, dtype=np.int64))
+        width = math.prod(channels)
         rows = aligned((width, _stride(band)))
         rows[:, :number] = given.reshape(number, width).T
         along = _Directions(directions)
@@ -390,8 +390,11 @@ def _run(work: Any, number: int, threads: Optional[int], progress: Progress) -> 
     if number == 0:
         return
     blocks = -(-number // _BLOCK)
-    for status in run_blocks(lambda n: work(n * _BLOCK, min(_BLOCK, number - n * _BLOCK)), blocks, count_of_threads,
-                             progress):
+
+    def block(n: int) -> int:
+        return int(work(n * _BLOCK, min(_BLOCK, number - n * _BLOCK)))
+
+    for status in run_blocks(block, blocks, count_of_threads, progress):
         _settle(status)
 
 

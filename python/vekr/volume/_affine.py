@@ -2,12 +2,12 @@
 
 from __future__ import annotations
 
-from typing import Any, Optional, Tuple, Union
+from typing import Any, List, Optional, Tuple, Union
 
 import numpy as np
 import numpy.typing as npt
 
-from .._native import ffi, raw
+from .._native import address, pointer, raw
 from .._work import Progress, on_fresh_thread, run_blocks, settle, thread_count
 from ._cuts import planes_per_block
 from ._exact import ExactMatrix, find_exact
@@ -17,7 +17,7 @@ from ._remap import MOST_PLANES
 
 _CALLS = {np.dtype(np.uint8): raw.vekrWarpAffine_8u_C1PV, np.dtype(np.uint16): raw.vekrWarpAffine_16u_C1PV,
           np.dtype(np.float32): raw.vekrWarpAffine_32f_C1PV}
-_TYPES = tuple(_CALLS)
+_TYPES: List["np.dtype[Any]"] = list(_CALLS)
 _EMPTY = 1e-100  # diagonal entries up to this count as none, and a matrix without diagonal is refused
 
 
@@ -43,7 +43,7 @@ def _axis_order(matrix: npt.NDArray[np.float64]) -> Tuple[int, ...]:
     if max(abs(matrix[0, 0]), abs(matrix[1, 1]), abs(matrix[2, 2])) > _EMPTY:
         return (0, 1, 2)
     orders = ((1, 2, 0), (2, 0, 1), (0, 2, 1), (2, 1, 0), (1, 0, 2))
-    return max(orders, key=lambda o: abs(matrix[0, o[0]] * matrix[1, o[1]] * matrix[2, o[2]]))
+    return max(orders, key=lambda o: float(abs(matrix[0, o[0]] * matrix[1, o[1]] * matrix[2, o[2]])))
 
 
 def exact_matrix(matrix: Any, shape: Any) -> ExactMatrix:
@@ -200,7 +200,7 @@ def _warp(planes: Planes, shape: Shape, box: Box, to: Any, step: int, out_box: B
     """Compute a box of the destination in blocks; with 0 threads in one call, on the library's own."""
     call, size = _CALLS[planes.array.dtype], size_of(shape)
     x, y, z, width, height, depth = out_box
-    coefficients = ffi.cast("double *", ffi.from_buffer(matrix))
+    coefficients = pointer(address(matrix))
     may_fork = min(width, height) > MOST_PLANES
     each = depth
     if threads:
@@ -227,7 +227,7 @@ def _warp_planes(planes: Planes, box: Box, result: Array, out_box: Box, matrix: 
     """
     call, size = _CALLS[planes.array.dtype], size_of(planes.array.shape)
     x, y, z, width, height, depth = out_box
-    coefficients = ffi.cast("double *", ffi.from_buffer(matrix))
+    coefficients = pointer(address(matrix))
     is_whole = x == 0 and y == 0
 
     def block(number: int) -> int:

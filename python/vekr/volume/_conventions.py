@@ -70,7 +70,8 @@ def invert(matrix: Any) -> Matrix:
 
 def _reversed_axes(matrix: Matrix) -> Matrix:
     """Exchange x and z on both sides."""
-    return np.ascontiguousarray(matrix[::-1, [2, 1, 0, 3]])
+    made: Matrix = np.ascontiguousarray(matrix[::-1, [2, 1, 0, 3]])
+    return made
 
 
 def from_scipy(matrix: Any, offset: Union[float, Sequence[float]] = 0.0) -> Matrix:

@@ -107,8 +107,8 @@ def library_inverse(matrix: Float) -> Float:
         det = _minors(c)[3]
         if not abs(det) >= _SINGULAR:
             raise VekrError(_ERROR_COEFF, "affine")
-        linear = np.array(_linear_inverse(c))
-        shift = np.array(_shift_inverse(c, matrix[:, 3]))
+        linear: Float = np.array(_linear_inverse(c))
+        shift = np.array(_shift_inverse(c, list(matrix[:, 3])))
     inverse: Float = np.concatenate([linear, shift[:, None]], axis=1)
     return inverse
 

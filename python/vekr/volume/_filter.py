@@ -2,27 +2,29 @@
 
 from __future__ import annotations
 
+from functools import lru_cache
 from typing import Any, List, Optional, Tuple
 
 import numpy as np
 import numpy.typing as npt
 
-from .._native import ffi, raw
+from .._native import address, int_out, pointer, raw
 from .._work import Progress, run_blocks, settle, thread_count
 from ..errors import check
 from ._cuts import planes_per_block
 from ._planes import LIMIT, Array, Output, Planes, Shape, shape_of, source_array
 
-_TYPES = (np.dtype(np.int16),)
-_BORDERS = {"nearest": "edge", "reflect": "symmetric", "mirror": "reflect", "wrap": "wrap", "constant": "constant"}
+_TYPES: List["np.dtype[Any]"] = [np.dtype(np.int16)]
+_BORDERS = ("nearest", "reflect", "mirror", "wrap", "constant")
 
+_MOST_KERNEL_BYTES = 1 << 24
 _MOST_TAP = 65535  # its product with a voxel still fits 32 bits
 _MOST_VECTOR_TAP, _LEAST_VECTOR_TAP, _MOST_VECTOR_SUM = 32766, -32767, 98301
 _VECTOR_WIDTH = 16  # narrower results are summed in 64 bits
 _STRIP = 31  # widest result that is right for widths 6, 7 and 9 in the form of 16-bit taps
 
 
-def _kernel(kernel: Any) -> npt.NDArray[np.int32]:
+def _kernel(kernel: Any) -> npt.NDArray[Any]:
     taps = np.asarray(kernel)
     if taps.dtype.kind not in "iub":
         raise TypeError(f"kernel must hold whole numbers, not {taps.dtype}; scale it and give the scale as divisor")
@@ -30,9 +32,18 @@ def _kernel(kernel: Any) -> npt.NDArray[np.int32]:
         raise ValueError(f"kernel must have three axes (z, y, x), not {taps.ndim}")
     if taps.size == 0:
         raise ValueError(f"kernel must not be empty, and its shape is {taps.shape}")
+    if taps.nbytes > _MOST_KERNEL_BYTES:
+        raise ValueError(f"kernel must not be larger than {_MOST_KERNEL_BYTES} bytes")
+    return taps
+
+
+@lru_cache(maxsize=64)
+def _plan(data: bytes, kind: str, shape: Shape, anchor: Shape, divisor: int, width: int) -> "_Plan":
+    """Return how a kernel is given to the library; remembers the last ones."""
+    taps = np.frombuffer(data, kind).reshape(shape)
     if int(taps.max()) > _MOST_TAP or int(taps.min()) < -_MOST_TAP:
         raise ValueError(f"taps must lie in -{_MOST_TAP} to {_MOST_TAP}")
-    return np.ascontiguousarray(taps, np.int32)
+    return _Plan(np.ascontiguousarray(taps, np.int32), anchor, divisor, width)
 
 
 def _divisor(divisor: Any) -> int:
@@ -164,18 +175,41 @@ def filter(volume: Any, kernel: Any, *, divisor: int = 1, anchor: Optional[Tuple
         raise ValueError(f"border must be one of {', '.join([*_BORDERS, 'valid'])}, not {border!r}")
     shape = shape_of([s - k + 1 for s, k in zip(source.shape, sides)])
     target = Output(out, shape, source.dtype, None, (given,))
-    _convolve(source, target.array, _Plan(taps, place, number, shape[2]), before, number, count, progress)
+    _convolve(source, target.array, _plan(taps.tobytes(), taps.dtype.str, sides, place, number, shape[2]), before, number, count, progress)
     return target.finish()
 
 
 def _with_border(source: Array, margins: List[Tuple[int, int]], border: str, value: Any) -> Array:
+    low, sides = [margin[0] for margin in margins], source.shape
+    if border != "constant" and any(max(margin) >= side for margin, side in zip(margins, sides)):
+        # A margin wider than the volume, which goes there and back several times.
+        places = [_folded(np.arange(-a, side + b), side, border) for (a, b), side in zip(margins, sides)]
+        return np.asarray(source[np.ix_(*places)])
+    shape = [a + side + b for (a, b), side in zip(margins, sides)]
+    made = np.empty(shape, source.dtype) if border != "constant" else np.full(shape, _constant(value), source.dtype)
+    made[low[0] : low[0] + sides[0], low[1] : low[1] + sides[1], low[2] : low[2] + sides[2]] = source
     if border == "constant":
-        return np.pad(source, margins, constant_values=_constant(value))
-    if all(max(margin) < side for margin, side in zip(margins, source.shape)):
-        return np.pad(source, margins, mode=_BORDERS[border])  # type: ignore[call-overload,no-any-return,unused-ignore]
-    # A margin wider than the volume, which goes there and back several times.
-    places = [_folded(np.arange(-low, side + high), side, border) for (low, high), side in zip(margins, source.shape)]
-    return source[np.ix_(*places)]
+        return made
+    # Along z, then y, then x, each over all that is there: the margins of margins come by themselves.
+    for axis, ((before, after), side) in enumerate(zip(margins, sides)):
+        if before or after:
+            lines = made.swapaxes(0, axis)
+            _copy_margins(lines, before, after, side, border)
+    return made
+
+
+def _copy_margins(lines: Array, before: int, after: int, side: int, border: str) -> None:
+    """Fill the margins of the first axis from what lies between them."""
+    end = before + side
+    if border == "nearest":
+        lines[:before], lines[end:] = lines[before : before + 1], lines[end - 1 : end]
+    elif border == "wrap":
+        lines[:before], lines[end:] = lines[end - before : end], lines[before : before + after]
+    else:
+        skip = 1 if border == "mirror" else 0
+        first, last = before + skip, end - skip
+        lines[:before] = lines[first : first + before][::-1]
+        lines[end:] = lines[last - after : last][::-1]
 
 
 def _folded(place: npt.NDArray[np.intp], side: int, border: str) -> npt.NDArray[np.intp]:
@@ -190,6 +224,10 @@ def _folded(place: npt.NDArray[np.intp], side: int, border: str) -> npt.NDArray[
         place = place % period
         return np.minimum(place, period - place) if side > 1 else np.zeros_like(place)
     return np.clip(place, 0, side - 1)
+
+
+def _row_step(array: Array) -> int:
+    return int(array.strides[1] if array.shape[1] > 1 else array.strides[2] * array.shape[2])
 
 
 def _constant(value: Any) -> int:
@@ -210,25 +248,25 @@ def _convolve(source: Array, result: Array, plan: _Plan, before: Tuple[int, ...]
         source = np.pad(source, ((0, 0), (0, 0), (extra, 0)))
     kernel_size = (kernel_width, kernel_height, kernel_depth)
     anchor = (plan.anchor[2], plan.anchor[1], plan.anchor[0])
-    taps = ffi.cast("int32_t *", ffi.from_buffer(plan.taps))
+    taps = pointer(address(plan.taps))
     each = planes_per_block(depth, height * width, threads, progress is not None)
     # The source's list begins with the planes of the margin, which the library reaches at negative indices.
     seen = source[:, before[1]:, before[2] + extra:]
     count = -(-width // plan.strip)
     cuts = [width * n // count for n in range(count + 1)]
-    strips = [(Planes(seen[:, :, a:b]), Planes(result[:, :, a:b]), b - a) for a, b in zip(cuts, cuts[1:])]
-    source_step, result_step = Planes(source).step, Planes(result).step
+    strips = [(Planes(seen[:, :, a:]), Planes(result[:, :, a:]), b - a) for a, b in zip(cuts, cuts[1:])]
+    source_step, result_step = _row_step(source), _row_step(result)
 
     def block(number: int) -> int:
         first = number * each
         for read, written, strip in strips:
             part = (strip, height, min(each, depth - first))
-            needed = ffi.new("int32_t *")
+            needed = int_out()
             check(raw.vekrFilterGetBufSize(part, kernel_size, 1, needed), "filter")
             buffer = np.empty(needed[0], np.uint8)
             status = raw.vekrFilter_16s_C1PV(read.at(first + before[0]), source_step, written.at(first), result_step, part,
                                              taps, kernel_size, anchor, divisor,
-                                             ffi.cast("void *", ffi.from_buffer(buffer)))
+                                             pointer(address(buffer)))
             if status:
                 return int(status)
         return 0

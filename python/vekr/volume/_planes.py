@@ -11,15 +11,16 @@ from typing import Any, Optional, Sequence, Tuple, Union
 import numpy as np
 import numpy.typing as npt
 
-from .._native import address, ffi
+from .._native import address, address_list, place_of, pointer
 
 Array = npt.NDArray[Any]
-Shape = Tuple[int, int, int]
+Shape = Tuple[int, ...]  # three sides, z, y, x
 Box = Tuple[int, int, int, int, int, int]  # x, y, z, width, height, depth
 Region = Union[None, Sequence[Any]]
 
 LIMIT = 2**31 - 1  # of every size, step and offset at the interface
-_ADDRESS = np.dtype(np.uintp)
+_ADDRESS_BYTES = np.dtype(np.uintp).itemsize
+_FEW_PLANES = 64  # up to here a list of plain numbers is made faster than an array
 
 
 class Planes:
@@ -30,29 +31,32 @@ class Planes:
     voxels of the array may be touched.
     """
 
-    __slots__ = ("pointer", "step", "array", "_addresses")
+    __slots__ = ("array", "pointer", "step", "_addresses", "_place")
 
     def __init__(self, array: Array, origin: Shape = (0, 0, 0), depth: Optional[int] = None) -> None:
         plane_step, row_step, voxel_step = array.strides
+        count, rows, columns = array.shape
         first = address(array)
-        count = array.shape[0]
         if origin != (0, 0, 0):
             first -= origin[1] * row_step + origin[2] * voxel_step
-        addresses = np.arange(count, dtype=np.intp)
-        addresses *= plane_step
-        addresses += first
         if depth is not None:
             # Planes outside the array are never touched; they get the address of the nearest one that is there.
             nearest = np.clip(np.arange(depth) - origin[0], 0, count - 1)
-            addresses = addresses[nearest]
-        self._addresses = addresses
+            self._addresses: Any = first + nearest * plane_step
+            self._place = address(self._addresses)
+        elif count <= _FEW_PLANES:
+            self._addresses = address_list([first + z * plane_step for z in range(count)])
+            self._place = place_of(self._addresses)
+        else:
+            self._addresses = first + np.arange(count, dtype=np.intp) * plane_step
+            self._place = address(self._addresses)
         self.array = array  # kept alive
-        self.step = row_step if array.shape[1] > 1 else max(row_step, voxel_step * array.shape[2])
-        self.pointer = ffi.cast("void *", ffi.from_buffer(addresses))
+        self.step = row_step if rows > 1 else voxel_step * columns
+        self.pointer = pointer(self._place)
 
     def at(self, plane: int) -> Any:
         """Return the list from one of its planes on."""
-        return ffi.cast("void *", int(ffi.cast("intptr_t", self.pointer)) + plane * _ADDRESS.itemsize)
+        return pointer(self._place + plane * _ADDRESS_BYTES) if plane else self.pointer
 
 
 def size_of(shape: Shape) -> Shape:
@@ -149,7 +153,7 @@ def shares_memory(a: Array, b: Array) -> bool:
         return False
     try:
         return bool(np.shares_memory(a, b, max_work=100_000))
-    except np.TooHardError:  # type: ignore[attr-defined,unused-ignore]
+    except np.TooHardError:
         return True
 
 

@@ -15,7 +15,7 @@ from ._planes import (LIMIT, Array, Output, Planes, Region, box_of, check_plane,
 
 _CALLS = {np.dtype(np.uint8): raw.vekrRemap_8u_C1PV, np.dtype(np.uint16): raw.vekrRemap_16u_C1PV,
           np.dtype(np.float32): raw.vekrRemap_32f_C1PV}
-_TYPES = tuple(_CALLS)
+_TYPES: List["np.dtype[Any]"] = list(_CALLS)
 _FLOAT = np.dtype(np.float32)
 
 # The library forks OpenMP threads from 16 planes on. Blocks with fewer stay on the thread that this package has chosen.

@@ -3,11 +3,11 @@
 from __future__ import annotations
 
 import math
-from typing import Any, Optional, Tuple, Union
+from typing import Any, List, Optional, Tuple, Union
 
 import numpy as np
 
-from .._native import ffi, raw
+from .._native import address, int_out, pointer, raw
 from .._work import Progress, get_threads, run_blocks, settle, thread_count
 from ..errors import check
 from ._cuts import planes_per_block
@@ -17,7 +17,7 @@ from ._planes import (LIMIT, Array, Output, Planes, Region, Shape, box_of, check
 
 _CALLS = {np.dtype(np.uint8): raw.vekrResize_8u_C1PV, np.dtype(np.uint16): raw.vekrResize_16u_C1PV,
           np.dtype(np.float32): raw.vekrResize_32f_C1PV}
-_TYPES = tuple(_CALLS)
+_TYPES: List["np.dtype[Any]"] = list(_CALLS)
 _CENTRE = 0.5000000001  # the library's own bound: a voxel is written if its centre lies in the image of the source
 
 
@@ -150,12 +150,12 @@ def resize(volume: Any, factor: Union[None, float, Tuple[float, float, float]] =
         slab, strip = divmod(number, strips)
         first, top = slab * planes, strip * rows
         part = (x, y + top, z + first, width, min(rows, height - top), min(planes, depth - first))
-        needed = ffi.new("int32_t *")
+        needed = int_out()
         check(raw.vekrResizeGetBufSize(source_box, part, 1, kind, needed), "resize")
         buffer = np.empty(needed[0], np.uint8)
         return int(call(from_planes.pointer, source_size, from_planes.step, source_box, to_planes.pointer,
                         to_planes.step, part, scale[2], scale[1], scale[0], move[2], move[1], move[0], kind,
-                        ffi.cast("void *", ffi.from_buffer(buffer))))
+                        pointer(address(buffer))))
 
     settle(run_blocks(block, strips * -(-depth // planes), count, progress), "resize")
     return target.finish()
