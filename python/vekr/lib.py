@@ -26,7 +26,7 @@ vekr.errors.VekrError: vekrWarpAffineGetBufSize: vekErrChannel: buffer size quer
 
 from __future__ import annotations
 
-from typing import TYPE_CHECKING, Any, Callable, Dict, List, Sequence
+from typing import TYPE_CHECKING, Any, Callable, Dict, Sequence
 
 import numpy as np
 
@@ -86,11 +86,15 @@ def _plain(value: Any) -> Any:
     return value
 
 
+def _converter(function: str, parameter: _header.Parameter) -> Callable[[Any], Any]:
+    if "*" in parameter.type:
+        return _Pointer(function, parameter)
+    return _plain
+
+
 def _wrapped(function: _header.Function) -> Callable[..., Any]:
     call = getattr(raw, function.name)
-    converters: List[Callable[[Any], Any]] = []
-    for p in function.parameters:
-        converters.append(_Pointer(function.name, p) if "*" in p.type else _plain)
+    converters = [_converter(function.name, parameter) for parameter in function.parameters]
     name, has_status, count = function.name, function.result == "VekStatus", len(function.parameters)
 
     def wrapper(*args: Any) -> Any:

@@ -523,7 +523,7 @@ def _restored(tree: Array, records: Array, box: FloatArray, vertices: FloatArray
 
 
 def _checksum(array: Array) -> int:
-    return zlib.crc32(memoryview(np.ascontiguousarray(array)).cast("B"))
+    return zlib.crc32(np.ascontiguousarray(array).reshape(-1).view(np.uint8).data)
 
 
 def _read_only(array: Array) -> Array:

@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-from typing import Any, List, Optional, Tuple, Union
+from typing import Any, Dict, List, Optional, Tuple, Union
 
 import numpy as np
 import numpy.typing as npt
@@ -15,7 +15,7 @@ from ._interpolation import Interpolation, interpolation_of
 from ._planes import Array, Box, Output, Planes, Region, Shape, box_of, check_plane, shape_of, size_of, source_array
 from ._remap import MOST_PLANES
 
-_CALLS = {np.dtype(np.uint8): raw.vekrWarpAffine_8u_C1PV, np.dtype(np.uint16): raw.vekrWarpAffine_16u_C1PV,
+_CALLS: Dict["np.dtype[Any]", Any] = {np.dtype(np.uint8): raw.vekrWarpAffine_8u_C1PV, np.dtype(np.uint16): raw.vekrWarpAffine_16u_C1PV,
           np.dtype(np.float32): raw.vekrWarpAffine_32f_C1PV}
 _TYPES: List["np.dtype[Any]"] = list(_CALLS)
 _EMPTY = 1e-100  # diagonal entries up to this count as none, and a matrix without diagonal is refused
@@ -175,7 +175,7 @@ def affine(volume: Any, matrix: Any, *, shape: Optional[Tuple[int, int, int]] = 
         starts, sides = (x, y, z), (width, height, depth)
         box = (*(starts[k] for k in order), *(sides[k] for k in order))  # type: ignore[assignment]
     count = thread_count(threads)
-    target = Output(out, to, source.dtype, fill, (source,))
+    target = Output(out, to, source.dtype, fill, (volume,))
     planes = Planes(source)
     if kind.is_cubic:
         check_plane(planes)

@@ -62,7 +62,7 @@ def invert(matrix: Any) -> Matrix:
     with np.errstate(all="ignore"):
         linear = minors / (c[0, 0] * minors[0, 0] + c[0, 1] * minors[1, 0] + c[0, 2] * minors[2, 0])
         shift = -(linear[:, 0] * c[0, 3] + linear[:, 1] * c[1, 3] + linear[:, 2] * c[2, 3])
-    inverse = np.concatenate([linear, shift[:, None]], axis=1) + 0.0  # no negative zeros
+    inverse: Matrix = np.concatenate([linear, shift[:, None]], axis=1) + 0.0  # no negative zeros
     if not np.isfinite(inverse).all():
         raise ValueError("the matrix has no inverse")
     return inverse

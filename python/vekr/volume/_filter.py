@@ -164,7 +164,6 @@ def filter(volume: Any, kernel: Any, *, divisor: int = 1, anchor: Optional[Tuple
     place = _anchor(anchor, sides)
     count = thread_count(threads)
     before = tuple(side - 1 - a for side, a in zip(sides, place))
-    given = source
     if border == "valid":
         if any(s < k for s, k in zip(source.shape, sides)):
             raise ValueError(f"the kernel {sides} is larger than the volume {source.shape}")
@@ -174,7 +173,7 @@ def filter(volume: Any, kernel: Any, *, divisor: int = 1, anchor: Optional[Tuple
     else:
         raise ValueError(f"border must be one of {', '.join([*_BORDERS, 'valid'])}, not {border!r}")
     shape = shape_of([s - k + 1 for s, k in zip(source.shape, sides)])
-    target = Output(out, shape, source.dtype, None, (given,))
+    target = Output(out, shape, source.dtype, None, (volume, kernel))
     _convolve(source, target.array, _plan(taps.tobytes(), taps.dtype.str, sides, place, number, shape[2]), before, number, count, progress)
     return target.finish()
 

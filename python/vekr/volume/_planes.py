@@ -163,7 +163,7 @@ class Output:
     __slots__ = ("array", "_given")
 
     def __init__(self, out: Optional[Array], shape: Shape, dtype: "np.dtype[Any]", fill: Any,
-                 sources: Sequence[Array]) -> None:
+                 sources: Sequence[Any]) -> None:
         self._given: Optional[Array] = None
         value = None if fill is None else filler(fill, dtype)
         if out is None:
@@ -178,7 +178,7 @@ class Output:
         if not out.flags.writeable:
             raise ValueError("out is read-only")
         for source in sources:
-            if shares_memory(out, source):
+            if isinstance(source, np.ndarray) and shares_memory(out, source):
                 raise ValueError("out must not overlap the arrays that are read")
         if lies_well(out) and _rows_are_apart(out):
             self.array = out

@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-from typing import Any, List, Optional, Union
+from typing import Any, Dict, List, Optional, Union
 
 import numpy as np
 
@@ -13,7 +13,7 @@ from ._interpolation import Interpolation, interpolation_of
 from ._planes import (LIMIT, Array, Output, Planes, Region, box_of, check_plane, check_shape, lies_well, size_of,
                       source_array)
 
-_CALLS = {np.dtype(np.uint8): raw.vekrRemap_8u_C1PV, np.dtype(np.uint16): raw.vekrRemap_16u_C1PV,
+_CALLS: Dict["np.dtype[Any]", Any] = {np.dtype(np.uint8): raw.vekrRemap_8u_C1PV, np.dtype(np.uint16): raw.vekrRemap_16u_C1PV,
           np.dtype(np.float32): raw.vekrRemap_32f_C1PV}
 _TYPES: List["np.dtype[Any]"] = list(_CALLS)
 _FLOAT = np.dtype(np.float32)
@@ -106,7 +106,7 @@ def remap(volume: Any, x: Any, y: Any, z: Any, *, interpolation: Union[str, int,
     box = box_of(region, source.shape)
     count = thread_count(threads)
     depth, height, width = shape = maps[0].shape
-    target = Output(out, shape, source.dtype, fill, (source, *maps))
+    target = Output(out, shape, source.dtype, fill, (volume, x, y, z))
     planes, to = Planes(source), Planes(target.array)
     if kind.is_cubic:
         check_plane(planes)

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import math
-from typing import Any, List, Optional, Tuple, Union
+from typing import Any, Dict, List, Optional, Tuple, Union
 
 import numpy as np
 
@@ -15,7 +15,7 @@ from ._interpolation import Interpolation, interpolation_of
 from ._planes import (LIMIT, Array, Output, Planes, Region, Shape, box_of, check_shape, shape_of, size_of,
                       source_array)
 
-_CALLS = {np.dtype(np.uint8): raw.vekrResize_8u_C1PV, np.dtype(np.uint16): raw.vekrResize_16u_C1PV,
+_CALLS: Dict["np.dtype[Any]", Any] = {np.dtype(np.uint8): raw.vekrResize_8u_C1PV, np.dtype(np.uint16): raw.vekrResize_16u_C1PV,
           np.dtype(np.float32): raw.vekrResize_32f_C1PV}
 _TYPES: List["np.dtype[Any]"] = list(_CALLS)
 _CENTRE = 0.5000000001  # the library's own bound: a voxel is written if its centre lies in the image of the source
@@ -137,7 +137,7 @@ def resize(volume: Any, factor: Union[None, float, Tuple[float, float, float]] =
     source_box = box_of(region, size)
     box = box_of(out_region, to, "out_region")
     count = thread_count(threads)
-    target = Output(out, to, source.dtype, fill, (source,))
+    target = Output(out, to, source.dtype, fill, (volume,))
     from_planes, to_planes = Planes(source), Planes(target.array)
 
     x, y, z, width, height, depth = box
