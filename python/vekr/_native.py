@@ -13,7 +13,7 @@ from . import _header
 
 _PACKAGE = Path(__file__).resolve().parent
 _BUNDLED = _PACKAGE / "_native"  # what a wheel brings along
-_SOURCE = _PACKAGE.parent.parent  # the source tree, if the package lies in one
+_SOURCE = _PACKAGE.parent.parent  # the source tree, or the folder of libraries, if the package lies in one
 _SONAME = "libvekre9.so.6.1"
 
 # What the companion library adds; it is opened along with the library that needs it.
@@ -33,7 +33,7 @@ def _candidates() -> "list[str]":
     told = os.environ.get("VEKR_LIBRARY")
     if told:
         return [told]
-    files = [_BUNDLED / _SONAME, _SOURCE / "build" / "release" / "lib" / _SONAME]
+    files = [_BUNDLED / _SONAME, _SOURCE / "build" / "release" / "lib" / _SONAME, _SOURCE / _SONAME]
     return [str(path) for path in files if path.is_file()] + [_SONAME]
 
 
