@@ -52,7 +52,7 @@ def filters():
         kernel = np.ones((n, n, n), np.int32)
         part = source[: SIDE + n - 1, : SIDE + n - 1, : SIDE + n - 1]
         out = np.zeros((SIDE,) * 3, np.int16)
-        yield (f"filter {n}^3", lambda: support.filter_valid(part, kernel, 64),
+        yield (f"filter {n}^3", lambda: support.filter_valid(part, kernel, 64, out),
                lambda: vol.filter(part, kernel, divisor=64, border="valid", out=out))
 
 

@@ -19,6 +19,7 @@ def main():
     directions, coefficients = np.ones((4, 3), np.float32), np.zeros(16, np.float32)
     size = vekr.lib.ffi.new("int32_t *")
     calls = {
+        "a yardstick: numpy adds 4^3 floats": lambda: volume + at,
         "lib.raw: vekrTriangleAccelGetSize": lambda: vekr.lib.raw.vekrTriangleAccelGetSize(size),
         "lib: vekrTriangleAccelGetSize": lambda: vekr.lib.vekrTriangleAccelGetSize(size),
         "volume.resize": lambda: vol.resize(volume, shape=(4, 4, 4), interpolation="nearest", out=out),

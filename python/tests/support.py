@@ -52,12 +52,12 @@ def affine(source, matrix, out, code, box=None, out_box=None):
     return out
 
 
-def filter_valid(source, kernel, divisor):
+def filter_valid(source, kernel, divisor, out=None):
     """Filter without a border; the kernel's middle is its anchor."""
     depth, height, width = (s - k + 1 for s, k in zip(source.shape, kernel.shape))
     az, ay, ax = (side // 2 for side in kernel.shape)
     pad = [k - 1 - a for k, a in zip(kernel.shape, (az, ay, ax))]
-    out = np.zeros((depth, height, width), np.int16)
+    out = np.zeros((depth, height, width), np.int16) if out is None else out
     kernel_size = kernel.shape[::-1]
     needed = np.zeros(1, np.int32)
     lib.vekrFilterGetBufSize(size(out), kernel_size, 1, needed)

@@ -7,7 +7,7 @@ four columns, so that sixteen rays in a row are a tile. The last rays that fill 
 
 from __future__ import annotations
 
-from typing import Any, List, NamedTuple, Optional, Sequence, Tuple
+from typing import Any, Callable, List, NamedTuple, Optional, Sequence, Tuple
 
 import numpy as np
 import numpy.typing as npt
@@ -28,13 +28,13 @@ FLOAT = np.dtype(np.float32)
 LIMIT = 2**31 - 1
 
 
-def aligned(shape: Sequence[int], dtype: Any = np.float32) -> Array:
-    """Return an uninitialised array that starts on a cache line."""
+def aligned(shape: Sequence[int], dtype: Any = np.float32, make: Callable[[int, Any], Array] = np.empty) -> Array:
+    """Return an array that starts on a cache line, uninitialised unless `make` is ``np.zeros``."""
     dtype = np.dtype(dtype)
     size = dtype.itemsize
     for side in shape:
         size *= int(side)
-    room = np.empty(size + _CACHE_LINE, np.uint8)
+    room = make(size + _CACHE_LINE, np.uint8)
     start = -address(room) % _CACHE_LINE
     made: Array = room[start : start + size].view(dtype).reshape(shape)
     return made

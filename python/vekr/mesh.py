@@ -576,8 +576,8 @@ class _Rays:
             self.origin = triple(self.origins.tolist())
         self.limit = _limits(max_distance, self.leading)
         self.mask: Optional[npt.NDArray[np.bool_]] = None
-        # Rows of the result: distance, u, v, triangle.
-        self.planes = aligned((4, self.depth, self.count))
+        # Rows of the result: distance, u, v, triangle. Packets that miss the box leave weights as they are.
+        self.planes = aligned((4, self.depth, self.count), make=np.zeros)
         self.distance, self.u, self.v = (self.planes[k] for k in range(3))
         self.triangle = self.planes[3].view(np.int32)
 
@@ -629,7 +629,6 @@ class _Rays:
         row = ENTRY * target.shape[2]
         distance = self.distance[0, first : first + count] if room is None else target[0, 0]
         if room is None:
-            self.planes[1:3, 0, first : first + count] = 0
             distance[...] = self._limit(first, count)
         else:
             room[1:3] = 0
@@ -696,8 +695,7 @@ class _Rays:
     def layers(self, span: "_Span") -> None:
         """Find the successive hits of a span."""
         first, count, size = span.block.first, span.count, span.width * span.height
-        room = aligned((4, self.depth, size))
-        room[:3] = 0
+        room = aligned((4, self.depth, size), make=np.zeros)
         room[0, 0] = self._limit(first, count) if span.is_whole else np.resize(self._limit(first, count), size)
         along, kept = self._inputs(span, self.along)
         start, row = address(room), ENTRY * size * self.depth

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import math
 from typing import Any, Dict, List, Optional, Tuple, Union
 
 import numpy as np
@@ -33,7 +34,7 @@ def matrix_of(matrix: Any, name: str = "matrix") -> npt.NDArray[np.float64]:
         entries = entries[:3]
     if entries.shape != (3, 4):
         raise ValueError(f"{name} must be (3, 4) or (4, 4), not {entries.shape}")
-    if not np.isfinite(entries).all():
+    if not all(map(math.isfinite, entries.reshape(-1).tolist())):
         raise ValueError(f"{name} must be finite")
     return entries
 

@@ -18,6 +18,7 @@ from ._planes import (LIMIT, Array, Output, Planes, Region, Shape, box_of, check
 _CALLS: Dict["np.dtype[Any]", Any] = {np.dtype(np.uint8): raw.vekrResize_8u_C1PV, np.dtype(np.uint16): raw.vekrResize_16u_C1PV,
           np.dtype(np.float32): raw.vekrResize_32f_C1PV}
 _TYPES: List["np.dtype[Any]"] = list(_CALLS)
+_LEAST_PLANES = 128  # each block computes up to three planes of the source anew
 _CENTRE = 0.5000000001  # the library's own bound: a voxel is written if its centre lies in the image of the source
 
 
@@ -143,7 +144,7 @@ def resize(volume: Any, factor: Union[None, float, Tuple[float, float, float]] =
     x, y, z, width, height, depth = box
     rows = _rows_per_call(width, height, depth, kind)
     strips = -(-height // rows)
-    planes = planes_per_block(depth, width * height, count, progress is not None, least=32)
+    planes = planes_per_block(depth, width * height, count, progress is not None, least=_LEAST_PLANES)
     call, source_size = _CALLS[source.dtype], size_of(size)
 
     def block(number: int) -> int:
