@@ -13,6 +13,7 @@ import support
 import vekr
 from support import CODES, TYPES, volume_of
 from vekr import volume as vol
+from vekr.volume._planes import Planes
 
 ALL = list(itertools.product(TYPES, CODES))
 
@@ -300,3 +301,20 @@ def test_resample_like_shows_the_same_world(rng):
     wanted = (2 + 0.5 * x) + 2 * (12 + 0.5 * y) - (12 + 0.5 * z)
     assert np.isfinite(result).mean() > 0.9
     assert np.nanmax(np.abs(result - wanted)) < 1e-3
+
+
+# ---------------------------------------------------------------- the floor below
+
+
+@pytest.mark.parametrize("name", CODES)
+def test_a_list_of_planes_can_stand_for_a_larger_volume(rng, name):
+    # Only the part that the coordinates reach is there; sizes, borders and coordinates are the whole volume's.
+    whole = volume_of(rng, (20, 22, 24), np.uint16)
+    maps = [rng.uniform(low, high, (3, 4, 5)).astype(np.float32) for low, high in ((9, 13), (8, 12), (7, 11))]
+    part = np.ascontiguousarray(whole[5:14, 6:15, 7:17])
+    listed = Planes(part, (5, 6, 7), 20)
+    out = np.zeros((3, 4, 5), np.uint16)
+    at, to = [Planes(m) for m in maps], Planes(out)
+    status = vekr.lib.raw.vekrRemap_16u_C1PV(listed.pointer, (24, 22, 20), listed.step, (0, 0, 0, 24, 22, 20),
+                                             *(a.pointer for a in at), 20, to.pointer, to.step, (5, 4, 3), CODES[name])
+    assert status == 0 and same(out, vol.remap(whole, *maps, interpolation=name))

@@ -17,6 +17,7 @@ T = TypeVar("T")
 Progress = Union[None, bool, Callable[[int, int], Any]]
 
 _pool: Optional[ThreadPoolExecutor] = None
+_pool_size = 0
 _pool_lock = threading.Lock()
 
 
@@ -76,10 +77,11 @@ os.register_at_fork(after_in_child=_forget_pool)
 
 def _helpers(count: int) -> ThreadPoolExecutor:
     """Return a pool with at least `count` threads; one that has become too small is left to end by itself."""
-    global _pool
+    global _pool, _pool_size
     with _pool_lock:
-        if _pool is None or _pool._max_workers < count:
+        if _pool is None or _pool_size < count:
             _pool = ThreadPoolExecutor(max_workers=count, thread_name_prefix="vekr")
+            _pool_size = count
         return _pool
 
 
