@@ -17,3 +17,11 @@ file(RELATIVE_PATH vekr_prefix_from_pc /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" vekr_prefix_from_pc "${vekr_prefix_from_pc}")
 configure_file(cmake/vekr.pc.in ${PROJECT_BINARY_DIR}/vekr.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vekr.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The Python package, in a folder beside the libraries, where it finds them: PYTHONPATH=PREFIX/lib/python.
+option(VEKR_INSTALL_PYTHON "Install the Python package beside the library" OFF)
+if(VEKR_INSTALL_PYTHON)
+  install(DIRECTORY python/vekr DESTINATION ${CMAKE_INSTALL_LIBDIR}/python
+    FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)
+  install(FILES include/vekr.h DESTINATION ${CMAKE_INSTALL_LIBDIR}/python/vekr/_native)
+endif()

@@ -45,3 +45,4 @@ run_preset asan
 run_preset clang
 run_preset debug -E "_test[.]sse41"
 run_preset release
+for library in asan release; do scripts/python.sh "$library"; done
