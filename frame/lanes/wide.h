@@ -195,6 +195,12 @@ Int<N> shiftedRight(Int<N> a, int count) {
   return {shiftedRight(a.low, count), shiftedRight(a.high, count)};
 }
 
+// Four integers, over and over.
+template <int N>
+Int<N> loadRepeated(const int32_t *p) {
+  return {loadRepeated<N / 2>(p), loadRepeated<N / 2>(p)};
+}
+
 template <int N, class T>
 void storeSaturated(Int<N> a, T *p) {
   storeSaturated(a.low, p);
