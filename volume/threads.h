@@ -7,24 +7,13 @@
 
 #include "vekcore/vekcore.h"
 #include "vekr.h"
-#include "volume/interpolation.h"
+#include "volume/region.h"
+#include "volume/view.h"
 
 namespace vekr {
 
 // A destination with a side below this runs on the caller's thread, and the thread count isn't asked for.
 constexpr int32_t kLeastForkedSide = 16;
-
-// A run of destination planes, counted from the first one.
-struct PlaneShare {
-  int32_t first;
-  int32_t count;
-};
-
-// An equal share for each thread, and the remainder for the last one. More threads than planes leave all to the last [C61].
-constexpr PlaneShare shareOf(int32_t planes, int32_t team, int32_t self) {
-  const int32_t quotient = planes / team;
-  return {self * quotient, self == team - 1 ? quotient + planes % team : quotient};
-}
 
 // body(share, thread, team) once for each thread. The count is read a second time for the team, which the runtime may
 // make smaller still; where it can't fork, the body runs once, with all planes.
