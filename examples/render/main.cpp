@@ -9,6 +9,7 @@
 #include "output_file.h"
 #include "picture.h"
 #include "program.h"
+#include "team.h"
 #include "tree_figures.h"
 #include "vekcore.h"
 
@@ -115,7 +116,8 @@ void run(Arguments &arguments) {
   float top = 0;
   for (size_t i = 1; i < mesh.vertices.size(); i += 3) top = std::max(top, mesh.vertices[i]);
 
-  vekSetNumThreads(arguments.picture.threads);
+  // For the triangles' normals, which are soon done: the OpenMP runtime ends a program that it can't give threads.
+  vekSetNumThreads(std::min(arguments.picture.threads, vekr_example::threadsOrProcessors(0)));
   arguments.build.simple = arguments.builder == "simple";
   Scene scene;
   check(scene.build(mesh, arguments.build));
