@@ -102,7 +102,7 @@ TEST(BuildDoor, UnknownIdentifiersAreRefusedBeforeAnyField) {
 }
 
 TEST(BuildDoor, OfAMeshOfNothingNoVertexIsRead) {
-  const PageEnd<float> vertices(0);
+  PageEnd<float> vertices(0);
   for (const int32_t vertexCount : {0, 3}) {
     Build b;
     b.vertices = vertices.data();
