@@ -23,8 +23,9 @@ VekStatus warpAffine(const SourceArguments<Voxel> &source, const DestinationArgu
   if (const VekStatus status = ownrGetInverseMatrix(pCoeffs, call.inverse); status != vekOk) return status;
   const auto driver =
       VEKR_DISPATCH(ownrWarpAffineInter)->template driver<Voxel>(interpolationFor(*kind, source.size));
-  forPlaneShares({dstBox.width, dstBox.height, dstBox.depth},
-                 [&](PlaneShare share, int32_t, int32_t) { driver(call, share); });
+  // Each share starts its running sums anew [C73].
+  forEveryPlaneShare({dstBox.width, dstBox.height, dstBox.depth},
+                     [&](PlaneShare share) { driver(call, share); });
   return vekOk;
 }
 

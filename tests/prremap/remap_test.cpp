@@ -165,7 +165,7 @@ TYPED_TEST(Remap, StepsOfAnyByteCountAndSign) {
 TYPED_TEST(Remap, ThreadsDivideThePlanesAndChangeNothing) {
   constexpr int32_t size = sizeof(TypeParam);
   uint32_t seed = 500;
-  for (int32_t threads : {1, 2, 3, 5, 16, 32}) {
+  for (int32_t threads : {1, 2, 3, 5, 16, 32, 100000}) {
     const ThreadCount count(threads);
     for (int32_t code : kCodes) {
       expectTwin<TypeParam>({{13, 9, 7}, 13 * size, {0, 0, 0, 13, 9, 7}, {18, 16, 17}, 3, 0, 0}, code,

@@ -28,14 +28,16 @@ TEST(ResizeThreads, EveryCountGivesTheTwinsVoxels) {
   }
 }
 
-TEST(ResizeThreads, MoreThreadsThanPlanesLeaveAllToTheLast) {
-  const ThreadCount count(40);
-  Random random(4);
-  for (int32_t code : {1, 2, 4}) {
-    const ResizeRequest r = requestFor(code, 17);
-    TestVolume<float> source(r.srcSize, packed<float>(r.srcSize));
-    source.fill([&](int32_t, int32_t, int32_t) { return randomVoxel<float>(random); });
-    expectLikeTwin<float>(r, VolumeForm::block, source, packed<float>({26, 24, 18}), 2);
+TEST(ResizeThreads, MoreThreadsThanPlanesAreNotForked) {
+  for (const int32_t threads : {18, 40, 1000}) {
+    const ThreadCount count(threads);
+    Random random(4);
+    for (int32_t code : {1, 2, 4}) {
+      const ResizeRequest r = requestFor(code, 17);
+      TestVolume<float> source(r.srcSize, packed<float>(r.srcSize));
+      source.fill([&](int32_t, int32_t, int32_t) { return randomVoxel<float>(random); });
+      expectLikeTwin<float>(r, VolumeForm::block, source, packed<float>({26, 24, 18}), 2);
+    }
   }
 }
 

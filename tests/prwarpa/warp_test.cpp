@@ -138,7 +138,7 @@ TYPED_TEST(Warp, StepsOfAnyByteCountAndSign) {
 TYPED_TEST(Warp, EachThreadHasItsOwnRunningSums) {
   constexpr int32_t size = sizeof(TypeParam);
   uint32_t seed = 500;
-  for (int32_t threads : {1, 2, 3, 5, 16, 32}) {
+  for (int32_t threads : {1, 2, 3, 5, 16, 19, 20, 32, 100000}) {
     const ThreadCount count(threads);
     for (int32_t code : kCodes) {
       for (size_t matrix : {3, 6, 8}) {
