@@ -45,7 +45,8 @@ target_link_options(vekre9 PRIVATE
 if(NOT VEKR_SANITIZE)
   target_link_options(vekre9 PRIVATE -Wl,-z,defs)            # an undefined name fails here, not at the caller's
 endif()
-target_link_libraries(vekre9 PRIVATE vekr_library_flags vekcore OpenMP::OpenMP_CXX)
+target_link_libraries(vekre9 PRIVATE vekr_library_flags OpenMP::OpenMP_CXX
+  PUBLIC vekcore)  # whoever links the library may call vekMalloc and vekSetNumThreads too
 
 # The same objects as an archive, with private names visible: for tests of what is not exported.
 if(BUILD_TESTING OR VEKR_BUILD_BENCHMARKS)
