@@ -2,7 +2,7 @@
 
 include(CMakePackageConfigHelpers)
 
-install(FILES include/vekr.h vekcore/vekcore.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES include/vekr.h include/vekr_extra.h vekcore/vekcore.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(TARGETS vekre9 vekcore EXPORT vekr 
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(EXPORT vekr NAMESPACE vekr:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vekr FILE vekr-targets.cmake)
