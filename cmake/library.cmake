@@ -30,25 +30,25 @@ foreach(part ${vekr_parts})
   list(APPEND vekr_objects $<TARGET_OBJECTS:${part}>)
 endforeach()
 
-# The C linker driver, so that no C++ runtime comes in.
-add_library(vekre9 SHARED ${vekr_objects})
-set_target_properties(vekre9 PROPERTIES
-  VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION}
-  LINKER_LANGUAGE C
-  BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN"
-  LINK_DEPENDS ${PROJECT_SOURCE_DIR}/frame/vekr.map)
+vekr_add_library(vekre9 ${PROJECT_SOURCE_DIR}/frame/vekr.map ${vekr_objects})
 target_include_directories(vekre9 INTERFACE
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
-target_link_options(vekre9 PRIVATE
-  -Wl,--version-script=${PROJECT_SOURCE_DIR}/frame/vekr.map  # exports the public functions and nothing else
-  -Wl,--as-needed)                                           # drops runtimes that nothing calls
-if(NOT VEKR_SANITIZE)
-  target_link_options(vekre9 PRIVATE -Wl,-z,defs)            # an undefined name fails here, not at the caller's
+target_link_libraries(vekre9 PUBLIC vekcore)  # whoever links the library may call vekMalloc and vekSetNumThreads too
+if(VEKR_LIBRARY_TYPE STREQUAL STATIC)
+  # By name and not by path, so that the caller's linker finds its own.
+  target_link_libraries(vekre9 PRIVATE ${OpenMP_CXX_LIB_NAMES} m)
+else()
+  set_target_properties(vekre9 PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN")
+  if(NOT VEKR_SANITIZE)
+    target_link_options(vekre9 PRIVATE -Wl,-z,defs)            # an undefined name fails here, not at the caller's
+  endif()
+  target_link_libraries(vekre9 PRIVATE vekr_library_flags OpenMP::OpenMP_CXX)
 endif()
-target_link_libraries(vekre9 PRIVATE vekr_library_flags vekcore OpenMP::OpenMP_CXX)
+
+add_library(vekr::vekre9 ALIAS vekre9)
 
 # The same objects as an archive, with private names visible: for tests of what is not exported.
-if(BUILD_TESTING OR VEKR_BUILD_BENCHMARKS)
+if(VEKR_BUILD_TESTS OR VEKR_BUILD_BENCHMARKS)
   add_library(vekre9_private STATIC EXCLUDE_FROM_ALL ${vekr_objects})
   target_include_directories(vekre9_private PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
   target_compile_definitions(vekre9_private PUBLIC VEKR_ISA=${vekr_floor})  # for headers with a few lanes of the floor

@@ -3,6 +3,10 @@
  * Low-level routines for ray-traced rendering and for volumes of sampled data. The library is given arrays
  * and gives back arrays: it does no input or output, prints nothing, keeps no state, needs no initialisation.
  *
+ * It runs on Linux on x86-64 processors with SSE4.1 (all since 2008). Nothing looks for that: an older one
+ * dies by SIGILL in the first function that computes. A program that must run there as well asks before the
+ * first call: __builtin_cpu_supports("sse4.1"), which vekr_extra.h wraps.
+ *
  * What holds for every function unless its own text says otherwise:
  *   - Result: a VekStatus. 0 is success, positive a warning, negative an error. After an error the outputs
  *     are as they were. Errors are listed in the order in which they are looked for; the first one found is

@@ -36,7 +36,7 @@ install_missing() {
 
 build_packages=(g++ cmake ninja-build pkg-config libgomp1)
 example_packages=(libassimp-dev libcli11-dev libpng-dev libnifti-dev zlib1g-dev)
-test_packages=(clang clang-format clang-tidy libomp-14-dev libclang-rt-14-dev libgtest-dev libbenchmark-dev binutils)
+test_packages=(clang clang-format clang-tidy libomp-14-dev libclang-rt-14-dev libgtest-dev libbenchmark-dev binutils abigail-tools)
 demo_data=(assimp-testmodels mricron-data)
 python_demo_packages=(python3-cffi python3-numpy python3-matplotlib)
 python_packages=(python3-cffi python3-numpy python3-setuptools python3-wheel python3-build python3-venv python3-pytest

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Runs every check: formatting, clang-tidy, both compilers without warnings, all tests, and all tests again under the sanitizers.
+# Runs every check: formatting, clang-tidy, both compilers without warnings, all tests, and all tests again under the sanitizers,
+# and the interface against the record of it. Only the packages have a check of their own, scripts/deb.sh.
 #   scripts/test.sh            everything
 #   scripts/test.sh release    only the named presets (release debug clang asan tsan), without the other checks
 # Debian packages that are missing are named and installed; with --no-install they are only named.
@@ -44,5 +45,7 @@ run_preset tsan -L threads
 run_preset asan
 run_preset clang
 run_preset debug -E "_test[.]sse41"
+echo "== interface"
+scripts/interface.sh
 run_preset release
 for library in asan release; do scripts/python.sh "$library"; done

@@ -16,7 +16,7 @@ foreach(compiler gcc clang g++ clang++)
     set(standards c99 c11 c17)
     set(warnings -Wstrict-prototypes -Wmissing-prototypes)
   endif()
-  foreach(header vekr.h vekcore.h)
+  foreach(header vekr.h vekcore.h vekr_extra.h)
     foreach(standard ${standards})
       execute_process(
         COMMAND ${found_${compiler}} -x ${language} -std=${standard} -Wall -Wextra -Wpedantic -Wundef ${warnings} -Werror
@@ -34,7 +34,7 @@ if(tried EQUAL 0)
 endif()
 
 # Comments too keep to the width of the code, which the formatter leaves to their authors.
-foreach(header ${INCLUDE}/vekr.h ${COMPANION_INCLUDE}/vekcore.h)
+foreach(header ${INCLUDE}/vekr.h ${INCLUDE}/vekr_extra.h ${COMPANION_INCLUDE}/vekcore.h)
   file(STRINGS ${header} wide LENGTH_MINIMUM 111)
   if(wide)
     message(SEND_ERROR "${header}: wider than 110 columns:\n${wide}")

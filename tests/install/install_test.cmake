@@ -14,7 +14,7 @@ endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${prefix})
 
-foreach(file ${INCLUDEDIR}/vekr.h ${INCLUDEDIR}/vekcore.h ${LIBDIR}/libvekre9.so ${LIBDIR}/libvekre9.so.${VERSION}
+foreach(file ${INCLUDEDIR}/vekr.h ${INCLUDEDIR}/vekr_extra.h ${INCLUDEDIR}/vekcore.h ${LIBDIR}/libvekre9.so ${LIBDIR}/libvekre9.so.${VERSION}
     ${LIBDIR}/libvekcore.so ${LIBDIR}/libvekcore.so.${VERSION} ${LIBDIR}/cmake/vekr/vekr-config.cmake
     ${LIBDIR}/pkgconfig/vekr.pc)
   if(NOT EXISTS ${prefix}/${file})
