@@ -1,11 +1,14 @@
 #!/usr/bin/env bash
 # Builds the documentation site into build/docs/ (start with index.html). Warnings are errors, and so are links that lead
 # nowhere and pages that a browser, if Chromium is there, doesn't show well on a narrow or a wide screen.
+#   scripts/docs.sh            uses Chromium where it is installed
+#   scripts/docs.sh --look     wants it
 # Debian packages that are missing are named and installed; with --no-install they are only named.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
 take_no_install "$@"
+[ "${arguments[*]}" != --look ] || docs_packages+=(chromium fonts-dejavu-core)
 install_missing "${build_packages[@]}" "${docs_packages[@]}"
 
 work=build/docs-work

@@ -45,3 +45,4 @@ run_preset asan
 run_preset clang
 run_preset debug -E "_test[.]sse41"
 run_preset release
+scripts/docs.sh --look

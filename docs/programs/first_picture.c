@@ -53,15 +53,18 @@ int main(int argc, char **argv) {
   const VekrPSAHBuildContext context = {vekrPSAHBuildIdentifier, 25, 0.5f, -1, box};
   VekrKDTreeNode *tree;
   int32_t treeSize;
-  if (vekrKDTreeBuildAlloc(&tree, vertices, indices, kVertices, kTriangles, &treeSize, &context) != vekOk)
-    return 1;
+  const VekStatus status = vekrKDTreeBuildAlloc(&tree, vertices, indices, kVertices,
+                                                kTriangles, &treeSize, &context);
+  if (status != vekOk) return 1;
   vekrTriangleAccelInit(records, vertices, indices, kTriangles);
   vekrTriangleNormal_32f(vertices, indices, triangleNormals, kTriangles);
   const VekrIntersectScene scene = {box, records, tree};
 
-  /* The eye is at (0, 6, 9) and looks at the origin. Image point (0, 0) is the upper left corner. */
+  /* The eye is at (0, 6, 9) and looks at the origin. Image point (0, 0) is the upper
+   * left corner. */
   const float eye[3] = {0, 6, 9};
-  const float step = 11.5f / kWidth; /* a screen 11.5 wide, at the distance of the origin */
+  const float step =
+      11.5f / kWidth; /* a screen 11.5 wide, at the distance of the origin */
   const float stepX[3] = {step, 0, 0};
   const float stepY[3] = {0, -step * 9 / 10.8167f, step * 6 / 10.8167f};
   float corner[3];
@@ -76,7 +79,8 @@ int main(int argc, char **argv) {
   const VekrBlockIndex first = {0, 0};
 
   vekrCastEye_32f(corner, stepX, stepY, kWidth, kHeight, first, directions, size);
-  for (int i = 0; i < kRays; ++i) distances[i] = 100; /* the farthest hit that is wanted */
+  for (int i = 0; i < kRays; ++i)
+    distances[i] = 100; /* the farthest hit that is wanted */
   vekrIntersectEyeSO_32f(eye, constDirections, distances, weights, hits, &scene, size);
 
   /* The numbers of the triangles, -1 at a miss, are the mask of all that follows. */
@@ -89,15 +93,20 @@ int main(int argc, char **argv) {
   int found = 0;
   for (int i = 0; i < kRays; ++i) {
     const float length =
-        sqrtf(directionX[i] * directionX[i] + directionY[i] * directionY[i] + directionZ[i] * directionZ[i]);
-    const float light = hits[i] < 0 ? 0 : -facing[i] / length; /* 1 where the surface faces the eye */
+        sqrtf(directionX[i] * directionX[i] + directionY[i] * directionY[i] +
+              directionZ[i] * directionZ[i]);
+    const float light =
+        hits[i] < 0 ? 0 : -facing[i] / length; /* 1 where the surface faces the eye */
     const float n[3] = {normalX[i], normalY[i], normalZ[i]};
     for (int c = 0; c < 3; ++c)
-      fputc(hits[i] < 0 ? 244 : (int)(255 * (0.2f + 0.8f * light) * (0.7f + 0.3f * n[c])), file);
+      fputc(
+          hits[i] < 0 ? 244 : (int)(255 * (0.2f + 0.8f * light) * (0.7f + 0.3f * n[c])),
+          file);
     found += hits[i] >= 0;
   }
   if (fclose(file) != 0) return 1;
-  printf("%d triangles, a tree of %d bytes, %d of %d rays hit\n", kTriangles, (int)treeSize, found, kRays);
+  printf("%d triangles, a tree of %d bytes, %d of %d rays hit\n", kTriangles,
+         (int)treeSize, found, kRays);
   vekrKDTreeFree(tree);
   return 0;
 }

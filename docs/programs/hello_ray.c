@@ -3,21 +3,25 @@
 #include <vekr.h>
 
 int main(void) {
-  const float vertices[] = {0, 0, 0, 1, 0, 0, 0, 1, 0}; /* x, y, z of each vertex */
-  const int32_t triangle[] = {0, 1, 2, 0};              /* three vertex numbers and one int of yours */
+  /* x, y, z of each vertex; three vertex numbers of each triangle and one int of yours
+   */
+  const float vertices[] = {0, 0, 0, 1, 0, 0, 0, 1, 0};
+  const int32_t triangle[] = {0, 1, 2, 0};
 
-  /* What rays are traced against: a box around all, a tree over the triangles, a record for each of them. */
+  /* What rays are traced against: a box, a tree, and a record for each triangle. */
   float box[6];
   vekrSetBoundBox_32f(vertices, 3, box);
   const VekrPSAHBuildContext context = {vekrPSAHBuildIdentifier, 10, 0.5f, -1, box};
   VekrKDTreeNode *tree;
   int32_t treeSize;
-  if (vekrKDTreeBuildAlloc(&tree, vertices, triangle, 3, 1, &treeSize, &context) != vekOk) return 1;
+  const VekStatus status =
+      vekrKDTreeBuildAlloc(&tree, vertices, triangle, 3, 1, &treeSize, &context);
+  if (status != vekOk) return 1;
   VekrTriangleAccel record;
   vekrTriangleAccelInit(&record, vertices, triangle, 1);
   const VekrIntersectScene scene = {box, &record, tree};
 
-  /* Rays come in planes: all x of the directions, all y, all z. Here each plane has one entry. */
+  /* Rays come in planes: all x of the directions, all y, all z. Here of one ray. */
   const float eye[3] = {0.25f, 0.25f, 2};
   const float dx = 0, dy = 0, dz = -1;
   const float *const direction[3] = {&dx, &dy, &dz};
@@ -28,7 +32,8 @@ int main(void) {
   const VekrBlockSize oneRay = {1, 1};
   vekrIntersectEyeSO_32f(eye, direction, &distance, weights, &hit, &scene, oneRay);
 
-  printf("triangle %d at distance %g, weights %g and %g\n", (int)hit, distance, weightA, weightB);
+  printf("triangle %d at distance %g, weights %g and %g\n", (int)hit, distance, weightA,
+         weightB);
   vekrKDTreeFree(tree);
   return 0;
 }

@@ -1,17 +1,26 @@
-/* A volume is turned, bent, enlarged and smoothed; the middle slices of all go side by side into one picture.
+/* A volume is turned, bent, enlarged and smoothed; the middle slices of all go side by
+ * side into one picture.
  *   volume FILE.pgm */
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <vekr.h>
 
-enum { kSide = 128, kDepth = 64, kPlane = kSide * kSide, kVoxels = kPlane * kDepth, kPanels = 5, kReach = 2 };
+enum {
+  kSide = 128,
+  kDepth = 64,
+  kPlane = kSide * kSide,
+  kVoxels = kPlane * kDepth,
+  kPanels = 5,
+  kReach = 2
+};
 
-static float source[kVoxels], turned[kVoxels], bent[kVoxels], enlarged[kVoxels], mapX[kVoxels], mapY[kVoxels],
-    mapZ[kVoxels];
+static float source[kVoxels], turned[kVoxels], bent[kVoxels], enlarged[kVoxels],
+    mapX[kVoxels], mapY[kVoxels], mapZ[kVoxels];
 static int16_t smooth[kVoxels];
-/* The filter reads beyond its destination: two voxels on each side for a kernel of five. */
-static int16_t wide[(kDepth + 2 * kReach) * (kSide + 2 * kReach) * (kSide + 2 * kReach)];
+/* The filter reads beyond its destination, for a kernel of five by two voxels. */
+static int16_t
+    wide[(kDepth + 2 * kReach) * (kSide + 2 * kReach) * (kSide + 2 * kReach)];
 static unsigned char picture[kSide][kPanels * kSide];
 
 static const VekrVolumeSize kSize = {kSide, kSide, kDepth};
@@ -39,21 +48,28 @@ static void show(int panel, const float *slice) {
   }
 }
 
-/* Turned by 25 degrees around its middle, a little smaller. The matrix leads from source to destination. */
+/* Turned by 25 degrees around its middle, a little smaller. The matrix leads from
+ * source to destination. */
 static VekStatus turn(const float *const *from, float *const *to) {
-  const double c = 0.8 * cos(25 * 3.141592653589793 / 180), s = 0.8 * sin(25 * 3.141592653589793 / 180);
-  const double m = (kSide - 1) / 2.0; /* an integer is the centre of a voxel: the middle of 128 is 63.5 */
+  const double c = 0.8 * cos(25 * 3.141592653589793 / 180),
+               s = 0.8 * sin(25 * 3.141592653589793 / 180);
+  const double m =
+      (kSide - 1) /
+      2.0; /* an integer is the centre of a voxel: the middle of 128 is 63.5 */
   const double matrix[12] = {c, -s, 0, m - c * m + s * m, /* x */
                              s, c,  0, m - s * m - c * m, /* y */
                              0, 0,  1, 0};                /* z */
-  return vekrWarpAffine_32f_C1PV(from, kSize, kStep, kAll, to, kStep, kAll, matrix, vekrInterCubicCatmullRom);
+  return vekrWarpAffine_32f_C1PV(from, kSize, kStep, kAll, to, kStep, kAll, matrix,
+                                 vekrInterCubicCatmullRom);
 }
 
-/* Bent: each voxel tells where it takes its value from. Voxels whose place is outside keep what they held. */
+/* Bent: each voxel tells where it takes its value from. Voxels whose place is outside
+ * keep what they held. */
 static VekStatus bend(const float *const *from, float *const *to) {
   static float *out[3][kDepth];
   static const float *maps[3][kDepth];
-  planesOf(mapX, out[0], maps[0]), planesOf(mapY, out[1], maps[1]), planesOf(mapZ, out[2], maps[2]);
+  planesOf(mapX, out[0], maps[0]), planesOf(mapY, out[1], maps[1]),
+      planesOf(mapZ, out[2], maps[2]);
   for (int z = 0; z < kDepth; ++z) {
     for (int i = 0; i < kPlane; ++i) {
       const float x = (float)(i % kSide), y = (float)(i / kSide);
@@ -62,26 +78,30 @@ static VekStatus bend(const float *const *from, float *const *to) {
       out[2][z][i] = (float)z;
     }
   }
-  return vekrRemap_32f_C1PV(from, kSize, kStep, kAll, maps[0], maps[1], maps[2], kStep, to, kStep, kSize,
-                            vekrInterLinear);
+  return vekrRemap_32f_C1PV(from, kSize, kStep, kAll, maps[0], maps[1], maps[2], kStep,
+                            to, kStep, kSize, vekrInterLinear);
 }
 
-/* Twice as large, of which the destination shows the middle. The block form: one pointer and two steps. */
+/* Twice as large, of which the destination shows the middle. The block form: one
+ * pointer and two steps. */
 static VekStatus enlarge(void) {
   int32_t bytes;
-  VekStatus status = vekrResizeGetBufSize(kAll, kAll, 1, vekrInterCubicMitchell, &bytes);
+  VekStatus status =
+      vekrResizeGetBufSize(kAll, kAll, 1, vekrInterCubicMitchell, &bytes);
   if (status != vekOk) return status;
   uint8_t *buffer = malloc((size_t)bytes);
   if (!buffer) return vekErrMemAlloc;
   const int32_t planeStep = kPlane * sizeof(float);
-  status = vekrResize_32f_C1V(source, kSize, kStep, planeStep, kAll, enlarged, kStep, planeStep, kAll,
-                              /* factors */ 2, 2, 2, /* shifts */ -kSide / 2.0, -kSide / 2.0, -kDepth / 2.0,
-                              vekrInterCubicMitchell, buffer);
+  status = vekrResize_32f_C1V(
+      source, kSize, kStep, planeStep, kAll, enlarged, kStep, planeStep, kAll,
+      /* factors */ 2, 2, 2, /* shifts */ -kSide / 2.0, -kSide / 2.0, -kDepth / 2.0,
+      vekrInterCubicMitchell, buffer);
   free(buffer);
   return status;
 }
 
-/* Smoothed by 1 4 6 4 1 along each axis. The source has a margin in which the nearest voxels are repeated. */
+/* Smoothed by 1 4 6 4 1 along each axis. The source has a margin in which the nearest
+ * voxels are repeated. */
 static VekStatus smoothen(void) {
   const int side = kSide + 2 * kReach;
   static const int32_t taps[5] = {1, 4, 6, 4, 1};
@@ -90,7 +110,8 @@ static VekStatus smoothen(void) {
   static const int16_t *all[kDepth + 2 * kReach];
   static int16_t *out[kDepth];
   int32_t kernel[125];
-  for (int i = 0; i < 125; ++i) kernel[i] = taps[i % 5] * taps[i / 5 % 5] * taps[i / 25];
+  for (int i = 0; i < 125; ++i)
+    kernel[i] = taps[i % 5] * taps[i / 5 % 5] * taps[i / 25];
   for (int z = -kReach; z < kDepth + kReach; ++z) {
     int16_t *plane = wide + (z + kReach) * side * side;
     for (int y = -kReach; y < kSide + kReach; ++y) {
@@ -104,10 +125,12 @@ static VekStatus smoothen(void) {
                            z < 0        ? 0
                            : z < kDepth ? z
                                         : kDepth - 1};
-        plane[(y + kReach) * side + x + kReach] = (int16_t)source[at[2] * kPlane + at[1] * kSide + at[0]];
+        plane[(y + kReach) * side + x + kReach] =
+            (int16_t)source[at[2] * kPlane + at[1] * kSide + at[0]];
       }
     }
-    all[z + kReach] = plane + kReach * side + kReach; /* the voxel that belongs to destination (0, 0) */
+    all[z + kReach] = plane + kReach * side +
+                      kReach; /* the voxel that belongs to destination (0, 0) */
   }
   for (int z = 0; z < kDepth; ++z) out[z] = smooth + z * kPlane;
 
@@ -116,8 +139,9 @@ static VekStatus smoothen(void) {
   if (status != vekOk) return status;
   uint8_t *buffer = malloc((size_t)bytes);
   if (!buffer) return vekErrMemAlloc;
-  status = vekrFilter_16s_C1PV(all + kReach, side * (int32_t)sizeof(int16_t), out, kSide * sizeof(int16_t),
-                               kSize, kernel, kernelSize, anchor, 16 * 16 * 16, buffer);
+  status = vekrFilter_16s_C1PV(all + kReach, side * (int32_t)sizeof(int16_t), out,
+                               kSide * sizeof(int16_t), kSize, kernel, kernelSize,
+                               anchor, 16 * 16 * 16, buffer);
   free(buffer);
   return status;
 }
@@ -128,8 +152,8 @@ int main(int argc, char **argv) {
   static const float *sourceList[kDepth], *in[kDepth];
   planesOf(source, out, sourceList);
   for (int i = 0; i < kVoxels; ++i) {
-    source[i] =
-        spiral((float)(i % kSide) - 63.5f, (float)(i / kSide % kSide) - 63.5f, (float)(i / kPlane) - 31.5f);
+    source[i] = spiral((float)(i % kSide) - 63.5f, (float)(i / kSide % kSide) - 63.5f,
+                       (float)(i / kPlane) - 31.5f);
   }
   const int middle = kDepth / 2 * kPlane;
   show(0, source + middle);
@@ -150,7 +174,8 @@ int main(int argc, char **argv) {
   for (int i = 0; i < kPlane; ++i) slice[i] = smooth[middle + i];
   show(4, slice);
 
-  printf("statuses %d %d %d %d\n", (int)turnStatus, (int)bendStatus, (int)enlargeStatus, (int)smoothStatus);
+  printf("statuses %d %d %d %d\n", (int)turnStatus, (int)bendStatus, (int)enlargeStatus,
+         (int)smoothStatus);
   if (turnStatus || bendStatus || enlargeStatus || smoothStatus) return 1;
   FILE *file = fopen(argv[1], "wb");
   if (!file) return 1;
