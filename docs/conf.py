@@ -35,6 +35,7 @@ html_static_path = ["_static"]
 html_css_files = ["site.css"]
 html_copy_source = False
 html_show_sphinx = False
+html_show_copyright = False
 html_theme_options = {
     "light_css_variables": {"color-brand-primary": "#a8480f", "color-brand-content": "#a8480f"},
     "dark_css_variables": {"color-brand-primary": "#f0a070", "color-brand-content": "#f0a070"},
@@ -85,6 +86,15 @@ class Gallery(SphinxDirective):
         return [gallery]
 
 
+def on_doctree_read(app, doctree):
+    """Parts of programs end where the next one begins: without blank lines."""
+    for block in doctree.findall(nodes.literal_block):
+        if block.rawsource == block.astext():
+            block.rawsource = block.astext().rstrip("\n")
+            block[0] = nodes.Text(block.rawsource)
+
+
 def setup(app):
+    app.connect("doctree-read", on_doctree_read)
     app.add_directive("gallery", Gallery)
     app.connect("source-read", on_source_read)

@@ -61,7 +61,7 @@ static void drawCurve(FILE *file, const float *values, const char *title) {
   const double left = 26, top = 8, width = 204, height = 120, unit = height / 1.5;
   const double zero = top + 1.25 * unit;
   fprintf(file,
-          "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 240 150\" width=\"240\" height=\"150\" "
+          "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 240 150\" width=\"224\" height=\"140\" "
           "font-family=\"sans-serif\" font-size=\"10\" fill=\"#444\">\n<title>%s</title>\n"
           "<rect width=\"240\" height=\"150\" fill=\"#fff\"/>\n",
           title);

@@ -8,8 +8,8 @@
 #include <vekr.h>
 
 enum {
-  kWidth = 640,
-  kHeight = 384,
+  kWidth = 960,
+  kHeight = 576,
   kSide = 64, /* of a block: a multiple of four; its planes stay in the cache */
   kRays = kSide * kSide,
   kAround = 128,
@@ -254,7 +254,7 @@ int main(int argc, char **argv) {
 
   /* The eye looks at (0, 3.2, 0); stepX and stepY are one pixel on a screen there. */
   const float eye[3] = {0, 15.2f, 24};
-  const float stepX[3] = {0.033f, 0, 0}, stepY[3] = {0, -0.02952f, 0.01476f};
+  const float stepX[3] = {0.022f, 0, 0}, stepY[3] = {0, -0.01968f, 0.00984f};
   const float towards[3] = {0, -12, -24};
   float corner[3];
   for (int c = 0; c < 3; ++c) {
