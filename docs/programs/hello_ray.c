@@ -3,8 +3,7 @@
 #include <vekr.h>
 
 int main(void) {
-  /* x, y, z of each vertex; three vertex numbers of each triangle and one int of yours
-   */
+  /* Three floats a vertex; four ints a triangle, the last of which is yours. */
   const float vertices[] = {0, 0, 0, 1, 0, 0, 0, 1, 0};
   const int32_t triangle[] = {0, 1, 2, 0};
 

@@ -52,7 +52,8 @@ def inline(words, names):
         last = match.end()
         before = out[-1][-1:] if out[-1] else ""
         if name in names.functions:
-            mark = f":c:func:`{name}`"
+            called = words.startswith("(", last) and not words.startswith("()", last)
+            mark = f":c:func:`{name} <{name}>`" if called else f":c:func:`{name}`"
             last += 2 * words.startswith("()", last)
         elif name in names.structs:
             mark = f":c:struct:`{name}`"
