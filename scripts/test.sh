@@ -39,10 +39,10 @@ check_format
 check_library_alone
 echo "== clang-tidy"
 scripts/tidy.sh
+scripts/docs.sh --look
 # The tests whose threads matter; the other presets run everything.
 run_preset tsan -L threads
 run_preset asan
 run_preset clang
 run_preset debug -E "_test[.]sse41"
 run_preset release
-scripts/docs.sh --look

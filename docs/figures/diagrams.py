@@ -91,7 +91,7 @@ def boxes():
 
 def steps():
     """A list of planes whose rows are longer than the volume is wide."""
-    d = Drawing(440, 270)
+    d = Drawing(450, 270)
     for z, (x, y) in enumerate(((150, 20), (170, 100), (150, 180))):
         d.box(20, y + 8, 74, 26, "#fff", PALE)
         d.text(57, y + 26, f"pSrc[{z}]")
