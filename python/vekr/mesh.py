@@ -26,8 +26,8 @@ import numpy as np
 import numpy.typing as npt
 
 from ._native import address, ffi, pointer, pointers, raw, triple
-from ._rays import (ENTRY, FLOAT, LIMIT, TILE, Array, Block, FloatArray, Vectors, aligned, blocks_of, vector_planes,
-                    vectors_of)
+from ._rays import (BAND, ENTRY, FLOAT, LIMIT, TILE, Array, Block, FloatArray, Vectors, aligned, bands_of, blocks_of,
+                    vector_planes, vectors_of)
 from ._work import Progress, on_fresh_thread, run_blocks, thread_count
 from .errors import VekrError
 
@@ -587,12 +587,53 @@ class _Rays:
         spans = [_Span(block, block.width * block.height, block.width, block.height) for block in blocks]
         if rest:
             spans.append(_Span(Block(self.count - rest, rest, 1), rest, TILE, TILE))
+        bands = bands_of(self.leading)
 
         def block(number: int) -> int:
-            trace(spans[number])
+            if number < len(bands):
+                self._band(trace, *bands[number])
+            else:
+                trace(spans[number - len(bands)])
             return 0
 
-        run_blocks(block, len(spans), thread_count(threads), progress)
+        run_blocks(block, len(bands) + len(spans), thread_count(threads), progress)
+
+    def _band(self, trace: Callable[["_Span"], None], first: int, height: int) -> None:
+        """Trace some rows of a wide picture, block by block."""
+        width = self.leading[-1]
+        target = self.planes.reshape(4, self.depth, -1, width)
+        along = self.along.picture(width)[:, first : first + height]
+        starts = None if self.starts is None else self.starts.picture(width)[:, first : first + height]
+        limit = self.limit if isinstance(self.limit, float) else self.limit.reshape(-1, width)[first : first + height]
+        mask = None if self.mask is None else self.mask.reshape(-1, width)[first : first + height]
+        is_any, is_layered = trace == self.any, trace == self.layers
+        tile: Optional[_Tile] = None
+        for left in range(0, width, BAND):
+            columns = slice(left, min(left + BAND, width))
+            if tile is None or columns.stop - left != BAND:
+                tile = _Tile(self.depth, height, columns.stop - left, starts is not None)
+            _gather(along, columns, tile.vectors[:3])
+            if starts is not None:
+                _gather(starts, columns, tile.vectors[3:])
+            result = target[:, :, first : first + height, columns]
+            if is_any:
+                tile.masked[...] = 0 if mask is None else np.where(mask[:, columns], 0, -1)
+                raw.vekrIntersectAnySO_32f(self.origin, tile.along, tile.triangle, tile.distance, tile.size, self.view)
+                np.subtract(-1, tile.masked, out=result[3, 0].view(np.int32))
+                continue
+            tile.results[1:3] = 0
+            tile.results[0, 0] = limit if isinstance(limit, float) else limit[:, columns]
+            outputs = (tile.distance, tile.weights, tile.triangle, self.view)
+            if is_layered:
+                raw.vekrIntersectMultipleSO_32f(self.origin, tile.along, *outputs, (*tile.size, self.depth))
+                tile.results[0, 1:][tile.results[3, 1:].view(np.int32) < 0] = _FAR
+            elif starts is None:
+                raw.vekrIntersectEyeSO_32f(self.origin, tile.along, *outputs, tile.size)
+            else:
+                raw.vekrIntersectMO_32f(tile.starts, tile.along, *outputs, tile.size)
+            result[...] = tile.results
+        if trace == self.nearest:
+            self._again(_Span(Block(first * width, width, height), height * width, width, height))
 
     def hits(self) -> Hits:
         """Return the result in the rays' shape."""
@@ -704,6 +745,31 @@ class _Rays:
         del kept
         room[0, 1:][room[3, 1:].view(np.int32) < 0] = _FAR
         self.planes[:, :, first : first + count] = room[:, :, :count]
+
+
+def _gather(source: FloatArray, columns: slice, target: FloatArray) -> None:
+    """Copy some columns of three pictures."""
+    if source.strides[2] == ENTRY:
+        target[...] = source[:, :, columns]
+    else:
+        for c in range(3):  # one by one: numpy would go over interleaved components innermost
+            target[c] = source[c, :, columns]
+
+
+class _Tile:
+    """Memory of a block of a wide picture, and the pointers to it."""
+
+    def __init__(self, depth: int, height: int, width: int, has_starts: bool) -> None:
+        count, inputs = height * width, 6 if has_starts else 3
+        room = aligned((inputs + 4 * depth, count), make=np.zeros)
+        planes = [address(room) + ENTRY * count * k for k in range(inputs + 4 * depth)]
+        self.size = (width, height)
+        self.vectors = room[:inputs].reshape(inputs, height, width)
+        self.results = room[inputs:].reshape(4, depth, height, width)
+        self.masked = self.results[0, 0].view(np.int32)
+        self.along, self.starts = pointers(planes[:3]), pointers(planes[3:6])
+        self.distance, self.triangle = pointer(planes[inputs]), pointer(planes[inputs + 3 * depth])
+        self.weights = pointers([planes[inputs + depth], planes[inputs + 2 * depth]])
 
 
 class _Span:
