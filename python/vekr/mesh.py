@@ -626,7 +626,7 @@ class _Rays:
             outputs = (tile.distance, tile.weights, tile.triangle, self.view)
             if is_layered:
                 raw.vekrIntersectMultipleSO_32f(self.origin, tile.along, *outputs, (*tile.size, self.depth))
-                tile.results[0, 1:][tile.results[3, 1:].view(np.int32) < 0] = _FAR
+                np.copyto(tile.results[0, 1:], np.float32(_FAR), where=tile.results[3, 1:].view(np.int32) < 0)
             elif starts is None:
                 raw.vekrIntersectEyeSO_32f(self.origin, tile.along, *outputs, tile.size)
             else:
@@ -743,7 +743,7 @@ class _Rays:
         raw.vekrIntersectMultipleSO_32f(self.origin, along, pointer(start), pointers([start + row, start + 2 * row]),
                                         pointer(start + 3 * row), self.view, (span.width, span.height, self.depth))
         del kept
-        room[0, 1:][room[3, 1:].view(np.int32) < 0] = _FAR
+        np.copyto(room[0, 1:], np.float32(_FAR), where=room[3, 1:].view(np.int32) < 0)
         self.planes[:, :, first : first + count] = room[:, :, :count]
 
 
