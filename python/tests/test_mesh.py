@@ -82,6 +82,25 @@ def test_a_picture_has_the_bits_of_one_packet_block(scene):
     assert 0.2 < hits.hit.mean() < 1
 
 
+def test_a_wide_picture_has_the_bits_of_one_packet_block(scene):
+    origin, directions = CAMERA.rays(200, 132)
+    out = call_eye(scene, origin, directions)
+    for threads in (1, 3):
+        hits = scene.intersect(origin, directions, threads=threads)
+        assert hits.distance.tobytes() == out[0].tobytes() and hits.triangle.tobytes() == out[3].tobytes()
+        assert hits.u.tobytes() == out[1].tobytes() and hits.v.tobytes() == out[2].tobytes()
+    narrow = scene.layers(origin, np.ascontiguousarray(directions[:, :100]), 3)
+    wide = scene.layers(origin, directions, 3)
+    assert np.array_equal(wide.triangle[:, :, :100], narrow.triangle)
+    light = np.array([1, 3, 2], np.float32)
+    segments = scene.points(hits, 0.999) - light
+    mask = np.random.default_rng(0).random(hits.triangle.shape) < 0.8
+    blocked = scene.occluded(light, segments, mask, threads=2)
+    assert np.array_equal(blocked[:, :100], scene.occluded(light, segments[:, :100], mask[:, :100]))
+    each = scene.intersect(np.broadcast_to(origin, directions.shape), directions, np.full((132, 200), 3.5))
+    assert np.array_equal(each.hit, hits.hit & (hits.distance < 3.5)) and (each.distance[~each.hit] == 3.5).all()
+
+
 def test_interleaved_directions_and_one_origin_each_give_the_same_picture(scene):
     origin, directions = CAMERA.rays(128, 132)
     hits = scene.intersect(origin, directions)
@@ -92,7 +111,7 @@ def test_interleaved_directions_and_one_origin_each_give_the_same_picture(scene)
     assert np.allclose(hits.distance[hits.hit], each.distance[hits.hit])
 
 
-@pytest.mark.parametrize("shape", [(1,), (3,), (16,), (17,), (1000,), (40000,), (5, 7), (20, 18), (37, 64), (2, 9, 32), (0,), (4, 0), ()])
+@pytest.mark.parametrize("shape", [(1,), (3,), (16,), (17,), (1000,), (40000,), (5, 7), (20, 18), (37, 64), (130, 136), (3, 21, 260), (5, 129), (2, 9, 32), (0,), (4, 0), ()])
 def test_any_leading_shape_agrees_with_brute_force_and_threads(scene, rng, shape):
     directions = rng.normal(size=(*shape, 3)).astype(np.float32)
     hits = scene.intersect([0.1, 0.2, 2.5], directions, threads=1)

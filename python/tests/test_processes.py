@@ -164,7 +164,8 @@ def test_an_exception_out_of_progress_leaves_whole_blocks():
             vol.affine(volume, np.eye(3, 4), out=out, threads=threads, progress=progress)
         planes = out.reshape(60, -1)
         assert set(np.unique(planes.min(axis=1) + planes.max(axis=1))) <= {0, 18}
-        assert 0 < (planes.min(axis=1) == 9).sum() < 60
+        written = (planes.min(axis=1) == 9).sum()
+        assert 0 < written < 60 or threads > 1 and written == 60  # helpers may have been done with all of it
 
 
 def test_progress_counts_all_blocks():

@@ -1,8 +1,10 @@
 """Rays as the library takes them: blocks of planes whose sides are multiples of four, 16-byte aligned.
 
-Rays of any leading shape are numbered in one row. A picture whose width is a multiple of four is cut into strips of rows,
-and a strip of the picture's own planes is a block: nothing is copied but interleaved directions. A list becomes blocks of
-four columns, so that sixteen rays in a row are a tile. The last rays that fill no tile go through a block of their own.
+Rays of any leading shape are numbered in one row. A picture whose width is a multiple of four is cut into bands
+of rows. Up to 128 columns a band of the picture's own planes is a block, and nothing is copied but interleaved directions;
+in a wider one each band goes through blocks of 128 columns, which is worth the copies: neighbours in both directions meet the
+same nodes. A list becomes blocks of four columns, so that sixteen rays in a row are a tile. The last rays that fill no tile
+go through a block of their own.
 """
 
 from __future__ import annotations
@@ -21,6 +23,8 @@ TILE = 4
 _TILE_RAYS = TILE * TILE
 _BLOCK_RAYS = 1 << 14  # about; a block's planes then stay in the second cache
 _LEAST_PICTURE_WIDTH = 16
+_WIDEST_BLOCK = 128
+BAND = 128  # rows of a band, and columns of its blocks
 _CACHE_LINE = 64
 _PLANE_ALIGNMENT = 16
 ENTRY = 4  # bytes of an entry of a plane
@@ -53,8 +57,18 @@ class Block(NamedTuple):
     height: int
 
 
+def bands_of(leading: Tuple[int, ...]) -> "List[Tuple[int, int]]":
+    """Return first row and number of rows of each band of a wide picture; none of anything else."""
+    if len(leading) < 2 or leading[-1] <= _WIDEST_BLOCK or leading[-1] % TILE:
+        return []
+    rows = 1
+    for side in leading[:-1]:
+        rows *= side
+    return [(first, min(BAND, rows // TILE * TILE - first)) for first in range(0, rows // TILE * TILE, BAND)]
+
+
 def blocks_of(leading: Tuple[int, ...]) -> "Tuple[List[Block], int]":
-    """Return the blocks of rays of a leading shape, and how many rays at the end are in none.
+    """Return the blocks of rays of a leading shape that are in no band, and how many rays at the end are in none.
 
     Where rays are cut does not depend on the number of threads.
     """
@@ -62,8 +76,8 @@ def blocks_of(leading: Tuple[int, ...]) -> "Tuple[List[Block], int]":
     for side in leading:
         count *= side
     blocks: List[Block] = []
-    first = 0
-    if len(leading) >= 2 and leading[-1] >= _LEAST_PICTURE_WIDTH and leading[-1] % TILE == 0:
+    first = sum(height for _, height in bands_of(leading)) * (leading[-1] if leading else 1)
+    if not first and len(leading) >= 2 and leading[-1] >= _LEAST_PICTURE_WIDTH and leading[-1] % TILE == 0:
         width = leading[-1]
         strip = max(TILE, _BLOCK_RAYS // width // TILE * TILE)
         while count - first >= TILE * width:
@@ -108,6 +122,12 @@ class Vectors:
         if self.flat is not None:
             return self.flat[first : first + count, c]
         return self.kept[..., c].reshape(-1)[first : first + count]
+
+    def picture(self, width: int) -> FloatArray:
+        """Return the components as three pictures."""
+        if self.flat is not None:
+            return np.moveaxis(self.flat.reshape(-1, width, 3), -1, 0)
+        return np.moveaxis(self.kept, -1, 0).reshape(3, -1, width)
 
     def rows(self, chosen: Array) -> FloatArray:
         """Return the vectors of chosen rays as three planes."""

@@ -20,22 +20,18 @@ import os
 import zlib
 from dataclasses import dataclass
 from pathlib import Path
-from typing import Any, Callable, Dict, Optional, Sequence, Tuple, Union
+from typing import Any, Dict, Optional, Sequence, Tuple, Union
 
 import numpy as np
 import numpy.typing as npt
 
 from ._native import address, ffi, pointer, pointers, raw, triple
-from ._rays import (ENTRY, FLOAT, LIMIT, TILE, Array, Block, FloatArray, Vectors, aligned, blocks_of, vector_planes,
-                    vectors_of)
-from ._work import Progress, on_fresh_thread, run_blocks, thread_count
+from ._rays import ENTRY, FLOAT, LIMIT, TILE, Array, Block, FloatArray, Vectors, aligned, vector_planes, vectors_of
+from ._trace import IntArray, Rays
+from ._work import Progress, on_fresh_thread
 from .errors import VekrError
 
-IntArray = npt.NDArray[np.int32]
-
-_FAR = float(np.finfo(np.float32).max)
 _RECORD_BYTES = 40
-_PARALLEL = np.float32(1.1920929e-7)  # up to here a direction's component counts as 0
 _FORMAT = 1
 
 
@@ -292,9 +288,9 @@ class Scene:
         a multiple of four are used as they lie; directions out of :meth:`Camera.rays` are not copied at all. Rays that
         the packets would lose, with a y or z component within 1.2e-7 of 0, are traced by themselves.
         """
-        rays = _Rays(origins, directions, max_distance, self._view)
+        rays = Rays(origins, directions, max_distance, self._view)
         rays.run(rays.nearest, threads, progress)
-        return rays.hits()
+        return Hits(*rays.hits())
 
     def occluded(self, origins: Any, directions: Any, mask: Any = None, *, threads: Optional[int] = None,
                  progress: Progress = None) -> npt.NDArray[np.bool_]:
@@ -321,7 +317,7 @@ class Scene:
         A segment that ends on a surface may be found blocked by it, as its end is rounded: let it end a little before,
         as ``scene.points(hits, 0.9999)`` does.
         """
-        rays = _Rays(origins, directions, 1.0, self._view)
+        rays = Rays(origins, directions, 1.0, self._view)
         if mask is not None:
             rays.mask = np.broadcast_to(np.asarray(mask, bool), rays.leading)
         rays.run(rays.any if rays.is_single else rays.nearest, threads, progress)
@@ -348,11 +344,11 @@ class Scene:
         depth = int(depth)
         if not 1 <= depth <= LIMIT:
             raise ValueError(f"depth must be at least 1, not {depth}")
-        rays = _Rays(origin, directions, max_distance, self._view, depth)
+        rays = Rays(origin, directions, max_distance, self._view, depth)
         if not rays.is_single:
             raise ValueError("layers takes one origin (3,) for all rays")
         rays.run(rays.layers, threads, progress)
-        return rays.hits()
+        return Hits(*rays.hits())
 
     # ------------------------------------------------------------ what was hit
 
@@ -548,184 +544,3 @@ def _parts(count: int) -> "list[range]":
     """Cut entries so that all but the last few are a multiple of four, for which the library has a faster form."""
     whole = count // TILE * TILE
     return [part for part in (range(whole), range(whole, count)) if len(part)]
-
-
-class _Rays:
-    """One query: the rays, the result's planes, and how a block of them is traced."""
-
-    def __init__(self, origins: Any, directions: Any, max_distance: Any, view: Any, depth: Optional[int] = None) -> None:
-        self.directions = vectors_of(directions, "directions")
-        self.origins = vectors_of(origins, "origins")
-        self.leading = self.directions.shape[:-1]
-        self.is_single = self.origins.ndim == 1
-        if not self.is_single and self.origins.shape != self.directions.shape:
-            try:
-                leading = np.broadcast_shapes(self.origins.shape, self.directions.shape)
-            except ValueError:
-                raise ValueError(f"origins {self.origins.shape} and directions {self.directions.shape} do not fit") from None
-            self.leading = leading[:-1]
-            self.origins = np.broadcast_to(self.origins, leading)
-            self.directions = np.broadcast_to(self.directions, leading)
-        self.view = view
-        self.before = () if depth is None else (depth,)
-        self.depth = 1 if depth is None else depth
-        self.along = Vectors(self.directions)
-        self.count = self.along.count
-        self.starts = None if self.is_single else Vectors(self.origins)
-        if self.is_single:
-            self.origin = triple(self.origins.tolist())
-        self.limit = _limits(max_distance, self.leading)
-        self.mask: Optional[npt.NDArray[np.bool_]] = None
-        # Rows of the result: distance, u, v, triangle. Packets that miss the box leave weights as they are.
-        self.planes = aligned((4, self.depth, self.count), make=np.zeros)
-        self.distance, self.u, self.v = (self.planes[k] for k in range(3))
-        self.triangle = self.planes[3].view(np.int32)
-
-    def run(self, trace: Callable[["_Span"], None], threads: Optional[int], progress: Progress) -> None:
-        """Trace all blocks, and the rays that fill none."""
-        blocks, rest = blocks_of(self.leading)
-        spans = [_Span(block, block.width * block.height, block.width, block.height) for block in blocks]
-        if rest:
-            spans.append(_Span(Block(self.count - rest, rest, 1), rest, TILE, TILE))
-
-        def block(number: int) -> int:
-            trace(spans[number])
-            return 0
-
-        run_blocks(block, len(spans), thread_count(threads), progress)
-
-    def hits(self) -> Hits:
-        """Return the result in the rays' shape."""
-        shape = (*self.before, *self.leading)
-        distance, u, v, triangle = (a.reshape(shape) for a in (self.distance, self.u, self.v, self.triangle))
-        return Hits(distance, triangle, u, v, self.origins, self.directions)
-
-    def blocked(self) -> npt.NDArray[np.bool_]:
-        """Return which segments are blocked."""
-        result: npt.NDArray[np.bool_] = (self.triangle >= 0).reshape(self.leading)
-        return result if self.mask is None else result & self.mask
-
-    def _limit(self, first: int, count: int) -> Any:
-        return self.limit if isinstance(self.limit, float) else self.limit[first : first + count]
-
-    def _inputs(self, span: "_Span", vectors: Vectors) -> "Tuple[Any, Any]":
-        """Return a span's planes as a list, and what keeps them; a span that fills no block is filled up."""
-        if span.is_whole:
-            places, kept = vectors.of(span.block)
-            return pointers(places), kept
-        room = aligned((3, TILE * TILE))
-        chosen = np.minimum(np.arange(TILE * TILE), span.count - 1) + span.block.first
-        room[...] = vectors.rows(chosen)
-        start = address(room)
-        return pointers([start + ENTRY * TILE * TILE * c for c in range(3)]), room
-
-    def nearest(self, span: "_Span") -> None:
-        """Find the nearest hits of a span."""
-        first, count = span.block.first, span.count
-        size = span.width * span.height
-        room = None if span.is_whole else aligned((4, 1, size))
-        target = self.planes if room is None else room
-        start = address(target) + (ENTRY * first if room is None else 0)
-        row = ENTRY * target.shape[2]
-        distance = self.distance[0, first : first + count] if room is None else target[0, 0]
-        if room is None:
-            distance[...] = self._limit(first, count)
-        else:
-            room[1:3] = 0
-            distance[...] = np.resize(self._limit(first, count), size)
-        self._call(span, start, row)
-        if room is not None:
-            self.planes[:, 0, first:] = room[:, 0, :count]
-        self._again(span)
-
-    def _call(self, span: "_Span", start: int, row: int) -> None:
-        along, kept = self._inputs(span, self.along)
-        outputs = (pointer(start), pointers([start + row, start + 2 * row]), pointer(start + 3 * row), self.view,
-                   (span.width, span.height))
-        if self.starts is None:
-            raw.vekrIntersectEyeSO_32f(self.origin, along, *outputs)
-        else:
-            origins, kept_too = self._inputs(span, self.starts)
-            raw.vekrIntersectMO_32f(origins, along, *outputs)
-            del kept_too
-        del kept
-
-    def _again(self, span: "_Span") -> None:
-        """Trace the rays again by themselves that packets lose: parallel to y, or, with an origin each, to y or z."""
-        first, count = span.block.first, span.count
-        lost: Optional[npt.NDArray[np.bool_]] = None
-        for axis in (1,) if self.is_single else (1, 2):
-            component = np.abs(self.along.component(axis, first, count))
-            if component.min() <= _PARALLEL:
-                found = component <= _PARALLEL
-                lost = found if lost is None else lost | found
-        if lost is None:
-            return
-        chosen = np.flatnonzero(lost) + first
-        rays = len(chosen)
-        room = np.zeros((4, rays), np.float32)
-        room[0] = self.limit if isinstance(self.limit, float) else self.limit[chosen]
-        along = self.along.rows(chosen)
-        start, row = address(room), ENTRY * rays
-        planes = [address(along) + row * c for c in range(3)]
-        outputs = (pointer(start), pointers([start + row, start + 2 * row]), pointer(start + 3 * row), self.view, (rays, 1))
-        if self.starts is None:
-            raw.vekrIntersectEyeSO_32f(self.origin, pointers(planes), *outputs)
-        else:
-            origins = self.starts.rows(chosen)
-            raw.vekrIntersectMO_32f(pointers([address(origins) + row * c for c in range(3)]), pointers(planes), *outputs)
-        self.planes[:, 0, chosen] = room
-
-    def any(self, span: "_Span") -> None:
-        """Find out which segments of a span are blocked; into the row of triangles."""
-        first, count, size = span.block.first, span.count, span.width * span.height
-        mask = aligned((2, size), np.int32)  # mask, occluders
-        mask[0] = 0
-        if self.mask is not None:
-            wanted = self.mask.reshape(-1)[first : first + count]
-            mask[0, :count][~wanted] = -1
-        along, kept = self._inputs(span, self.along)
-        start = address(mask)
-        raw.vekrIntersectAnySO_32f(self.origin, along, pointer(start + ENTRY * size), pointer(start),
-                                   (span.width, span.height), self.view)
-        del kept
-        np.negative(mask[0, :count], out=self.triangle[0, first : first + count])
-        self.triangle[0, first : first + count] -= 1  # 0 where blocked, otherwise -1
-
-    def layers(self, span: "_Span") -> None:
-        """Find the successive hits of a span."""
-        first, count, size = span.block.first, span.count, span.width * span.height
-        room = aligned((4, self.depth, size), make=np.zeros)
-        room[0, 0] = self._limit(first, count) if span.is_whole else np.resize(self._limit(first, count), size)
-        along, kept = self._inputs(span, self.along)
-        start, row = address(room), ENTRY * size * self.depth
-        raw.vekrIntersectMultipleSO_32f(self.origin, along, pointer(start), pointers([start + row, start + 2 * row]),
-                                        pointer(start + 3 * row), self.view, (span.width, span.height, self.depth))
-        del kept
-        room[0, 1:][room[3, 1:].view(np.int32) < 0] = _FAR
-        self.planes[:, :, first : first + count] = room[:, :, :count]
-
-
-class _Span:
-    """Rays `block` that are traced as a block of width * height rays, which may be more."""
-
-    def __init__(self, block: Block, count: int, width: int, height: int) -> None:
-        self.block, self.count, self.width, self.height = block, count, width, height
-        self.is_whole = count == width * height
-
-
-def _limits(max_distance: Any, leading: Tuple[int, ...]) -> Any:
-    """Return the farthest distances: one number, or one for each ray in their order."""
-    if max_distance is None:
-        return _FAR
-    array = np.asarray(max_distance)
-    if array.dtype.kind not in "fiu":
-        raise TypeError("max_distance must be a number, or hold numbers")
-    with np.errstate(over="ignore"):
-        array = array.astype(np.float32, copy=False)
-    if array.ndim == 0:
-        return float(array)
-    try:
-        return np.ascontiguousarray(np.broadcast_to(array, leading)).reshape(-1)
-    except ValueError:
-        raise ValueError(f"max_distance {array.shape} does not fit rays of shape {leading}") from None
