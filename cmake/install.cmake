@@ -1,5 +1,5 @@
-# Header, libraries, CMake package and pkg-config file; the programs with manual pages and completion. Three components:
-# runtime, dev, tools.
+# Header, libraries, CMake package and pkg-config file; the programs with manual pages and completion. Three components,
+# which are the three packages of packages.cmake: runtime, dev, tools.
 
 include(CMakePackageConfigHelpers)
 
@@ -61,4 +61,8 @@ endif()
 if(PROJECT_IS_TOP_LEVEL)
   add_custom_target(uninstall COMMAND ${CMAKE_COMMAND} -DBUILD=${PROJECT_BINARY_DIR} -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake
     COMMENT "Removing what the last installation has put down")
+  find_program(VEKR_DPKG_DEB dpkg-deb)
+  if(VEKR_DPKG_DEB AND VEKR_LIBRARY_TYPE STREQUAL SHARED)
+    include(cmake/packages.cmake)
+  endif()
 endif()
