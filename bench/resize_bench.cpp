@@ -11,7 +11,9 @@
 #include <string>
 #include <vector>
 
+#include "bench/volume_inputs.h"
 #include "tests/reference/resize_reference.h"
+#include "tests/support/volume_calls.h"
 #include "vekcore/vekcore.h"
 #include "vekr.h"
 
@@ -60,14 +62,8 @@ void resize(const Voxel *source, Voxel *destination, const reference::ResizeRequ
                     to * r.dstBox.height, r.dstBox, r.factor[0], r.factor[1], r.factor[2], r.shift[0],
                     r.shift[1], r.shift[2], r.code, buffer);
   };
-  VekStatus status;
-  if constexpr (sizeof(Voxel) == 1)
-    status = call(vekrResize_8u_C1V);
-  else if constexpr (sizeof(Voxel) == 2)
-    status = call(vekrResize_16u_C1V);
-  else
-    status = call(vekrResize_32f_C1V);
-  if (status != vekOk) std::abort();
+  const auto function = vekr_test::forVoxel<Voxel>(vekrResize_8u_C1V, vekrResize_16u_C1V, vekrResize_32f_C1V);
+  if (call(function) != vekOk) std::abort();
 }
 
 std::vector<uint8_t> bufferOf(const reference::ResizeRequest &r) {
@@ -136,16 +132,14 @@ void copy(benchmark::State &state, Setting s) {
       benchmark::Counter(static_cast<double>(source.size()), benchmark::Counter::kIsIterationInvariantRate);
 }
 
-struct Code {
-  int32_t code;
-  const char *name;
-};
-
 // All cubic codes share one way through the library: two of them stand for the four.
-constexpr Code kCodes[] = {{vekrInterNearest, "nearest"},
-                           {vekrInterLinear, "linear"},
-                           {vekrInterCubicLagrange, "lagrange"},
-                           {vekrInterCubicMitchell, "mitchell"}};
+std::vector<vekr_bench::Code> measuredCodes() {
+  std::vector<vekr_bench::Code> codes;
+  for (const vekr_bench::Code &code : vekr_bench::kCodes) {
+    if (code.code != vekrInterCubicBSpline && code.code != vekrInterCubicCatmullRom) codes.push_back(code);
+  }
+  return codes;
+}
 
 template <class Voxel>
 void registerAll(const std::string &type) {
@@ -154,7 +148,7 @@ void registerAll(const std::string &type) {
       if (size.width == 512 && factor == 2.0) continue;  // gigabytes
       char tail[40];
       std::snprintf(tail, sizeof tail, "/%g%s", factor, size.width == 512 ? "[512x512x256]" : "");
-      for (const Code &code : kCodes) {
+      for (const vekr_bench::Code &code : measuredCodes()) {
         const Setting s = {size, factor, code.code};
         benchmark::RegisterBenchmark((type + "/" + code.name + tail).c_str(), run<Voxel>, s, 1)
             ->Unit(benchmark::kMillisecond);
@@ -169,7 +163,7 @@ const bool registered = [] {
   registerAll<uint8_t>("8u");
   registerAll<uint16_t>("16u");
   registerAll<float>("32f");
-  for (const Code &code : kCodes) {
+  for (const vekr_bench::Code &code : measuredCodes()) {
     benchmark::RegisterBenchmark((std::string("32f/all threads/") + code.name + "/1.3").c_str(), run<float>,
                                  Setting{{256, 256, 256}, 1.3, code.code}, 0)
         ->Unit(benchmark::kMillisecond)

@@ -44,6 +44,7 @@ add_library(vekr_library_flags INTERFACE)
 target_link_libraries(vekr_library_flags INTERFACE vekr_flags)
 target_compile_options(vekr_library_flags INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
+  "SHELL:-include \"${PROJECT_SOURCE_DIR}/frame/exact_math.h\""  # refuses -ffast-math among a packager's flags
   -fvisibility=hidden
   -Wconversion -Wno-sign-conversion -Wshadow -Wpedantic)
 

@@ -1,5 +1,5 @@
 # Header, libraries, CMake package and pkg-config file; the programs with manual pages and completion. Three components,
-# which are the three packages of packages.cmake: runtime, dev, tools.
+# which are the three packages of packages.cmake: runtime, dev, tools; and python, of which no package is made yet.
 
 include(CMakePackageConfigHelpers)
 
@@ -56,6 +56,14 @@ vekr_install_program(vekr-volume volume)
 vekr_install_program(vekr-sh-light sh-light)
 if(vekr_pages)
   add_custom_target(vekr_manual ALL DEPENDS ${vekr_pages})
+endif()
+
+# The Python package, in a folder beside the libraries, where it finds them: PYTHONPATH=PREFIX/lib/python.
+option(VEKR_INSTALL_PYTHON "Install the Python package beside the library" OFF)
+if(VEKR_INSTALL_PYTHON)
+  install(DIRECTORY python/vekr DESTINATION ${CMAKE_INSTALL_LIBDIR}/python COMPONENT python
+    FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)
+  install(FILES include/vekr.h DESTINATION ${CMAKE_INSTALL_LIBDIR}/python/vekr/_native COMPONENT python)
 endif()
 
 if(PROJECT_IS_TOP_LEVEL)

@@ -3,7 +3,6 @@
 #include <bit>
 
 #include "filter/pair_kernels.h"
-#include "filter/taps.h"
 #include "filter/wide_kernels.h"
 #include "filter/window.h"
 
@@ -32,46 +31,48 @@ auto pairKernelFor(VekrVolumeSize kernelSize) {
 
 }  // namespace
 
-void ownrFilter_16s_C1PV(const int16_t *const *pSrc, int32_t srcStep, int16_t *const *pDst, int32_t dstStep,
-                         VekrVolumeSize dstSize, const int32_t *pKernel, VekrVolumeSize kernelSize,
-                         VekrVolumePoint anchor, int32_t divisor, uint8_t *pBuffer) {
-  const Divisor by = divisorOf(divisor);
+void ownrFilter_16s_C1PV(const FilterCall &call) {
+  const FilterKernel &kernel = call.kernel;
+  const VekrVolumeSize size = call.size;
+  const Divisor by = divisorOf(call.divisor);
   // For every destination row: row(its window, its voxels).
   const auto forRows = [&](const auto &row) {
     // The first source voxel under the kernel, as seen from the destination's own place.
-    const int64_t column = static_cast<int64_t>(anchor.x) - (kernelSize.width - 1);
-    const int64_t line = static_cast<int64_t>(anchor.y) - (kernelSize.height - 1);
-    const int64_t plane = static_cast<int64_t>(anchor.z) - (kernelSize.depth - 1);
-    for (int32_t z = 0; z < dstSize.depth; ++z) {
-      for (int32_t y = 0; y < dstSize.height; ++y) {
-        row(SourceWindow{pSrc + z + plane, (y + line) * srcStep + column, srcStep},
-            pDst[z] + static_cast<int64_t>(y) * dstStep);
+    const int64_t column = static_cast<int64_t>(call.anchor.x) - (kernel.size.width - 1);
+    const int64_t line = static_cast<int64_t>(call.anchor.y) - (kernel.size.height - 1);
+    const int64_t plane = static_cast<int64_t>(call.anchor.z) - (kernel.size.depth - 1);
+    const ListVolume<const int16_t> source = call.source;
+    for (int32_t z = 0; z < size.depth; ++z) {
+      const Rows<int16_t> rows = call.destination.plane(z);
+      for (int32_t y = 0; y < size.height; ++y) {
+        row(SourceWindow{source.planes.planes + z + plane, (y + line) * source.step + column, source.step},
+            rows.row(y));
       }
     }
   };
 
-  const Form form = formOf(dstSize.width, pKernel, kernelSize);
+  const Form form = formOf(size.width, kernel);
   if (form == Form::wide) {
     const auto filterRow = VEKR_DISPATCH(ownpr_FilterWide_16s);
     forRows([&](const SourceWindow &window, int16_t *voxels) {
-      filterRow(window, pKernel, kernelSize, dstSize.width, by, voxels);
+      filterRow(window, kernel, size.width, by, voxels);
     });
     return;
   }
-  const WorkBuffer work = workBufferAt(pBuffer, kernelSize);
-  const TapRows taps = ownPrepareTaps_32s16s(pKernel, kernelSize, work.groups);
+  const WorkBuffer work = workBufferAt(call.buffer, kernel.size);
+  const TapRows taps = ownPrepareTaps_32s16s(kernel, work.groups);
   if (form == Form::widePairs) {
     const auto filterRow = VEKR_DISPATCH(ownpr_FilterWidePairs_16s);
     forRows([&](const SourceWindow &window, int16_t *voxels) {
-      filterRow(window, taps, dstSize.width, by, voxels);
+      filterRow(window, taps, size.width, by, voxels);
     });
     return;
   }
-  const auto sumRow = pairKernelFor(kernelSize);
+  const auto sumRow = pairKernelFor(kernel.size);
   const auto convertRow = VEKR_DISPATCH(ownpr_Convert_32s16s);
   forRows([&](const SourceWindow &window, int16_t *voxels) {
-    sumRow(window, taps, dstSize.width, work.sums);
-    convertRow(work.sums, voxels, dstSize.width, by);
+    sumRow(window, taps, size.width, work.sums);
+    convertRow(work.sums, voxels, size.width, by);
   });
 }
 

@@ -1,14 +1,24 @@
-// Driver of the filter: takes arguments that the door has passed, with steps in elements.
+// Driver of the filter: takes arguments that the door has passed.
 #pragma once
 
 #include <cstdint>
 
+#include "filter/taps.h"
 #include "vekr.h"
+#include "volume/view.h"
 
 namespace vekr {
 
-void ownrFilter_16s_C1PV(const int16_t *const *pSrc, int32_t srcStep, int16_t *const *pDst, int32_t dstStep,
-                         VekrVolumeSize dstSize, const int32_t *pKernel, VekrVolumeSize kernelSize,
-                         VekrVolumePoint anchor, int32_t divisor, uint8_t *pBuffer);
+struct FilterCall {
+  ListVolume<const int16_t> source;
+  ListVolume<int16_t> destination;
+  VekrVolumeSize size;  // of the destination
+  FilterKernel kernel;
+  VekrVolumePoint anchor;
+  int32_t divisor;
+  uint8_t *buffer;
+};
+
+void ownrFilter_16s_C1PV(const FilterCall &call);
 
 }  // namespace vekr

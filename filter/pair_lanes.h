@@ -12,8 +12,10 @@ constexpr int kSumLanes = 8;
 using Sums = Int<kSumLanes>;
 using Words = Short<2 * kSumLanes>;
 
-// One pair of taps in all lanes.
-inline Sums pairOf(const int16_t *group) { return loadAs<int32_t>(group); }
+// One pair of taps in all lanes, from a group, which holds it four times.
+inline Sums pairOf(const int16_t *group) {
+  return loadRepeated<kSumLanes>(reinterpret_cast<const int32_t *>(group));
+}
 // (0, tap), from a group of (tap, 0).
 inline Sums singleOf(const int16_t *group) { return loadAs<int32_t>(group + 1); }
 

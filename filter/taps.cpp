@@ -17,10 +17,6 @@ constexpr int64_t kMostPairedTaps = 1 << 16;
 
 constexpr uint32_t raised(uint32_t bytes) { return (bytes + 15) & ~15u; }
 
-int64_t tapCount(VekrVolumeSize kernelSize) {
-  return static_cast<int64_t>(kernelSize.width) * kernelSize.height * kernelSize.depth;
-}
-
 int64_t rowWords(VekrVolumeSize kernelSize) {
   return (static_cast<int64_t>(kernelSize.width) + 1) / 2 * kGroupWords;
 }
@@ -42,27 +38,27 @@ int32_t bufferBytes(int32_t dstWidth, VekrVolumeSize kernelSize) {
   return static_cast<int32_t>(2 * taps + 4 * row);
 }
 
-Form formOf(int32_t dstWidth, const int32_t *pKernel, VekrVolumeSize kernelSize) {
+Form formOf(int32_t dstWidth, const FilterKernel &kernel) {
   // A tile of pairs is 16 voxels wide, and a pair doesn't fit into a row of one tap.
-  if (dstWidth < kLeastWidth || kernelSize.width < 2) return Form::wide;
+  if (dstWidth < kLeastWidth || kernel.size.width < 2) return Form::wide;
   int64_t sum = 0;
   int32_t least = 0, largest = 0;
-  for (int64_t i = 0; i < tapCount(kernelSize); ++i) {
-    sum += pKernel[i];
-    if (pKernel[i] < least) least = pKernel[i];
-    if (pKernel[i] > largest) largest = pKernel[i];
+  for (int64_t i = 0; i < kernel.tapCount(); ++i) {
+    sum += kernel.taps[i];
+    if (kernel.taps[i] < least) least = kernel.taps[i];
+    if (kernel.taps[i] > largest) largest = kernel.taps[i];
   }
   if (sum <= kLargestTapSum && least >= kLeastTap && largest <= kLargestTap &&
-      kernelSize.width >= kLeastKernel && kernelSize.height >= kLeastKernel &&
-      kernelSize.depth >= kLeastKernel) {
+      kernel.size.width >= kLeastKernel && kernel.size.height >= kLeastKernel &&
+      kernel.size.depth >= kLeastKernel) {
     return Form::wrapping;
   }
   // Two products of -32768 and -32768 don't fit into 32 bits.
-  const bool pairsFit = least >= -32767 && largest <= 32767 && tapCount(kernelSize) <= kMostPairedTaps;
+  const bool pairsFit = least >= -32767 && largest <= 32767 && kernel.tapCount() <= kMostPairedTaps;
   return pairsFit ? Form::widePairs : Form::wide;
 }
 
-TapRows ownPrepareTaps_32s16s(const int32_t *pKernel, VekrVolumeSize kernelSize, int16_t *groups) {
+TapRows ownPrepareTaps_32s16s(const FilterKernel &kernel, int16_t *groups) {
   int16_t *next = groups;
   // One store a group; and with a vector of its own in it, the loop stays as it is: g++ 12, left to make vectors of it,
   // reads eight bytes in front of the first tap.
@@ -71,14 +67,14 @@ TapRows ownPrepareTaps_32s16s(const int32_t *pKernel, VekrVolumeSize kernelSize,
     VEKR_ISA::asWords(VEKR_ISA::Int<4>(static_cast<int32_t>(pair))).store(next);
     next += kGroupWords;
   };
-  for (int64_t rowStart = tapCount(kernelSize) - kernelSize.width; rowStart >= 0;
-       rowStart -= kernelSize.width) {
-    int32_t left = kernelSize.width;
-    for (; left >= 2; left -= 2) put(pKernel[rowStart + left - 1], pKernel[rowStart + left - 2]);
-    if (left == 1) put(pKernel[rowStart], 0);
+  for (int64_t rowStart = kernel.tapCount() - kernel.size.width; rowStart >= 0;
+       rowStart -= kernel.size.width) {
+    int32_t left = kernel.size.width;
+    for (; left >= 2; left -= 2) put(kernel.taps[rowStart + left - 1], kernel.taps[rowStart + left - 2]);
+    if (left == 1) put(kernel.taps[rowStart], 0);
   }
   put(0, 0);
-  return {groups, kernelSize.width, kernelSize.height, kernelSize.depth};
+  return {groups, kernel.size.width, kernel.size.height, kernel.size.depth};
 }
 
 }  // namespace vekr

@@ -13,7 +13,15 @@ namespace vekr {
 
 constexpr int32_t kGroupWords = 8;
 
-// A kernel as it lies in the work buffer.
+// A kernel as callers give it: taps lie row by row without gaps.
+struct FilterKernel {
+  const int32_t *taps;
+  VekrVolumeSize size;
+
+  int64_t tapCount() const { return int64_t{size.width} * size.height * size.depth; }
+};
+
+// The same as it lies in the work buffer.
 struct TapRows {
   const int16_t *groups;  // 16-byte aligned
   int32_t width, height, depth;
@@ -40,9 +48,9 @@ enum class Form {
   wide        // any
 };
 
-Form formOf(int32_t dstWidth, const int32_t *pKernel, VekrVolumeSize kernelSize);
+Form formOf(int32_t dstWidth, const FilterKernel &kernel);
 
 // Writes taps of the forms with pairs, and the empty group behind them.
-TapRows ownPrepareTaps_32s16s(const int32_t *pKernel, VekrVolumeSize kernelSize, int16_t *groups);
+TapRows ownPrepareTaps_32s16s(const FilterKernel &kernel, int16_t *groups);
 
 }  // namespace vekr

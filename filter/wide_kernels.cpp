@@ -32,16 +32,16 @@ struct SplitSum {
 
 // The sums of N * groups voxels from window column `first` on, to sums from `place` on.
 template <int N, int groups>
-void sumGroups(const SourceWindow &window, const int32_t *pKernel, VekrVolumeSize kernelSize, int32_t first,
-               WideSums &sums, int32_t place) {
+void sumGroups(const SourceWindow &window, const FilterKernel &kernel, int32_t first, WideSums &sums,
+               int32_t place) {
   sums.clear(place, N * groups);
   SplitSum<N> split[groups];
   const auto moveOver = [&] {
     for (int g = 0; g < groups; ++g) split[g].moveTo(sums, place + g * N);
   };
   int64_t room = kAddendsAtOnce;
-  const int32_t *tapsEnd =
-      pKernel + static_cast<int64_t>(kernelSize.width) * kernelSize.height * kernelSize.depth;
+  const VekrVolumeSize kernelSize = kernel.size;
+  const int32_t *tapsEnd = kernel.taps + kernel.tapCount();
   for (int32_t k = 0; k < kernelSize.depth; ++k) {
     for (int32_t j = 0; j < kernelSize.height; ++j, tapsEnd -= kernelSize.width) {
       const int16_t *const row = window.row(k, j) + first;
@@ -77,13 +77,13 @@ void filterTile(const SourceWindow &window, const TapRows &taps, int32_t first, 
 
 }  // namespace
 
-void ownpr_FilterWide_16s(const SourceWindow &window, const int32_t *pKernel, VekrVolumeSize kernelSize,
-                          int32_t width, const Divisor &by, int16_t *voxels) {
+void ownpr_FilterWide_16s(const SourceWindow &window, const FilterKernel &kernel, int32_t width,
+                          const Divisor &by, int16_t *voxels) {
   constexpr int kGroupsAtOnce = kTile / kWidestGroup;
   WideSums sums;
   int32_t first = 0;
   for (; first + kTile <= width; first += kTile) {
-    sumGroups<kWidestGroup, kGroupsAtOnce>(window, pKernel, kernelSize, first, sums, 0);
+    sumGroups<kWidestGroup, kGroupsAtOnce>(window, kernel, first, sums, 0);
     convertSums(sums, voxels + first, kTile, by);
   }
   const int32_t left = width - first;
@@ -92,7 +92,7 @@ void ownpr_FilterWide_16s(const SourceWindow &window, const int32_t *pKernel, Ve
   const auto sumBy = [&]<int N>() {
     while (left >= N && done < left) {
       const int32_t place = done + N <= left ? done : left - N;
-      sumGroups<N, 1>(window, pKernel, kernelSize, first + place, sums, place);
+      sumGroups<N, 1>(window, kernel, first + place, sums, place);
       done = place + N;
     }
   };

@@ -56,14 +56,14 @@ enum {
   vekOk = 0,
   vekWarnNoVoxels = 1,   /* resize: the destination region is empty along an axis; nothing was written */
   vekWarnNoOverlap = 40, /* volumes: the region asked for does not overlap the volume; nothing was written */
-  vekErrTreeInternal = -2,   /* tree build: a node's parts don't add up; never seen with finite vertices */
-  vekErrMemAlloc = -4,       /* tree build: no memory for the tree, or a budget too small to begin */
-  vekErrContext = -5,        /* tree build: the context's identifier is unknown */
-  vekErrSize = -6,           /* a count, length, dimension or divisor is out of range */
-  vekErrBadArg = -7,         /* spherical harmonics: band or state type not acceptable */
-  vekErrNullPtr = -8,        /* a pointer is null; looked for before sizes, but for the tree's context */
-  vekErrTreeBuild = -9,      /* tree build: the budget or the memory ran out; everything has been released */
-  vekErrRange = -11,         /* tree build: a field of the context is out of range */
+  vekErrTreeInternal = -2, /* tree build: a node's parts don't add up; never seen with finite vertices */
+  vekErrMemAlloc = -4,     /* tree build: no memory for the tree, or a budget too small to begin */
+  vekErrContext = -5,      /* tree build: the context's identifier is unknown */
+  vekErrSize = -6,         /* a count, length, dimension or divisor is out of range */
+  vekErrBadArg = -7,       /* spherical harmonics: band or state type not acceptable */
+  vekErrNullPtr = -8,      /* a pointer is null; looked for before sizes, but for the tree's context */
+  vekErrTreeBuild = -9, /* tree build: budget or memory ran out, with a budget or without; all is released */
+  vekErrRange = -11,    /* tree build: a field of the context is out of range */
   vekErrInterpolation = -22, /* volumes: interpolation code not one that the function takes */
   vekErrResizeFactor = -23,  /* resize: a factor is not positive */
   vekErrChannel = -53,       /* buffer size queries: the channel count is not 1 */
@@ -131,15 +131,17 @@ typedef struct VekrPSAHBuildContext {
 
 /* Builds a tree and allocates its block.
  *   ppTree         receives the root's address; written on success only
- *   pVertices      vertexCount vertices
+ *   pVertices      vertexCount vertices; the surface-area builder without pBounds reads the first vertex of a
+ *                  mesh that has triangles also if vertexCount is 0
  *   pIndices       triangleCount triangles
  *   vertexCount, triangleCount   0 or more; the tree of no triangles is an empty leaf
  *   pTreeSize      receives the tree's size in bytes; written on success only
  *   pContext       one of the two contexts above
  * Errors: vekErrNullPtr (ppTree, pVertices, pIndices, pTreeSize), vekErrSize (a negative count),
- * vekErrNullPtr (pContext), vekErrContext, vekErrRange (maxDepth, splitBias; a NaN is taken), vekErrMemAlloc
- * (memoryLimitMB 0 to 31, or too small for the mesh to begin), vekErrTreeBuild or vekErrTreeInternal (on the
- * way), vekErrMemAlloc (no memory for the tree). After an error nothing remains allocated.
+ * vekErrNullPtr (pContext), vekErrContext (an unknown identifier: nothing behind it is read), vekErrRange
+ * (maxDepth, splitBias; a NaN is taken), vekErrMemAlloc (memoryLimitMB 0 to 31, or too small for the mesh to
+ * begin), vekErrTreeBuild (budget or memory run out on the way, memory also where there is no budget) or
+ * vekErrTreeInternal, vekErrMemAlloc (no memory for the tree). After an error nothing remains allocated.
  * The tree of finite vertices is a function of the arguments alone. The caller gives it back with
  * vekrKDTreeFree.
  * Threads: in nodes of more than 4096 pieces the surface-area builder may fork up to three, no more than the
@@ -403,8 +405,8 @@ VEKR_API VekStatus vekrSetBoundBox_32f(const float *pVertices, int32_t count, fl
  *   pVertices, pIndices   a mesh
  *   pTriangleNormals      out, three consecutive floats a triangle
  *   count                 triangles; below 1: nothing is read or written
- * Threads: forks ownGetNumThreads() OpenMP threads, at most one for each triangle; the result doesn't depend
- * on their number.
+ * Threads: forks ownGetNumThreads() OpenMP threads, at most one for each triangle and at most 1024; the
+ * result doesn't depend on their number.
  * Errors: vekErrNullPtr (pVertices, pIndices, pTriangleNormals). */
 VEKR_API VekStatus vekrTriangleNormal_32f(const float *pVertices, const int32_t *pIndices,
                                           float *pTriangleNormals, int32_t count);
@@ -627,7 +629,7 @@ enum {
  * Errors: vekErrNullPtr (pSrc, pDst, pXMap, pYMap, pZMap), vekErrSize (a size below 1 or a box origin below
  * 0), vekErrInterpolation, vekWarnNoOverlap.
  * Threads: destinations of at least 16 voxels a side are divided by planes among as many as the companion
- * library allows; the result doesn't depend on it. */
+ * library allows, at most one for each plane and at most 1024; the result doesn't depend on it. */
 VEKR_API VekStatus vekrRemap_8u_C1PV(const uint8_t *const *pSrc, VekrVolumeSize srcSize, int32_t srcStep,
                                      VekrVolumeBox srcBox, const float *const *pXMap,
                                      const float *const *pYMap, const float *const *pZMap, int32_t mapStep,
@@ -664,7 +666,8 @@ VEKR_API VekStatus vekrRemap_32f_C1PV(const float *const *pSrc, VekrVolumeSize s
  * scale).
  * Threads: boxes of at least 16 voxels a side are divided by planes among as many as the companion library
  * allows. Each thread starts its running sums by multiplication, so that the last bits of a coordinate, and
- * with them a decision at a region's bound or a tie, may depend on the number of threads. */
+ * with them a decision at a region's bound or a tie, may depend on the number of threads. A number above that
+ * of the planes gives what one thread does, and runs as one; of more than 1024 fewer do the sums of all. */
 VEKR_API VekStatus vekrWarpAffine_8u_C1PV(const uint8_t *const *pSrc, VekrVolumeSize srcSize, int32_t srcStep,
                                           VekrVolumeBox srcBox, uint8_t *const *pDst, int32_t dstStep,
                                           VekrVolumeBox dstBox, const double *pCoeffs, int32_t interpolation);
@@ -795,8 +798,8 @@ VEKR_API VekStatus vekrFilter_16s_C1PV(const int16_t *const *pSrc, int32_t srcSt
  * (no voxel to write). In all of them the destination is as it was.
  *
  * Threads: calls on separate destinations and buffers may run side by side. vekrResize_32f_C1V alone forks:
- * it shares the planes among ownGetNumThreads() OpenMP threads where the region to write has at least 16
- * voxels along each axis. The result doesn't depend on their number.
+ * it shares the planes among ownGetNumThreads() OpenMP threads, at most one for each plane and at most 1024,
+ * where the region to write has at least 16 voxels along each axis. The result doesn't depend on their number.
  * -------------------------------------------------------------------------------------------------------- */
 
 /* Size of the work buffer in bytes, for all six functions. It is computed in 32 bits, and is proportional to

@@ -72,23 +72,25 @@ static inline const int32_t *leafList(const VekrKDTreeNode *leaf) {
 }
 
 // Calls visit(triangle) for the triangles of a leaf in their order, until it returns false; returns whether
-// all have been visited.
+// all have been visited. Spelled out rather than through the functions above: the walks' code depends on the order in
+// which the fields are taken.
 template <class Visit>
 static inline bool forLeafTriangles(const VekrKDTreeNode *leaf, const Visit &visit) {
   const int32_t word0 = leaf->word0, word1 = leaf->word1;
-  if (hasList(*leaf)) {
-    const int32_t *list = leafList(leaf);
+  if (word1 > 0) {
+    const auto *list =
+        reinterpret_cast<const int32_t *>(reinterpret_cast<const char *>(leaf) - (word0 & kListDistanceBits));
     for (int32_t i = 0; i < word1; ++i) {
       if (!visit(list[i])) return false;
     }
     return true;
   }
-  const int32_t first = word0 & kFirstBits, middle = (word1 & kMiddleBits) >> kMiddleShift;
+  const int32_t middle = (word1 & kMiddleBits) >> kMiddleShift;
   switch (word1 & kInlineCountBits) {  // 0 for an empty leaf, and for an inline leaf of none
     case 1:
-      return visit(first);
+      return visit(word0 & kFirstBits);
     case 2:
-      return visit(first) && visit(middle);
+      return visit(word0 & kFirstBits) && visit(middle);
     case 3:
       return visit(middle - ((word0 & kBelowBits) >> kBelowShift)) && visit(middle) &&
              visit(middle + (word0 & kAboveBits));
@@ -99,7 +101,7 @@ static inline bool forLeafTriangles(const VekrKDTreeNode *leaf, const Visit &vis
 
 // ---------------------------------------------------------------- making
 
-// Distances are in bytes, from the node on.
+// Distances are in bytes, from the node on, and above 0.
 static inline VekrKDTreeNode innerNode(int32_t axis, float plane, int64_t pairDistance) {
   return {static_cast<int32_t>(pairDistance) | axis, std::bit_cast<int32_t>(plane)};
 }

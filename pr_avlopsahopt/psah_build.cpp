@@ -13,7 +13,7 @@ VekStatus growTree(const PsahBuild &build, const int32_t *pIndices, int32_t tria
                    const float *pBounds, float splitBias, VekrBuildNode **ppRoot) {
   VekrPatch *patches = nullptr;
   int32_t count = 0;
-  float vertexBounds[6];
+  float vertexBounds[6] = {};
   const VekStatus made =
       pBounds != nullptr
           ? localInitPatchesFromTrianglesBB(&patches, &count, pIndices, triangleCount, pBounds, build)

@@ -15,6 +15,7 @@ uint32_t firstWord(int32_t triangle, int32_t vertexCount) {
   return static_cast<uint32_t>(triangle) << kTriangleShift | static_cast<uint32_t>(vertexCount);
 }
 
+// The first vertex counts whatever their number is [C102].
 void boundVertices(const VekrBuildVertices &vertices, float *pBox) {
   for (int axis = 0; axis < 3; ++axis) pBox[axis] = pBox[axis + 3] = vertices.base[axis];
   for (const float *v = vertices.base; v < vertices.end; v += 3) {
@@ -103,7 +104,7 @@ bool keepPoint(VekrBuildState &state, const float **vertex) {
 VekStatus localInitPatchesFromTriangles(VekrPatch **ppPatches, int32_t *pCount, const int32_t *pIndices,
                                         int32_t triangleCount, float *pBox, const PsahBuild &build) {
   VekrBuildState &state = *build.state;
-  boundVertices(state.vertices, pBox);
+  if (triangleCount > 0) boundVertices(state.vertices, pBox);  // nobody asks for the box of no triangles
   auto *patches = static_cast<VekrPatch *>(
       takeFromPool(state.patchPool, sizeof(VekrPatch) * static_cast<uint64_t>(triangleCount)));
   if (patches == nullptr) return vekErrTreeBuild;

@@ -11,12 +11,18 @@
 
 using namespace vekr;
 
+namespace {
+
+constexpr int32_t kMostThreads = 1024;  // as in the volume functions [C101]
+
+}  // namespace
+
 VekStatus vekrTriangleNormal_32f(const float *pVertices, const int32_t *pIndices, float *pTriangleNormals,
                                  int32_t count) {
   if (anyNull(pVertices, pIndices, pTriangleNormals)) return vekErrNullPtr;
   if (count < 1) return vekOk;
   const auto kernel = VEKR_DISPATCH(ownTriangleNormal_32f);
-  const int32_t threads = std::clamp(ownGetNumThreads(), 1, count);
+  const int32_t threads = std::clamp(ownGetNumThreads(), 1, std::min(count, kMostThreads));
   // One block of triangles a thread, in order; the runtime may give fewer threads than asked for.
 #pragma omp parallel num_threads(threads) if (threads > 1)
   {

@@ -9,22 +9,20 @@ using namespace vekr;
 namespace {
 
 template <class Voxel>
-VekStatus remap(const Voxel *const *pSrc, VekrVolumeSize srcSize, int32_t srcStep, VekrVolumeBox srcBox,
-                const float *const *pXMap, const float *const *pYMap, const float *const *pZMap,
-                int32_t mapStep, Voxel *const *pDst, int32_t dstStep, VekrVolumeSize dstSize,
+VekStatus remap(const SourceArguments<Voxel> &source, const CoordinateMaps &maps,
+                const DestinationArguments<Voxel> &destination, VekrVolumeSize dstSize,
                 int32_t interpolation) {
-  if (anyNull(pSrc, pDst, pXMap, pYMap, pZMap)) return vekErrNullPtr;
-  if (isEmpty(srcSize) || isUnfit(srcBox) || isEmpty(dstSize)) return vekErrSize;
-  if (!isInterpolation(interpolation)) return vekErrInterpolation;
-  if (!overlaps(srcBox, srcSize)) return vekWarnNoOverlap;
-  const RegionBox region = clipped(srcBox, srcSize);
-  RemapDriver *const driver =
-      (*VEKR_DISPATCH(ownrRemapInter))[voxelRow<Voxel>()][interpolationFor(interpolation, srcSize)];
-  forPlaneShares(dstSize, [&](PlaneShare share, int32_t, int32_t) {
-    driver(pSrc, pDst + share.first, elementStep<Voxel>(srcStep), dstStep, pXMap + share.first,
-           pYMap + share.first, pZMap + share.first, mapStep, region, dstSize.width, dstSize.height,
-           share.count);
-  });
+  if (anyNull(source.planes, destination.planes, maps.planes[0], maps.planes[1], maps.planes[2])) {
+    return vekErrNullPtr;
+  }
+  if (isEmpty(source.size) || isUnfit(source.box) || isEmpty(dstSize)) return vekErrSize;
+  const InterpolationKind *const kind = interpolationOf(interpolation);
+  if (kind == nullptr) return vekErrInterpolation;
+  if (!overlaps(source.box, source.size)) return vekWarnNoOverlap;
+  const auto driver =
+      VEKR_DISPATCH(ownrRemapInter)->template driver<Voxel>(interpolationFor(*kind, source.size));
+  const RemapCall call = {source.view(), destination.view(), maps, dstSize.width, dstSize.height};
+  forPlaneShares(dstSize, [&](PlaneShare share, int32_t, int32_t) { driver(call, share); });
   return vekOk;
 }
 
@@ -34,22 +32,22 @@ VekStatus vekrRemap_8u_C1PV(const uint8_t *const *pSrc, VekrVolumeSize srcSize, 
                             VekrVolumeBox srcBox, const float *const *pXMap, const float *const *pYMap,
                             const float *const *pZMap, int32_t mapStep, uint8_t *const *pDst, int32_t dstStep,
                             VekrVolumeSize dstSize, int32_t interpolation) {
-  return remap(pSrc, srcSize, srcStep, srcBox, pXMap, pYMap, pZMap, mapStep, pDst, dstStep, dstSize,
-               interpolation);
+  return remap<uint8_t>({pSrc, srcSize, srcStep, srcBox}, {{pXMap, pYMap, pZMap}, mapStep}, {pDst, dstStep},
+                        dstSize, interpolation);
 }
 
 VekStatus vekrRemap_16u_C1PV(const uint16_t *const *pSrc, VekrVolumeSize srcSize, int32_t srcStep,
                              VekrVolumeBox srcBox, const float *const *pXMap, const float *const *pYMap,
                              const float *const *pZMap, int32_t mapStep, uint16_t *const *pDst,
                              int32_t dstStep, VekrVolumeSize dstSize, int32_t interpolation) {
-  return remap(pSrc, srcSize, srcStep, srcBox, pXMap, pYMap, pZMap, mapStep, pDst, dstStep, dstSize,
-               interpolation);
+  return remap<uint16_t>({pSrc, srcSize, srcStep, srcBox}, {{pXMap, pYMap, pZMap}, mapStep}, {pDst, dstStep},
+                         dstSize, interpolation);
 }
 
 VekStatus vekrRemap_32f_C1PV(const float *const *pSrc, VekrVolumeSize srcSize, int32_t srcStep,
                              VekrVolumeBox srcBox, const float *const *pXMap, const float *const *pYMap,
                              const float *const *pZMap, int32_t mapStep, float *const *pDst, int32_t dstStep,
                              VekrVolumeSize dstSize, int32_t interpolation) {
-  return remap(pSrc, srcSize, srcStep, srcBox, pXMap, pYMap, pZMap, mapStep, pDst, dstStep, dstSize,
-               interpolation);
+  return remap<float>({pSrc, srcSize, srcStep, srcBox}, {{pXMap, pYMap, pZMap}, mapStep}, {pDst, dstStep},
+                      dstSize, interpolation);
 }

@@ -22,18 +22,18 @@ struct MapReader {
 };
 
 template <class Voxel, int32_t code>
-void remap(const void *pSrc, const void *pDst, int32_t srcStep, int32_t dstStep, const float *const *pXMap,
-           const float *const *pYMap, const float *const *pZMap, int32_t mapStep, RegionBox region,
-           int32_t width, int32_t height, int32_t planes) {
-  const SampledVolume source = {pSrc, srcStep, region, tableOf<code>(), FloatBorder::truncated};
-  const auto destination = static_cast<Voxel *const *>(pDst);
-  for (int32_t k = 0; k < planes; ++k) {
+void remap(const RemapCall &call, PlaneShare share) {
+  const SampledVolume source = {call.source, tableOf<code>(), FloatBorder::truncated};
+  const auto destination = static_cast<Voxel *const *>(call.destination.planes);
+  const CoordinateMaps maps = call.maps;
+  const int32_t width = call.width, height = call.height, dstStep = call.destination.step;
+  for (int32_t k = share.first; k < share.first + share.count; ++k) {
     const auto dst = reinterpret_cast<unsigned char *>(destination[k]);
-    const auto xMap = reinterpret_cast<const unsigned char *>(pXMap[k]);
-    const auto yMap = reinterpret_cast<const unsigned char *>(pYMap[k]);
-    const auto zMap = reinterpret_cast<const unsigned char *>(pZMap[k]);
+    const auto xMap = reinterpret_cast<const unsigned char *>(maps.planes[0][k]);
+    const auto yMap = reinterpret_cast<const unsigned char *>(maps.planes[1][k]);
+    const auto zMap = reinterpret_cast<const unsigned char *>(maps.planes[2][k]);
     for (int64_t j = 0; j < height; ++j) {
-      const int64_t mapRow = j * mapStep;
+      const int64_t mapRow = j * maps.step;
       sampleRow<Voxel, code>(source, dst + j * dstStep, width, [&](int32_t x, int count) {
         const int64_t at = mapRow + int64_t(x) * int64_t(sizeof(float));
         return MapReader{{xMap + at, yMap + at, zMap + at}, count};
@@ -42,34 +42,17 @@ void remap(const void *pSrc, const void *pDst, int32_t srcStep, int32_t dstStep,
   }
 }
 
-constexpr RemapDriver *ownrRemap8N = remap<uint8_t, vekrInterNearest>;
-constexpr RemapDriver *ownrRemap8L = remap<uint8_t, vekrInterLinear>;
-constexpr RemapDriver *ownrRemap8C0 = remap<uint8_t, vekrInterCubicLagrange>;
-constexpr RemapDriver *ownrRemap8C1 = remap<uint8_t, vekrInterCubicBSpline>;
-constexpr RemapDriver *ownrRemap8C2 = remap<uint8_t, vekrInterCubicCatmullRom>;
-constexpr RemapDriver *ownrRemap8C3 = remap<uint8_t, vekrInterCubicMitchell>;
-
-constexpr RemapDriver *ownrRemap16N = remap<uint16_t, vekrInterNearest>;
-constexpr RemapDriver *ownrRemap16L = remap<uint16_t, vekrInterLinear>;
-constexpr RemapDriver *ownrRemap16C0 = remap<uint16_t, vekrInterCubicLagrange>;
-constexpr RemapDriver *ownrRemap16C1 = remap<uint16_t, vekrInterCubicBSpline>;
-constexpr RemapDriver *ownrRemap16C2 = remap<uint16_t, vekrInterCubicCatmullRom>;
-constexpr RemapDriver *ownrRemap16C3 = remap<uint16_t, vekrInterCubicMitchell>;
-
-constexpr RemapDriver *ownrRemap32N = remap<float, vekrInterNearest>;
-constexpr RemapDriver *ownrRemap32L = remap<float, vekrInterLinear>;
-constexpr RemapDriver *ownrRemap32C0 = remap<float, vekrInterCubicLagrange>;
-constexpr RemapDriver *ownrRemap32C1 = remap<float, vekrInterCubicBSpline>;
-constexpr RemapDriver *ownrRemap32C2 = remap<float, vekrInterCubicCatmullRom>;
-constexpr RemapDriver *ownrRemap32C3 = remap<float, vekrInterCubicMitchell>;
-
 }  // namespace
 
 // clang-format off
-RemapDriver *const ownrRemapInter[kVoxelRows][kInterpolationSlots] = {
-    {nullptr, ownrRemap8N, ownrRemap8L, nullptr, ownrRemap8C0, ownrRemap8C1, ownrRemap8C2, ownrRemap8C3},
-    {nullptr, ownrRemap16N, ownrRemap16L, nullptr, ownrRemap16C0, ownrRemap16C1, ownrRemap16C2, ownrRemap16C3},
-    {nullptr, ownrRemap32N, ownrRemap32L, nullptr, ownrRemap32C0, ownrRemap32C1, ownrRemap32C2, ownrRemap32C3}};
+VEKR_DRIVER_ROW(remap8, RemapCall, remap, uint8_t,
+                ownrRemap8N, ownrRemap8L, ownrRemap8C0, ownrRemap8C1, ownrRemap8C2, ownrRemap8C3)
+VEKR_DRIVER_ROW(remap16, RemapCall, remap, uint16_t,
+                ownrRemap16N, ownrRemap16L, ownrRemap16C0, ownrRemap16C1, ownrRemap16C2, ownrRemap16C3)
+VEKR_DRIVER_ROW(remap32, RemapCall, remap, float,
+                ownrRemap32N, ownrRemap32L, ownrRemap32C0, ownrRemap32C1, ownrRemap32C2, ownrRemap32C3)
 // clang-format on
+
+const DriverTable<RemapCall> ownrRemapInter = {{remap8, remap16, remap32}};
 
 }  // namespace vekr::VEKR_ISA

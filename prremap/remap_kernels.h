@@ -1,22 +1,27 @@
-// Remap's drivers, by voxel type and interpolation code.
+// Remap's drivers, by voxel type and interpolation.
 #pragma once
 
 #include <cstdint>
 
 #include "frame/dispatch.h"
-#include "volume/interpolation.h"
-#include "volume/region.h"
-#include "volume/voxel.h"
+#include "volume/driver_table.h"
+#include "volume/view.h"
 
 namespace vekr {
 
-// Plane lists are those of the whole call or, advanced to its first plane, of a thread's share. The lists of voxels are
-// of the driver's voxel type.
-using RemapDriver = void(const void *pSrc, const void *pDst, int32_t srcStep /* elements */,
-                         int32_t dstStep /* bytes */, const float *const *pXMap, const float *const *pYMap,
-                         const float *const *pZMap, int32_t mapStep /* bytes */, RegionBox region,
-                         int32_t width, int32_t height, int32_t planes);
+// Where each destination voxel comes from, along x, y and z: volumes of the destination's size.
+struct CoordinateMaps {
+  const float *const *planes[3];
+  int32_t step;  // in bytes
+};
+
+struct RemapCall {
+  SourceView source;
+  DestinationView destination;
+  CoordinateMaps maps;
+  int32_t width, height;  // of the destination's planes
+};
 
 }  // namespace vekr
 
-VEKR_KERNELS(extern RemapDriver *const ownrRemapInter[kVoxelRows][kInterpolationSlots];)
+VEKR_KERNELS(extern const DriverTable<RemapCall> ownrRemapInter;)

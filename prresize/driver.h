@@ -11,17 +11,9 @@
 #include "prresize/ring.h"
 #include "prresize/work.h"
 #include "volume/interpolation.h"
-#include "volume/voxel.h"
+#include "volume/view.h"
 
 namespace vekr {
-
-// A volume by plane number; `step` leads from row to row, in elements.
-template <class Planes, class Voxel>
-struct Volume {
-  Planes planes;
-  int32_t step;
-  Rows<Voxel> plane(int32_t z) const { return {planes.plane(int64_t{z} * planes.planeStep), step}; }
-};
 
 template <class Source, class Destination>
 struct ResizeCall {
@@ -29,7 +21,7 @@ struct ResizeCall {
   VekrVolumeSize size;  // of the source
   Destination destination;
   VekrResizeParams region;  // what to write
-  int32_t interpolation;
+  const InterpolationKind &kind;
   uint8_t *buffer;
 
   // The destination's part of the region's plane k.
@@ -147,7 +139,7 @@ void resizeCubic(const Call &call) {
   const VekrResizeParams &region = call.region;
   const CubicWork work(region, call.buffer);
   const auto fill = [&](const Mapping &mapping, int32_t *index, CubicWeights *weight) {
-    return fillCubic(mapping, call.interpolation, index, weight);
+    return fillCubic(mapping, call.kind, index, weight);
   };
   const PlaneAxes<CubicWeights> axes = {fill(call.xMapping(), work.xIndex, work.xWeight),
                                         fill(call.yMapping(), work.yIndex, work.yWeight)};
@@ -182,12 +174,13 @@ void resizeCubic(const Call &call) {
 template <class Voxel, class Call>
 void ownrResize(const Call &call) {
   if (call.region.depth == 0) return;
-  if (call.interpolation == vekrInterNearest) {
-    resizeNearest<Voxel>(call);
-  } else if (call.interpolation == vekrInterLinear) {
-    resizeLinear<Voxel>(call);
-  } else {
-    resizeCubic<Voxel>(call);
+  switch (call.kind.sampling) {
+    case Sampling::nearest:
+      return resizeNearest<Voxel>(call);
+    case Sampling::linear:
+      return resizeLinear<Voxel>(call);
+    case Sampling::cubic:
+      return resizeCubic<Voxel>(call);
   }
 }
 

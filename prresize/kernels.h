@@ -9,24 +9,22 @@
 
 #include "frame/dispatch.h"
 #include "prresize/axis.h"
+#include "volume/view.h"
 
 namespace vekr {
 
-// A plane, or a part of one that begins at a row: `step` is in elements. Rows may begin at any address.
-template <class Element>
-struct Rows {
-  Element *first;
-  int64_t step;
-  Element *row(int32_t y) const { return first + y * step; }
-};
-
 // Linear interpolation keeps integer voxels in fixed point until they are voxels again. In a slice, a 16u voxel is itself;
 // an 8u voxel is itself in the frame, and has six bits of fraction more in the interior [C89].
-template <class Voxel>
-struct LinearTypes {
+struct FixedLinearTypes {
   using Weight = FixedPair;
   using Middle = uint16_t;
 };
+template <class Voxel>
+struct LinearTypes;  // of no other voxels: these words are unsigned
+template <>
+struct LinearTypes<uint8_t> : FixedLinearTypes {};
+template <>
+struct LinearTypes<uint16_t> : FixedLinearTypes {};
 template <>
 struct LinearTypes<float> {
   using Weight = float;

@@ -3,7 +3,6 @@
 #include <cmath>
 
 #include "frame/lanes.h"
-#include "vekr.h"
 
 namespace vekr {
 
@@ -53,7 +52,8 @@ void setWeight(double fraction, FixedPair *weight) {
   *weight = {static_cast<uint16_t>(kFixedOne - far), far};
 }
 
-// The four kernels in Horner form, of a distance from 0 up, inside 1 and inside 2. The order of the operations is contract [C86].
+// The four functions in Horner form, of a distance from 0 up, inside 1 and inside 2. Remap and warp tabulate them instead
+// (volume/cubic_tables.h). Callers rely on the last bits of both, and so on the order of the operations [C86].
 struct Lagrange {
   static double inner(double a) { return (a * 0.5 * a - a - 0.5) * a + 1.0; }
   static double outer(double a) { return (a * -0.16666666666666666 * a + a - 1.8333333333333333) * a + 1.0; }
@@ -95,6 +95,9 @@ CubicWeights ownpi_Cubic1Kernel(float t) { return cubicWeights<BSpline>(t); }
 CubicWeights ownpi_Cubic2Kernel(float t) { return cubicWeights<CatmullRom>(t); }
 CubicWeights ownpi_Cubic3Kernel(float t) { return cubicWeights<Mitchell>(t); }
 
+static constexpr InterpolationTable<CubicKernel> kCubicKernels = cubicKindTable<CubicKernel>(
+    ownpi_Cubic0Kernel, ownpi_Cubic1Kernel, ownpi_Cubic2Kernel, ownpi_Cubic3Kernel);
+
 // The region keeps the index in the source but for a hair at either end, where its nearest voxel is taken.
 void fillNearest(const Mapping &m, int32_t *index) {
   for (int32_t i = 0; i < m.count; ++i) {
@@ -113,11 +116,9 @@ Axis<Weight> fillLinear(const Mapping &m, int32_t *index, Weight *weight) {
 template Axis<float> fillLinear(const Mapping &, int32_t *, float *);
 template Axis<FixedPair> fillLinear(const Mapping &, int32_t *, FixedPair *);
 
-Axis<CubicWeights> fillCubic(const Mapping &m, int32_t interpolation, int32_t *index, CubicWeights *weight) {
-  const auto kernel = interpolation == vekrInterCubicLagrange     ? ownpi_Cubic0Kernel
-                      : interpolation == vekrInterCubicBSpline    ? ownpi_Cubic1Kernel
-                      : interpolation == vekrInterCubicCatmullRom ? ownpi_Cubic2Kernel
-                                                                  : ownpi_Cubic3Kernel;
+Axis<CubicWeights> fillCubic(const Mapping &m, const InterpolationKind &kind, int32_t *index,
+                             CubicWeights *weight) {
+  CubicKernel *const kernel = kCubicKernels.slots[kind.code];
   const AxisRuns runs = fill<Taps::cubic>(
       m, index, [&](int32_t i, double fraction) { weight[i] = kernel(static_cast<float>(fraction)); });
   return {m.size, runs, index, weight};

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "prresize/axis.h"
+#include "volume/interpolation.h"
 
 namespace vekr {
 
@@ -28,13 +29,12 @@ void fillNearest(const Mapping &mapping, int32_t *index);
 template <class Weight>
 Axis<Weight> fillLinear(const Mapping &mapping, int32_t *index, Weight *weight);
 
-Axis<CubicWeights> fillCubic(const Mapping &mapping, int32_t interpolation, int32_t *index,
+// Of a cubic kind.
+Axis<CubicWeights> fillCubic(const Mapping &mapping, const InterpolationKind &kind, int32_t *index,
                              CubicWeights *weight);
 
 // Weights of the taps around a fraction t from 0 to 1. They aren't normalised.
-CubicWeights ownpi_Cubic0Kernel(float t);
-CubicWeights ownpi_Cubic1Kernel(float t);
-CubicWeights ownpi_Cubic2Kernel(float t);
-CubicWeights ownpi_Cubic3Kernel(float t);
+using CubicKernel = CubicWeights(float t);
+CubicKernel ownpi_Cubic0Kernel, ownpi_Cubic1Kernel, ownpi_Cubic2Kernel, ownpi_Cubic3Kernel;
 
 }  // namespace vekr

@@ -3,7 +3,6 @@
 #include "frame/checks.h"
 #include "frame/integer.h"
 #include "prresize/mapping.h"
-#include "volume/interpolation.h"
 #include "volume/region.h"
 
 namespace vekr {
@@ -34,14 +33,16 @@ bool isEmpty(Span span) { return span.end <= span.begin; }
 
 }  // namespace
 
-VekStatus ownrPreludeToResize(const void *pSrc, VekrVolumeSize srcSize, const void *pDst,
-                              int32_t interpolation, const void *pBuffer, VekrVolumeBox srcBox,
-                              VekrVolumeBox dstBox, ResizeFactors factors, ResizeFactors shifts,
-                              VekrResizeParams *pParams) {
-  if (anyNull(pSrc, pDst, pBuffer)) return vekErrNullPtr;
+VekStatus ownrPreludeToResize(const ResizeArguments &arguments, VekrResizeParams *pParams) {
+  const VekrVolumeSize srcSize = arguments.srcSize;
+  const VekrVolumeBox srcBox = arguments.srcBox, dstBox = arguments.dstBox;
+  const ResizeFactors factors = arguments.factors, shifts = arguments.shifts;
+  if (anyNull(arguments.pSrc, arguments.pDst, arguments.pBuffer)) {
+    return vekErrNullPtr;
+  }
   if (isEmpty(srcSize) || isUnfit(srcBox) || isUnfit(dstBox)) return vekErrSize;
   if (factors.x <= 0 || factors.y <= 0 || factors.z <= 0) return vekErrResizeFactor;
-  if (!isInterpolation(interpolation)) return vekErrInterpolation;
+  if (interpolationOf(arguments.interpolation) == nullptr) return vekErrInterpolation;
   if (!overlaps(srcBox, srcSize)) return vekWarnNoOverlap;
 
   const Span x =
@@ -89,16 +90,16 @@ constexpr uint32_t kElement = 4;
 constexpr uint32_t kSlack = 64;  // bytes, for a buffer at any address
 
 template <class UInt>
-UInt bufferBytes(int32_t width, int32_t height, int32_t depth, int32_t interpolation) {
+UInt bufferBytes(int32_t width, int32_t height, int32_t depth, Sampling sampling) {
   const UInt w = static_cast<uint32_t>(width), h = static_cast<uint32_t>(height),
              d = static_cast<uint32_t>(depth);
   UInt elements = roundedUp<UInt>(w, 16) + roundedUp<UInt>(h, 16) + roundedUp<UInt>(d, 16);
-  if (interpolation != vekrInterNearest) {
+  if (sampling != Sampling::nearest) {
     elements += roundedUp<UInt>(w, 64) + roundedUp<UInt>(h, 64) + roundedUp<UInt>(d, 64);
   }
-  if (interpolation == vekrInterLinear) {
+  if (sampling == Sampling::linear) {
     elements += linearRoom(2 * w) + 2 * h * roundedUp<UInt>(w, 64) + linearRoom(8 * (w + h));
-  } else if (isCubic(interpolation)) {
+  } else if (sampling == Sampling::cubic) {
     elements += cubicRoom(4 * w) + 4 * h * roundedUp<UInt>(w, 64) + cubicRoom(4 * w) + cubicRoom(4 * h) +
                 cubicRoom(4 * d) + cubicRoom(48 * (w + h));
   }
@@ -107,13 +108,13 @@ UInt bufferBytes(int32_t width, int32_t height, int32_t depth, int32_t interpola
 
 }  // namespace
 
-int32_t ownResizeBufferBytes(VekrVolumeBox dstBox, int32_t interpolation) {
+int32_t ownResizeBufferBytes(VekrVolumeBox dstBox, const InterpolationKind &kind) {
   return static_cast<int32_t>(
-      bufferBytes<uint32_t>(dstBox.width, dstBox.height, dstBox.depth, interpolation));
+      bufferBytes<uint32_t>(dstBox.width, dstBox.height, dstBox.depth, kind.sampling));
 }
 
-bool fitsBuffer(const VekrResizeParams &region, int32_t interpolation, int32_t bytes) {
-  const uint64_t needed = bufferBytes<uint64_t>(region.width, region.height, region.depth, interpolation);
+bool fitsBuffer(const VekrResizeParams &region, const InterpolationKind &kind, int32_t bytes) {
+  const uint64_t needed = bufferBytes<uint64_t>(region.width, region.height, region.depth, kind.sampling);
   return bytes > 0 && needed <= static_cast<uint64_t>(bytes);
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "vekr.h"
+#include "volume/interpolation.h"
 
 namespace vekr {
 
@@ -19,17 +20,26 @@ struct VekrResizeParams {
   int32_t width, height, depth;               // end - begin
 };
 
+// What callers of all six functions give, but for the steps.
+struct ResizeArguments {
+  const void *pSrc;  // a block or a list
+  VekrVolumeSize srcSize;
+  VekrVolumeBox srcBox;
+  const void *pDst;
+  VekrVolumeBox dstBox;
+  ResizeFactors factors, shifts;
+  int32_t interpolation;
+  uint8_t *pBuffer;
+};
+
 // Anything but vekOk ends the call. pSrc and pDst are tested as plain pointers in both forms: entries of a list aren't
 // looked at.
-VekStatus ownrPreludeToResize(const void *pSrc, VekrVolumeSize srcSize, const void *pDst,
-                              int32_t interpolation, const void *pBuffer, VekrVolumeBox srcBox,
-                              VekrVolumeBox dstBox, ResizeFactors factors, ResizeFactors shifts,
-                              VekrResizeParams *pParams);
+VekStatus ownrPreludeToResize(const ResizeArguments &arguments, VekrResizeParams *pParams);
 
-// Bytes of work buffer for one thread, in 32 bits that wrap; `interpolation` is one of the codes [C84].
-int32_t ownResizeBufferBytes(VekrVolumeBox dstBox, int32_t interpolation);
+// Bytes of work buffer for one thread, in 32 bits that wrap [C84].
+int32_t ownResizeBufferBytes(VekrVolumeBox dstBox, const InterpolationKind &kind);
 
 // Whether such a buffer holds what the region needs. Always, unless the size of an enormous box has wrapped.
-bool fitsBuffer(const VekrResizeParams &region, int32_t interpolation, int32_t bytes);
+bool fitsBuffer(const VekrResizeParams &region, const InterpolationKind &kind, int32_t bytes);
 
 }  // namespace vekr

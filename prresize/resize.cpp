@@ -1,38 +1,15 @@
 // Resize: the doors.
-#include "frame/checks.h"
+#include <type_traits>
+
 #include "frame/integer.h"
 #include "prresize/driver.h"
 #include "vekcore/vekcore.h"
-#include "volume/region.h"
+#include "volume/size_query.h"
 #include "volume/threads.h"
 
 using namespace vekr;
 
 namespace {
-
-struct Factors {
-  ResizeFactors factors, shifts;
-};
-
-// Not forked.
-template <class Voxel>
-VekStatus resizeList(const Voxel *const *pSrc, VekrVolumeSize srcSize, int32_t srcStep, VekrVolumeBox srcBox,
-                     Voxel *const *pDst, int32_t dstStep, VekrVolumeBox dstBox, const Factors &by,
-                     int32_t interpolation, uint8_t *pBuffer) {
-  VekrResizeParams region;
-  const VekStatus status = ownrPreludeToResize(pSrc, srcSize, pDst, interpolation, pBuffer, srcBox, dstBox,
-                                               by.factors, by.shifts, &region);
-  if (status != vekOk) return status;
-  using Source = Volume<PlaneList<const Voxel>, const Voxel>;
-  using Destination = Volume<PlaneList<Voxel>, Voxel>;
-  ownrResize<Voxel>(ResizeCall<Source, Destination>{{{pSrc}, elementStep<Voxel>(srcStep)},
-                                                    srcSize,
-                                                    {{pDst}, elementStep<Voxel>(dstStep)},
-                                                    region,
-                                                    interpolation,
-                                                    pBuffer});
-  return vekOk;
-}
 
 // Each thread takes its part of the buffer, as large as the size query says at this moment. Where that is too little for
 // one thread, as the size has wrapped or the thread count has grown since the caller asked, one thread does it all.
@@ -45,9 +22,9 @@ void forkPlanes(const Call &call, VekrVolumeBox dstBox) {
                    Call part = call;
                    if (team > 1) {
 #pragma omp master
-                     size = wrappingMul(ownResizeBufferBytes(dstBox, call.interpolation), ownGetNumThreads());
+                     size = wrappingMul(ownResizeBufferBytes(dstBox, call.kind), ownGetNumThreads());
 #pragma omp barrier
-                     if (fitsBuffer(region, call.interpolation, size / team)) {
+                     if (fitsBuffer(region, call.kind, size / team)) {
                        part.buffer += int64_t{size} * self / team;
                      } else if (self == 0) {
                        share = {0, region.depth};
@@ -61,25 +38,19 @@ void forkPlanes(const Call &call, VekrVolumeBox dstBox) {
                  });
 }
 
-template <class Voxel>
-VekStatus resizeBlock(const Voxel *pSrc, VekrVolumeSize srcSize, int32_t srcStep, int32_t srcPlaneStep,
-                      VekrVolumeBox srcBox, Voxel *pDst, int32_t dstStep, int32_t dstPlaneStep,
-                      VekrVolumeBox dstBox, const Factors &by, int32_t interpolation, uint8_t *pBuffer) {
+template <class Voxel, template <class> class Planes>
+VekStatus resize(const Volume<Planes<const Voxel>, const Voxel> &source,
+                 const Volume<Planes<Voxel>, Voxel> &destination, const ResizeArguments &arguments) {
   VekrResizeParams region;
-  const VekStatus status = ownrPreludeToResize(pSrc, srcSize, pDst, interpolation, pBuffer, srcBox, dstBox,
-                                               by.factors, by.shifts, &region);
+  const VekStatus status = ownrPreludeToResize(arguments, &region);
   if (status != vekOk) return status;
-  using Source = Volume<PlaneBlock<const Voxel>, const Voxel>;
-  using Destination = Volume<PlaneBlock<Voxel>, Voxel>;
-  const ResizeCall<Source, Destination> call = {
-      {{pSrc, elementStep<Voxel>(srcPlaneStep)}, elementStep<Voxel>(srcStep)},
-      srcSize,
-      {{pDst, elementStep<Voxel>(dstPlaneStep)}, elementStep<Voxel>(dstStep)},
-      region,
-      interpolation,
-      pBuffer};
-  if constexpr (voxelRow<Voxel>() == kRow32f) {
-    forkPlanes(call, dstBox);
+  using Source = Volume<Planes<const Voxel>, const Voxel>;
+  using Destination = Volume<Planes<Voxel>, Voxel>;
+  const InterpolationKind &kind = *interpolationOf(arguments.interpolation);
+  const ResizeCall<Source, Destination> call = {source, arguments.srcSize, destination, region,
+                                                kind,   arguments.pBuffer};
+  if constexpr (std::is_same_v<Destination, BlockVolume<float>>) {
+    forkPlanes(call, arguments.dstBox);
   } else {
     ownrResize<Voxel>(call);
   }
@@ -90,12 +61,9 @@ VekStatus resizeBlock(const Voxel *pSrc, VekrVolumeSize srcSize, int32_t srcStep
 
 VekStatus vekrResizeGetBufSize(VekrVolumeBox srcBox, VekrVolumeBox dstBox, int32_t nChannel,
                                int32_t interpolation, int32_t *pSize) {
-  if (anyNull(pSize)) return vekErrNullPtr;
-  if (isUnfit(srcBox) || isUnfit(dstBox)) return vekErrSize;
-  if (nChannel != 1) return vekErrChannel;
-  if (!isInterpolation(interpolation)) return vekErrInterpolation;
-  *pSize = wrappingMul(ownResizeBufferBytes(dstBox, interpolation), ownGetNumThreads());
-  return vekOk;
+  return answerBoxQuery(srcBox, dstBox, nChannel, interpolation, pSize, [&](const InterpolationKind &kind) {
+    return wrappingMul(ownResizeBufferBytes(dstBox, kind), ownGetNumThreads());
+  });
 }
 
 VekStatus vekrResize_8u_C1V(const uint8_t *pSrc, VekrVolumeSize srcSize, int32_t srcStep,
@@ -103,8 +71,9 @@ VekStatus vekrResize_8u_C1V(const uint8_t *pSrc, VekrVolumeSize srcSize, int32_t
                             int32_t dstPlaneStep, VekrVolumeBox dstBox, double xFactor, double yFactor,
                             double zFactor, double xShift, double yShift, double zShift,
                             int32_t interpolation, uint8_t *pBuffer) {
-  return resizeBlock(pSrc, srcSize, srcStep, srcPlaneStep, srcBox, pDst, dstStep, dstPlaneStep, dstBox,
-                     {{xFactor, yFactor, zFactor}, {xShift, yShift, zShift}}, interpolation, pBuffer);
+  const ResizeFactors factors = {xFactor, yFactor, zFactor}, shifts = {xShift, yShift, zShift};
+  return resize(blockVolume(pSrc, srcStep, srcPlaneStep), blockVolume(pDst, dstStep, dstPlaneStep),
+                {pSrc, srcSize, srcBox, pDst, dstBox, factors, shifts, interpolation, pBuffer});
 }
 
 VekStatus vekrResize_16u_C1V(const uint16_t *pSrc, VekrVolumeSize srcSize, int32_t srcStep,
@@ -112,8 +81,9 @@ VekStatus vekrResize_16u_C1V(const uint16_t *pSrc, VekrVolumeSize srcSize, int32
                              int32_t dstPlaneStep, VekrVolumeBox dstBox, double xFactor, double yFactor,
                              double zFactor, double xShift, double yShift, double zShift,
                              int32_t interpolation, uint8_t *pBuffer) {
-  return resizeBlock(pSrc, srcSize, srcStep, srcPlaneStep, srcBox, pDst, dstStep, dstPlaneStep, dstBox,
-                     {{xFactor, yFactor, zFactor}, {xShift, yShift, zShift}}, interpolation, pBuffer);
+  const ResizeFactors factors = {xFactor, yFactor, zFactor}, shifts = {xShift, yShift, zShift};
+  return resize(blockVolume(pSrc, srcStep, srcPlaneStep), blockVolume(pDst, dstStep, dstPlaneStep),
+                {pSrc, srcSize, srcBox, pDst, dstBox, factors, shifts, interpolation, pBuffer});
 }
 
 VekStatus vekrResize_32f_C1V(const float *pSrc, VekrVolumeSize srcSize, int32_t srcStep, int32_t srcPlaneStep,
@@ -121,8 +91,9 @@ VekStatus vekrResize_32f_C1V(const float *pSrc, VekrVolumeSize srcSize, int32_t 
                              VekrVolumeBox dstBox, double xFactor, double yFactor, double zFactor,
                              double xShift, double yShift, double zShift, int32_t interpolation,
                              uint8_t *pBuffer) {
-  return resizeBlock(pSrc, srcSize, srcStep, srcPlaneStep, srcBox, pDst, dstStep, dstPlaneStep, dstBox,
-                     {{xFactor, yFactor, zFactor}, {xShift, yShift, zShift}}, interpolation, pBuffer);
+  const ResizeFactors factors = {xFactor, yFactor, zFactor}, shifts = {xShift, yShift, zShift};
+  return resize(blockVolume(pSrc, srcStep, srcPlaneStep), blockVolume(pDst, dstStep, dstPlaneStep),
+                {pSrc, srcSize, srcBox, pDst, dstBox, factors, shifts, interpolation, pBuffer});
 }
 
 VekStatus vekrResize_8u_C1PV(const uint8_t *const *pSrc, VekrVolumeSize srcSize, int32_t srcStep,
@@ -130,8 +101,9 @@ VekStatus vekrResize_8u_C1PV(const uint8_t *const *pSrc, VekrVolumeSize srcSize,
                              VekrVolumeBox dstBox, double xFactor, double yFactor, double zFactor,
                              double xShift, double yShift, double zShift, int32_t interpolation,
                              uint8_t *pBuffer) {
-  return resizeList(pSrc, srcSize, srcStep, srcBox, pDst, dstStep, dstBox,
-                    {{xFactor, yFactor, zFactor}, {xShift, yShift, zShift}}, interpolation, pBuffer);
+  const ResizeFactors factors = {xFactor, yFactor, zFactor}, shifts = {xShift, yShift, zShift};
+  return resize(listVolume(pSrc, srcStep), listVolume(pDst, dstStep),
+                {pSrc, srcSize, srcBox, pDst, dstBox, factors, shifts, interpolation, pBuffer});
 }
 
 VekStatus vekrResize_16u_C1PV(const uint16_t *const *pSrc, VekrVolumeSize srcSize, int32_t srcStep,
@@ -139,14 +111,16 @@ VekStatus vekrResize_16u_C1PV(const uint16_t *const *pSrc, VekrVolumeSize srcSiz
                               VekrVolumeBox dstBox, double xFactor, double yFactor, double zFactor,
                               double xShift, double yShift, double zShift, int32_t interpolation,
                               uint8_t *pBuffer) {
-  return resizeList(pSrc, srcSize, srcStep, srcBox, pDst, dstStep, dstBox,
-                    {{xFactor, yFactor, zFactor}, {xShift, yShift, zShift}}, interpolation, pBuffer);
+  const ResizeFactors factors = {xFactor, yFactor, zFactor}, shifts = {xShift, yShift, zShift};
+  return resize(listVolume(pSrc, srcStep), listVolume(pDst, dstStep),
+                {pSrc, srcSize, srcBox, pDst, dstBox, factors, shifts, interpolation, pBuffer});
 }
 
 VekStatus vekrResize_32f_C1PV(const float *const *pSrc, VekrVolumeSize srcSize, int32_t srcStep,
                               VekrVolumeBox srcBox, float *const *pDst, int32_t dstStep, VekrVolumeBox dstBox,
                               double xFactor, double yFactor, double zFactor, double xShift, double yShift,
                               double zShift, int32_t interpolation, uint8_t *pBuffer) {
-  return resizeList(pSrc, srcSize, srcStep, srcBox, pDst, dstStep, dstBox,
-                    {{xFactor, yFactor, zFactor}, {xShift, yShift, zShift}}, interpolation, pBuffer);
+  const ResizeFactors factors = {xFactor, yFactor, zFactor}, shifts = {xShift, yShift, zShift};
+  return resize(listVolume(pSrc, srcStep), listVolume(pDst, dstStep),
+                {pSrc, srcSize, srcBox, pDst, dstBox, factors, shifts, interpolation, pBuffer});
 }

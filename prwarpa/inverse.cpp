@@ -14,7 +14,7 @@ constexpr double kSingular =
 
 constexpr int kColumns = 4;
 
-struct Rows {
+struct MatrixRows {
   const double *c;
   const double *operator[](int row) const { return c + row * kColumns; }
 };
@@ -27,7 +27,7 @@ bool areEqual(double p, double q) {
 }  // namespace
 
 bool isUnusable(const double *pCoeffs) {
-  const Rows c{pCoeffs};
+  const MatrixRows c{pCoeffs};
   if (std::fabs(c[0][0]) <= kEmpty && std::fabs(c[1][1]) <= kEmpty && std::fabs(c[2][2]) <= kEmpty)
     return true;
   // The three minors of rows 1 and 2.
@@ -37,7 +37,7 @@ bool isUnusable(const double *pCoeffs) {
 
 // By cofactors. The grouping of the terms decides the last bits of every source coordinate: callers rely on it [C71].
 VekStatus ownrGetInverseMatrix(const double *pCoeffs, double *pInverse) {
-  const Rows c{pCoeffs};
+  const MatrixRows c{pCoeffs};
   const double m0 = c[1][1] * c[2][2] - c[2][1] * c[1][2];
   const double m1 = c[2][2] * c[1][0] - c[1][2] * c[2][0];
   const double m2 = c[2][1] * c[1][0] - c[1][1] * c[2][0];

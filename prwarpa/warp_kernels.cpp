@@ -1,5 +1,6 @@
 #include "prwarpa/warp_kernels.h"
 
+#include "frame/integer.h"
 #include "volume/rows.h"
 
 namespace vekr::VEKR_ISA {
@@ -40,20 +41,22 @@ struct SumReader {
 };
 
 template <class Voxel, int32_t code>
-void warp(const void *pSrc, const void *pDst, int32_t srcStep, int32_t dstStep, const double *pInverse,
-          RegionBox region, VekrVolumeBox dstBox) {
-  const SampledVolume source = {pSrc, srcStep, region, tableOf<code>(), FloatBorder::kept};
-  const auto destination = static_cast<Voxel *const *>(pDst);
-  const double *const i0 = pInverse, *const i1 = pInverse + 4, *const i2 = pInverse + 8;
+void warp(const WarpCall &call, PlaneShare share) {
+  const SampledVolume source = {call.source, tableOf<code>(), FloatBorder::kept};
+  const auto destination = static_cast<Voxel *const *>(call.destination.planes);
+  const int32_t dstStep = call.destination.step;
+  const VekrVolumeBox dstBox = call.box;
+  const int32_t firstPlane = wrappingAdd(dstBox.z, share.first);
+  const double *const i0 = call.inverse, *const i1 = i0 + 4, *const i2 = i0 + 8;
   const Position perVoxel = {i0[0], i1[0], i2[0]}, perRow = {i0[1], i1[1], i2[1]},
                  perPlane = {i0[2], i1[2], i2[2]};
-  const double X0 = dstBox.x, Y0 = dstBox.y, Z0 = dstBox.z;
+  const double X0 = dstBox.x, Y0 = dstBox.y, Z0 = firstPlane;
   // Where the first plane begins is a matter of products; from there on all is sums [C73].
   Position planeStart = {Y0 * i0[1] + i0[3] + i0[2] * Z0, Y0 * i1[1] + i1[3] + Z0 * i1[2],
                          Y0 * i2[1] + i2[3] + Z0 * i2[2]};
-  for (int64_t z = 0; z < dstBox.depth; ++z) {
+  for (int64_t z = 0; z < share.count; ++z) {
     Position rowStart = planeStart;
-    unsigned char *const plane = reinterpret_cast<unsigned char *>(destination[dstBox.z + z]);
+    unsigned char *const plane = reinterpret_cast<unsigned char *>(destination[firstPlane + z]);
     for (int64_t y = 0; y < dstBox.height; ++y) {
       unsigned char *const row = plane + (dstBox.y + y) * dstStep +
                                  static_cast<int64_t>(dstBox.x) * static_cast<int64_t>(sizeof(Voxel));
@@ -67,37 +70,20 @@ void warp(const void *pSrc, const void *pDst, int32_t srcStep, int32_t dstStep, 
   }
 }
 
-constexpr WarpDriver *ownrWarpAffine8N = warp<uint8_t, vekrInterNearest>;
-constexpr WarpDriver *ownrWarpAffine8L = warp<uint8_t, vekrInterLinear>;
-constexpr WarpDriver *ownrWarpAffine8C0 = warp<uint8_t, vekrInterCubicLagrange>;
-constexpr WarpDriver *ownrWarpAffine8C1 = warp<uint8_t, vekrInterCubicBSpline>;
-constexpr WarpDriver *ownrWarpAffine8C2 = warp<uint8_t, vekrInterCubicCatmullRom>;
-constexpr WarpDriver *ownrWarpAffine8C3 = warp<uint8_t, vekrInterCubicMitchell>;
-
-constexpr WarpDriver *ownrWarpAffine16N = warp<uint16_t, vekrInterNearest>;
-constexpr WarpDriver *ownrWarpAffine16L = warp<uint16_t, vekrInterLinear>;
-constexpr WarpDriver *ownrWarpAffine16C0 = warp<uint16_t, vekrInterCubicLagrange>;
-constexpr WarpDriver *ownrWarpAffine16C1 = warp<uint16_t, vekrInterCubicBSpline>;
-constexpr WarpDriver *ownrWarpAffine16C2 = warp<uint16_t, vekrInterCubicCatmullRom>;
-constexpr WarpDriver *ownrWarpAffine16C3 = warp<uint16_t, vekrInterCubicMitchell>;
-
-constexpr WarpDriver *ownrWarpAffine32N = warp<float, vekrInterNearest>;
-constexpr WarpDriver *ownrWarpAffine32L = warp<float, vekrInterLinear>;
-constexpr WarpDriver *ownrWarpAffine32C0 = warp<float, vekrInterCubicLagrange>;
-constexpr WarpDriver *ownrWarpAffine32C1 = warp<float, vekrInterCubicBSpline>;
-constexpr WarpDriver *ownrWarpAffine32C2 = warp<float, vekrInterCubicCatmullRom>;
-constexpr WarpDriver *ownrWarpAffine32C3 = warp<float, vekrInterCubicMitchell>;
-
 }  // namespace
 
 // clang-format off
-WarpDriver *const ownrWarpAffineInter[kVoxelRows][kInterpolationSlots] = {
-    {nullptr, ownrWarpAffine8N, ownrWarpAffine8L, nullptr,
-     ownrWarpAffine8C0, ownrWarpAffine8C1, ownrWarpAffine8C2, ownrWarpAffine8C3},
-    {nullptr, ownrWarpAffine16N, ownrWarpAffine16L, nullptr,
-     ownrWarpAffine16C0, ownrWarpAffine16C1, ownrWarpAffine16C2, ownrWarpAffine16C3},
-    {nullptr, ownrWarpAffine32N, ownrWarpAffine32L, nullptr,
-     ownrWarpAffine32C0, ownrWarpAffine32C1, ownrWarpAffine32C2, ownrWarpAffine32C3}};
+VEKR_DRIVER_ROW(warp8, WarpCall, warp, uint8_t,
+                ownrWarpAffine8N, ownrWarpAffine8L,
+                ownrWarpAffine8C0, ownrWarpAffine8C1, ownrWarpAffine8C2, ownrWarpAffine8C3)
+VEKR_DRIVER_ROW(warp16, WarpCall, warp, uint16_t,
+                ownrWarpAffine16N, ownrWarpAffine16L,
+                ownrWarpAffine16C0, ownrWarpAffine16C1, ownrWarpAffine16C2, ownrWarpAffine16C3)
+VEKR_DRIVER_ROW(warp32, WarpCall, warp, float,
+                ownrWarpAffine32N, ownrWarpAffine32L,
+                ownrWarpAffine32C0, ownrWarpAffine32C1, ownrWarpAffine32C2, ownrWarpAffine32C3)
 // clang-format on
+
+const DriverTable<WarpCall> ownrWarpAffineInter = {{warp8, warp16, warp32}};
 
 }  // namespace vekr::VEKR_ISA

@@ -1,21 +1,22 @@
-// Affine warp's drivers, by voxel type and interpolation code.
+// Affine warp's drivers, by voxel type and interpolation.
 #pragma once
 
 #include <cstdint>
 
 #include "frame/dispatch.h"
-#include "volume/interpolation.h"
-#include "volume/region.h"
-#include "volume/voxel.h"
+#include "vekr.h"
+#include "volume/driver_table.h"
+#include "volume/view.h"
 
 namespace vekr {
 
-// The lists of planes are of the driver's voxel type. `dstBox` is the whole box or, with its own z and depth, a thread's
-// share of it; a depth of 0 is none.
-using WarpDriver = void(const void *pSrc, const void *pDst, int32_t srcStep /* elements */,
-                        int32_t dstStep /* bytes */, const double *pInverse, RegionBox region,
-                        VekrVolumeBox dstBox);
+struct WarpCall {
+  SourceView source;
+  DestinationView destination;
+  VekrVolumeBox box;   // of the destination
+  double inverse[12];  // of the transform: from destination to source, three rows of four
+};
 
 }  // namespace vekr
 
-VEKR_KERNELS(extern WarpDriver *const ownrWarpAffineInter[kVoxelRows][kInterpolationSlots];)
+VEKR_KERNELS(extern const DriverTable<WarpCall> ownrWarpAffineInter;)

@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
 take_no_install "$@"
-install_missing "${build_packages[@]}" "${example_packages[@]}" "${demo_data[@]}"
+install_missing "${build_packages[@]}" "${example_packages[@]}" "${demo_data[@]}" "${python_demo_packages[@]}"
 
 cmake --preset release -DBUILD_TESTING=OFF -DVEKR_BUILD_BENCHMARKS=OFF -B build/demo-release >/dev/null
 cmake --build build/demo-release
@@ -33,6 +33,11 @@ $bin/vekr-volume filter "$brain" build/demo/brain-filter.nii.gz --kernel gaussia
 echo
 echo "== the light of a sky becomes 25 coefficients and pictures again"
 $bin/vekr-sh-light --sky build/demo/sky.png --reconstruction build/demo/sky-bands.png --irradiance build/demo/sky-irradiance.png
+
+echo
+echo "== a mesh with soft shadows, from Python"
+VEKR_LIBRARY=$PWD/build/demo-release/lib/libvekre9.so.6.1 PYTHONPATH=python /usr/bin/python3 \
+  python/examples/soft_shadows.py build/demo/python-soft-shadows.png
 
 echo
 echo "Look at the pictures:"

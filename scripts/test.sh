@@ -40,6 +40,7 @@ check_format
 check_library_alone
 echo "== clang-tidy"
 scripts/tidy.sh
+scripts/docs.sh --look
 # The tests whose threads matter; the other presets run everything.
 run_preset tsan -L threads
 run_preset asan
@@ -48,3 +49,4 @@ run_preset debug -E "_test[.]sse41"
 echo "== interface"
 scripts/interface.sh
 run_preset release
+for library in asan release; do scripts/python.sh "$library"; done

@@ -87,14 +87,13 @@ void sumInterior(const SampledVolume &source, const Chunk &chunk, const Weights 
     }
     firstPlane[s] = planes + (chunk.index[2][v] - 1);
   }
-  const auto sum =
-      weightedSum<Path::interior>(loadWeights(weights[0], voxels), loadWeights(weights[1], voxels),
-                                  loadWeights(weights[2], voxels), [&](int plane, int line) {
-                                    const Voxel *rows[kSums];
-                                    for (int s = 0; s < kSums; ++s)
-                                      rows[s] = firstPlane[s][plane] + offsets[line][s];
-                                    return loadRows(rows);
-                                  });
+  const auto sum = weightedSum<Path::interior>(
+      loadWeights<kSums>(weights[0], voxels), loadWeights<kSums>(weights[1], voxels),
+      loadWeights<kSums>(weights[2], voxels), [&](int plane, int line) {
+        const Voxel *rows[kSums];
+        for (int s = 0; s < kSums; ++s) rows[s] = firstPlane[s][plane] + offsets[line][s];
+        return loadRows<kSums>(rows);
+      });
   for (int s = 0; s < kSums; ++s) sums[voxels[s]] = firstOfBlock(sum, s);
 }
 

@@ -17,6 +17,10 @@ struct RegionBox {
 
 constexpr bool isEmpty(VekrVolumeSize size) { return size.width < 1 || size.height < 1 || size.depth < 1; }
 
+constexpr bool hasSideBelow(VekrVolumeSize size, int32_t least) {
+  return size.width < least || size.height < least || size.depth < least;
+}
+
 // Whether a box can't be one: an origin below 0 or a size below 1.
 constexpr bool isUnfit(VekrVolumeBox box) {
   return box.x < 0 || box.y < 0 || box.z < 0 || box.width < 1 || box.height < 1 || box.depth < 1;

@@ -23,6 +23,7 @@ Mask<N> narrowed(Mask<N> a) {
 // numbers, are left out.
 template <int32_t code, class Reader>
 inline void locate(const RegionBox &region, const Reader &reader, Chunk &chunk) {
+  constexpr bool rounds = kindOf<code>().sampling == Sampling::nearest;  // and needs no fractions
   const int32_t first[3] = {region.x0, region.y0, region.z0};
   const int32_t last[3] = {region.x1, region.y1, region.z1};
   VoxelSet inside = 0;
@@ -33,9 +34,9 @@ inline void locate(const RegionBox &region, const Reader &reader, Chunk &chunk) 
     };
     const Mask<kGroup> in = narrowed(isIn(0, x) & isIn(1, y) & isIn(2, z));
     const auto store = [&](int axis, const auto &at) {
-      const Int<kGroup> index = code == vekrInterNearest ? rounded(at) : truncated(at);
+      const Int<kGroup> index = rounds ? rounded(at) : truncated(at);
       select(in, index, Int<kGroup>(first[axis])).store(chunk.index[axis] + v);
-      if constexpr (code != vekrInterNearest) narrowed(at).store(chunk.at[axis] + v);
+      if constexpr (!rounds) narrowed(at).store(chunk.at[axis] + v);
     };
     store(0, x);
     store(1, y);
@@ -49,11 +50,9 @@ inline void locate(const RegionBox &region, const Reader &reader, Chunk &chunk) 
 
 // Which voxels along y and z a code reads around an index.
 template <int32_t code>
-constexpr int kReachBefore = code == vekrInterNearest || code == vekrInterLinear ? 0 : 1;
+constexpr int kReachBefore = (kindOf<code>().taps - 1) / 2;
 template <int32_t code>
-constexpr int kReachBehind = code == vekrInterNearest  ? 0
-                             : code == vekrInterLinear ? 1
-                                                       : 2;
+constexpr int kReachBehind = kindOf<code>().taps / 2;
 
 // Asks for the source lines of a chunk that is to be sampled soon. What hasn't been read by an earlier row or plane lies at
 // an edge of the voxels' neighbourhoods, on whichever side the walk is heading to: the four edges are asked for.

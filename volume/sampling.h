@@ -11,7 +11,7 @@
 #include "frame/lanes.h"
 #include "volume/convert.h"
 #include "volume/cubic_tables.h"
-#include "volume/region.h"
+#include "volume/view.h"
 
 namespace vekr::VEKR_ISA {
 
@@ -36,11 +36,9 @@ enum class FloatBorder {
   truncated  // toward zero to a signed 32-bit integer, and back
 };
 
-struct SampledVolume {
-  const void *planes;  // list of plane pointers, of the voxel type that the sampler is for
-  int32_t step;        // in elements
-  RegionBox region;
-  const float *table;  // of the cubic kernels
+// The view is of the voxel type that the sampler is for.
+struct SampledVolume : SourceView {
+  const float *table;  // of the cubic kinds
   FloatBorder floatBorder;
 };
 
@@ -58,18 +56,21 @@ Sampler sampleCubic;
 
 template <class Voxel, int32_t code>
 constexpr Sampler *samplerOf() {
-  return code == vekrInterNearest  ? sampleNearest<Voxel>
-         : code == vekrInterLinear ? sampleLinear<Voxel>
-                                   : sampleCubic<Voxel>;
+  constexpr Sampling sampling = kindOf<code>().sampling;
+  if constexpr (sampling == Sampling::nearest) {
+    return sampleNearest<Voxel>;
+  } else if constexpr (sampling == Sampling::linear) {
+    return sampleLinear<Voxel>;
+  } else {
+    static_assert(sampling == Sampling::cubic);
+    return sampleCubic<Voxel>;
+  }
 }
 
+// Null for the kinds that need none.
 template <int32_t code>
 constexpr const float *tableOf() {
-  return code == vekrInterCubicLagrange     ? tblC0.at
-         : code == vekrInterCubicBSpline    ? tblC1.at
-         : code == vekrInterCubicCatmullRom ? tblC2.at
-         : code == vekrInterCubicMitchell   ? tblC3.at
-                                            : nullptr;
+  return kCubicTables.slots[kindOf<code>().code];
 }
 
 // ---------------------------------------------------------------- for the samplers

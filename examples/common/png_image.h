@@ -3,9 +3,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
+
+#include "output_file.h"
 
 namespace vekr_example {
 
@@ -28,14 +29,12 @@ class Image {
   uint8_t *data() { return bytes_.data(); }
   const uint8_t *data() const { return bytes_.data(); }
 
-  // Writes a PNG beside `path` and renames it, so that nobody ever sees half a file, and what was there
-  // before stays if anything fails. False on failure, with one line in `error` that names the file and the
-  // reason.
-  bool write(const std::string &path, std::string &error) const;
+  // Writes a PNG; the caller commits it. Throws std::runtime_error, with one line that names the file and the reason.
+  void write(OutputFile &output) const;
 
-  // Reads a PNG of any kind and converts it to `channels`; transparent parts are laid over black. Nothing on
-  // failure, with one line in `error` that names the file and the reason.
-  static std::optional<Image> read(const std::string &path, int channels, std::string &error);
+  // Reads a PNG of any kind and converts it to `channels`; transparent parts are laid over black. Throws
+  // std::runtime_error, with one line that names the file and the reason.
+  static Image read(const std::string &path, int channels);
 
  private:
   size_t offset(int x, int y) const {

@@ -2,12 +2,20 @@
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
+#include <stdexcept>
 
+#include "arguments.h"
+#include "mesh_file.h"
+#include "output_file.h"
 #include "picture.h"
+#include "program.h"
+#include "team.h"
 #include "tree_figures.h"
 #include "vekcore.h"
 
 namespace {
+
+using vekr_example::numberFrom;
 
 constexpr float kRadius = 10.0f;  // of every mesh, after it has been placed
 
@@ -17,42 +25,39 @@ struct Arguments {
   std::string builder = "psah";
   std::string up = "y";
   bool noFloor = false;
+  ImportLimits importing;
   BuildOptions build;
   PictureOptions picture;
   ShadingOptions shading;
 };
 
-int fail(const std::string &name, const std::string &reason) {
-  std::fprintf(stderr, "vekr-render: %s: %s\n", name.c_str(), reason.c_str());
-  return 1;
-}
-
 void addOptions(CLI::App &app, Arguments &arguments) {
   PictureOptions &picture = arguments.picture;
   app.add_option("mesh", arguments.mesh, "Mesh file: OBJ, PLY, STL, glTF, ... Without one: a built-in scene");
-  app.add_option("-o,--output", arguments.output, "Picture to write, a PNG file")->required();
+  app.add_option("-o,--output", arguments.output, "Picture to write, a PNG file")
+      ->required()
+      ->check(vekr_example::notEmpty);
   app.add_option_function<std::string>(
          "--size",
          [&picture](const std::string &text) {
-           char end = 0;
-           if (std::sscanf(text.c_str(), "%dx%d%c", &picture.width, &picture.height, &end) != 2 ||
-               picture.width < 1 || picture.height < 1 || picture.width > 16384 || picture.height > 16384) {
-             throw CLI::ValidationError("--size", "must be like 960x720, each side 1 to 16384");
-           }
+           const auto [width, height] = vekr_example::parseSides<2>("--size", text, 16384);
+           picture.width = width;
+           picture.height = height;
          },
          "Width and height in pixels, default 960x720")
       ->type_name("WxH");
   app.add_option("--samples", picture.samples, "Samples a pixel, along each side: 1, 2 or 4")
       ->check(CLI::IsMember({1, 2, 4}))
       ->capture_default_str();
-  app.add_option("--threads", picture.threads, "Threads; 0: one for each processor")
-      ->check(CLI::Range(0, 1024));
-  app.add_option("--yaw", picture.yaw, "Degrees around the mesh")->capture_default_str();
+  vekr_example::addThreadsOption(app, picture.threads);
+  app.add_option("--yaw", picture.yaw, "Degrees around the mesh")
+      ->check(numberFrom(-36000, 36000))
+      ->capture_default_str();
   app.add_option("--pitch", picture.pitch, "Degrees above it")
-      ->check(CLI::Range(-89.0, 89.0))
+      ->check(numberFrom(-89, 89))
       ->capture_default_str();
   app.add_option("--zoom", picture.zoom, "Above 1: nearer")
-      ->check(CLI::Range(0.01, 100.0))
+      ->check(numberFrom(0.01, 100))
       ->capture_default_str();
   app.add_option("--up", arguments.up, "Axis of the file that points up")->check(CLI::IsMember({"y", "z"}));
   app.add_flag("--no-floor", arguments.noFloor, "Leave out the floor");
@@ -67,7 +72,7 @@ void addOptions(CLI::App &app, Arguments &arguments) {
       ->check(CLI::IsMember({"psah", "simple"}))
       ->capture_default_str();
   app.add_option("--split-bias", arguments.build.splitBias, "Eagerness of the tree builder, 0 to 1")
-      ->check(CLI::Range(0.0, 1.0))
+      ->check(numberFrom(0, 1))
       ->capture_default_str();
   app.add_option("--depth", arguments.build.maxDepth,
                  "Depth of the tree; default 8 + 1.3 log2 of the triangles")
@@ -75,6 +80,12 @@ void addOptions(CLI::App &app, Arguments &arguments) {
   app.add_option("--memory", arguments.build.memoryLimitMB,
                  "Memory budget of the tree builder in MiB; default none")
       ->check(CLI::Range(0, 1 << 20));
+  app.add_option("--import-memory", arguments.importing.memoryMB, "Memory for reading the mesh file, in MiB")
+      ->check(CLI::Range(16, 1 << 20))
+      ->capture_default_str();
+  app.add_option("--import-time", arguments.importing.seconds, "Seconds for reading the mesh file")
+      ->check(CLI::Range(1, 86400))
+      ->capture_default_str();
 }
 
 void printTree(const Scene &scene) {
@@ -87,25 +98,29 @@ void printTree(const Scene &scene) {
               static_cast<long long>(tree.listLeaves), static_cast<long long>(tree.references));
 }
 
-int run(Arguments &arguments) {
+void run(Arguments &arguments) {
+  vekr_example::refuseSameFiles({{"the mesh", arguments.mesh}}, {{"--output", arguments.output}});
+  vekr_example::OutputFile output(arguments.output);
   const std::string name = arguments.mesh.empty() ? "built-in scene" : arguments.mesh;
+  const auto check = [&](const std::string &error) {
+    if (!error.empty()) throw std::runtime_error(name + ": " + error);
+  };
   Mesh mesh;
   if (arguments.mesh.empty()) {
     mesh = makeKnot();
-  } else if (const std::string error =
-                 loadMesh(arguments.mesh, arguments.up == "z" ? Axis::z : Axis::y, mesh);
-             !error.empty()) {
-    return fail(name, error);
+  } else {
+    check(loadMesh(arguments.mesh, arguments.up == "z" ? Axis::z : Axis::y, arguments.importing, mesh));
   }
   const int32_t triangles = mesh.triangleCount();
   placeOnFloor(mesh, kRadius, !arguments.noFloor && arguments.shading.layers == 0);
   float top = 0;
   for (size_t i = 1; i < mesh.vertices.size(); i += 3) top = std::max(top, mesh.vertices[i]);
 
-  vekSetNumThreads(arguments.picture.threads);
+  // For the triangles' normals, which are soon done: the OpenMP runtime ends a program that it can't give threads.
+  vekSetNumThreads(std::min(arguments.picture.threads, vekr_example::threadsOrProcessors(0)));
   arguments.build.simple = arguments.builder == "simple";
   Scene scene;
-  if (const std::string error = scene.build(mesh, arguments.build); !error.empty()) return fail(name, error);
+  check(scene.build(mesh, arguments.build));
   std::printf("mesh       %s, %d triangles\n", name.c_str(), triangles);
   printTree(scene);
 
@@ -118,13 +133,10 @@ int run(Arguments &arguments) {
               static_cast<long long>(counts.eye), static_cast<long long>(counts.shadow),
               static_cast<long long>(counts.reflection), seconds,
               static_cast<double>(counts.all()) / std::max(seconds, 1e-9) / 1e6);
-  std::string error;
-  if (!image.write(arguments.output, error)) {
-    std::fprintf(stderr, "vekr-render: %s\n", error.c_str());
-    return 1;
-  }
+  image.write(output);
   std::printf("picture    %s, %dx%d\n", arguments.output.c_str(), image.width(), image.height());
-  return 0;
+  vekr_example::finishStandardOutput();
+  output.commit();
 }
 
 }  // namespace
@@ -133,10 +145,5 @@ int main(int argc, char **argv) {
   CLI::App app("Renders a mesh into a PNG picture.", "vekr-render");
   Arguments arguments;
   addOptions(app, arguments);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError &error) {
-    return app.exit(error) == 0 ? 0 : 2;
-  }
-  return run(arguments);
+  return vekr_example::runProgram(app, argc, argv, [&] { run(arguments); });
 }

@@ -1,83 +1,12 @@
 #include "mesh.h"
 
-#include <assimp/postprocess.h>
-#include <assimp/scene.h>
-
 #include <algorithm>
-#include <assimp/Importer.hpp>
 #include <cmath>
-#include <fstream>
-#include <limits>
 #include <numbers>
-
-namespace {
-
-// Turns z-up coordinates into y-up ones.
-void append(std::vector<float> &list, const aiVector3D &v, Axis up) {
-  const float turned[2][3] = {{v.x, v.y, v.z}, {v.x, v.z, -v.y}};
-  const float *p = turned[up == Axis::z];
-  list.insert(list.end(), p, p + 3);
-}
-
-void appendMaterials(const aiScene &scene, Mesh &mesh) {
-  for (unsigned i = 0; i < scene.mNumMaterials; ++i) {
-    aiColor4D colour(0.7f, 0.7f, 0.7f, 1.0f);
-    if (scene.mMaterials[i]->Get(AI_MATKEY_BASE_COLOR, colour) != AI_SUCCESS) {
-      scene.mMaterials[i]->Get(AI_MATKEY_COLOR_DIFFUSE, colour);
-    }
-    for (const float c : {colour.r, colour.g, colour.b}) mesh.colours.push_back(std::clamp(c, 0.02f, 0.95f));
-  }
-  if (scene.mNumMaterials == 0) mesh.colours = {0.7f, 0.7f, 0.7f};
-}
-
-void appendPart(const aiMesh &part, Axis up, Mesh &mesh) {
-  const int32_t first = mesh.vertexCount();
-  for (unsigned i = 0; i < part.mNumVertices; ++i) {
-    append(mesh.vertices, part.mVertices[i], up);
-    append(mesh.normals, part.HasNormals() ? part.mNormals[i] : aiVector3D(0, 1, 0), up);
-  }
-  for (unsigned i = 0; i < part.mNumFaces; ++i) {
-    const aiFace &face = part.mFaces[i];
-    if (face.mNumIndices != 3) continue;  // points and lines
-    mesh.addTriangle(
-        first + static_cast<int32_t>(face.mIndices[0]), first + static_cast<int32_t>(face.mIndices[1]),
-        first + static_cast<int32_t>(face.mIndices[2]), static_cast<int32_t>(part.mMaterialIndex));
-  }
-}
-
-}  // namespace
 
 void Mesh::addTriangle(int32_t a, int32_t b, int32_t c, int32_t materialNumber) {
   indices.insert(indices.end(), {a, b, c, 0});
   material.push_back(materialNumber);
-}
-
-std::string loadMesh(const std::string &path, Axis up, Mesh &mesh) {
-  if (!std::ifstream(path)) return "cannot be read";
-  Assimp::Importer importer;
-  importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE, aiPrimitiveType_POINT | aiPrimitiveType_LINE);
-  const aiScene *scene = importer.ReadFile(path, aiProcess_Triangulate | aiProcess_PreTransformVertices |
-                                                     aiProcess_JoinIdenticalVertices |
-                                                     aiProcess_GenSmoothNormals | aiProcess_SortByPType);
-  if (scene == nullptr) {
-    std::string reason = importer.GetErrorString();
-    std::replace(reason.begin(), reason.end(), '\n', ' ');
-    return "is no mesh that can be read: " + reason;
-  }
-  constexpr size_t kMost = static_cast<size_t>(std::numeric_limits<int32_t>::max()) / 4;
-  size_t vertices = 0, faces = 0;
-  for (unsigned i = 0; i < scene->mNumMeshes; ++i) {
-    vertices += scene->mMeshes[i]->mNumVertices;
-    faces += scene->mMeshes[i]->mNumFaces;
-  }
-  if (vertices > kMost || faces > kMost) return "has too many triangles";
-  appendMaterials(*scene, mesh);
-  for (unsigned i = 0; i < scene->mNumMeshes; ++i) appendPart(*scene->mMeshes[i], up, mesh);
-  if (mesh.triangleCount() == 0) return "has no triangle";
-  if (!std::all_of(mesh.vertices.begin(), mesh.vertices.end(), [](float x) { return std::isfinite(x); })) {
-    return "has a vertex that is not a finite number";
-  }
-  return "";
 }
 
 Mesh makeKnot() {

@@ -1,11 +1,15 @@
-// Triangle meshes: from a file that assimp reads, or built in.
+// Triangle meshes, and one that is built in.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 struct Mesh {
+  static constexpr size_t kMost = size_t{1}
+                                  << 29;  // vertices, and triangles: so that 32-bit counts hold their floats
+
   std::vector<float> vertices;    // three floats a vertex
   std::vector<float> normals;     // three floats a vertex, unit length
   std::vector<int32_t> indices;   // four ints a triangle; the fourth is not read
@@ -18,9 +22,6 @@ struct Mesh {
 };
 
 enum class Axis { y, z };
-
-// Reads a mesh with all its parts in place, turned so that `up` becomes y. Returns an empty string, or what is wrong.
-std::string loadMesh(const std::string &path, Axis up, Mesh &mesh);
 
 // A torus knot on which light has something to do.
 Mesh makeKnot();

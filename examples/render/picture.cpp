@@ -5,14 +5,14 @@
 #include <cmath>
 #include <mutex>
 #include <numbers>
-#include <thread>
 
 #include "progress.h"
+#include "team.h"
 
 namespace {
 
 uint8_t displayValue(float linear) {
-  const float x = std::clamp(linear, 0.0f, 1.0f);
+  const float x = linear > 0.0f ? std::min(linear, 1.0f) : 0.0f;  // black for what is no number
   const float curved = x <= 0.0031308f ? 12.92f * x : 1.055f * std::pow(x, 1 / 2.4f) - 0.055f;  // sRGB
   return static_cast<uint8_t>(std::lround(curved * 255.0f));
 }
@@ -86,11 +86,6 @@ RayCounts renderPicture(const Scene &scene, const Camera &camera, const std::vec
     counts.shadow += block.counts().shadow;
     counts.reflection += block.counts().reflection;
   };
-  const unsigned wanted =
-      options.threads > 0 ? static_cast<unsigned>(options.threads) : std::thread::hardware_concurrency();
-  std::vector<std::thread> team;
-  for (unsigned i = 1; i < wanted; ++i) team.emplace_back(work);
-  work();
-  for (std::thread &member : team) member.join();
+  vekr_example::onThreads(vekr_example::threadsOrProcessors(options.threads), work);
   return counts;
 }

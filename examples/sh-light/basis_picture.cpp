@@ -1,16 +1,20 @@
 #include "basis_picture.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <vector>
 
+#include "progress.h"
+#include "team.h"
 #include "vekr.h"
 
 namespace {
 
 constexpr int kSamples = 2;          // along each side of a pixel
 constexpr int kSteps = 160;          // along a ray
+constexpr float kReach = 1.0001f;    // no surface lies further out: 1 and what rounding may add
 constexpr float kHalfWidth = 1.04f;  // of a tile; surfaces reach to 1 at most
 
 struct Vector {
@@ -59,10 +63,18 @@ class Band {
     return values_;
   }
 
+  // The value of function m alone; what at() has returned stays.
+  float at(Vector p, size_t m) {
+    const Vector d = unit(p);
+    one_.resize(count());
+    vekrSHBand_32f(&d.x, &d.y, &d.z, 1, one_.data(), l_);
+    return one_[m] * scale_;
+  }
+
  private:
   uint32_t l_;
   float scale_;
-  std::vector<float> x_, y_, z_, values_;
+  std::vector<float> x_, y_, z_, values_, one_;
 };
 
 float length(Vector p) { return std::sqrt(dot(p, p)); }
@@ -101,16 +113,26 @@ class RayRow {
     const size_t rays = start_.size(), count = band_.count();
     std::vector<Rgb> colours(rays * count, kBackground);
     std::vector<bool> done(rays * count, false);
-    std::vector<Vector> points(rays);
+    std::vector<Vector> points;
+    std::vector<size_t> ray;
     for (int step = 0; step <= kSteps; ++step) {
       const float t = 1.0f - 2.0f * static_cast<float>(step) / kSteps;
-      for (size_t i = 0; i < rays; ++i) points[i] = start_[i] + camera_.towards * t;
-      const std::vector<float> values = band_.at(points);
+      points.clear();
+      ray.clear();
       for (size_t i = 0; i < rays; ++i) {
+        const Vector p = start_[i] + camera_.towards * t;
+        if (dot(p, p) > kReach * kReach) continue;
+        points.push_back(p);
+        ray.push_back(i);
+      }
+      const std::vector<float> &values = band_.at(points);
+      for (size_t k = 0; k < points.size(); ++k) {
+        const size_t i = ray[k];
+        const float distance = length(points[k]);
         for (size_t m = 0; m < count; ++m) {
-          if (done[m * rays + i] || length(points[i]) > std::abs(values[i * count + m])) continue;
+          if (distance > std::abs(values[k * count + m]) || done[m * rays + i]) continue;
           done[m * rays + i] = true;
-          colours[m * rays + i] = hit(i, m, t, values[i * count + m] > 0.0f);
+          colours[m * rays + i] = hit(i, m, t, values[k * count + m] > 0.0f);
         }
       }
     }
@@ -134,46 +156,56 @@ class RayRow {
   }
 
   // How far a point lies outside the surface.
-  float beyond(Vector p, size_t m) { return length(p) - std::abs(band_.at({p})[m]); }
+  float beyond(Vector p, size_t m) { return length(p) - std::abs(band_.at(p, m)); }
 
   Band &band_;
   const Camera &camera_;
   std::vector<Vector> start_;
 };
 
+// One row of pixels of a band, all of its functions.
+void drawRow(Band &band, const Camera &camera, int bands, int l, int row, int tileSize,
+             vekr_example::Image &image) {
+  const int samples = tileSize * kSamples;
+  std::vector<std::vector<Rgb>> lines;
+  for (int s = 0; s < kSamples; ++s) {
+    lines.push_back(RayRow(band, camera, samples, row * kSamples + s).trace());
+  }
+  for (int m = 0; m < 2 * l + 1; ++m) {
+    for (int column = 0; column < tileSize; ++column) {
+      Rgb sum = {0.0f, 0.0f, 0.0f};
+      for (const std::vector<Rgb> &line : lines) {
+        for (int s = 0; s < kSamples; ++s) {
+          const Rgb &c = line[static_cast<size_t>(m * samples + column * kSamples + s)];
+          sum = {sum.r + c.r, sum.g + c.g, sum.b + c.b};
+        }
+      }
+      uint8_t *pixel = image.at((bands - 1 - l + m) * tileSize + column, l * tileSize + row);
+      const float channels[3] = {sum.r, sum.g, sum.b};
+      for (int c = 0; c < 3; ++c) {
+        const float mean = std::clamp(channels[c] / (kSamples * kSamples), 0.0f, 1.0f);
+        pixel[c] = static_cast<uint8_t>(mean * 255.0f + 0.5f);
+      }
+    }
+  }
+}
+
 }  // namespace
 
-vekr_example::Image drawBasis(int bands, int tileSize) {
-  const int widest = 2 * bands - 1, samples = tileSize * kSamples;
-  vekr_example::Image image(widest * tileSize, bands * tileSize, 3);
+vekr_example::Image drawBasis(int bands, int tileSize, int threads) {
+  vekr_example::Image image((2 * bands - 1) * tileSize, bands * tileSize, 3);
   std::fill_n(image.data(), 3 * static_cast<size_t>(image.width()) * static_cast<size_t>(image.height()),
               uint8_t{255});
   const Camera camera;
-  for (int l = 0; l < bands; ++l) {
-    Band band(static_cast<uint32_t>(l));
-    std::vector<std::vector<Rgb>> lines;
-    for (int row = 0; row < samples; ++row) {
-      lines.push_back(RayRow(band, camera, samples, row).trace());
-      if (lines.size() < kSamples) continue;
-      for (int m = 0; m < 2 * l + 1; ++m) {
-        for (int column = 0; column < tileSize; ++column) {
-          Rgb sum = {0.0f, 0.0f, 0.0f};
-          for (const std::vector<Rgb> &line : lines) {
-            for (int s = 0; s < kSamples; ++s) {
-              const Rgb &c = line[static_cast<size_t>(m * samples + column * kSamples + s)];
-              sum = {sum.r + c.r, sum.g + c.g, sum.b + c.b};
-            }
-          }
-          uint8_t *pixel = image.at((bands - 1 - l + m) * tileSize + column, l * tileSize + row / kSamples);
-          const float channels[3] = {sum.r, sum.g, sum.b};
-          for (int c = 0; c < 3; ++c) {
-            const float mean = std::clamp(channels[c] / (kSamples * kSamples), 0.0f, 1.0f);
-            pixel[c] = static_cast<uint8_t>(mean * 255.0f + 0.5f);
-          }
-        }
-      }
-      lines.clear();
+  const int rows = bands * tileSize;
+  vekr_example::Progress progress("drawing", rows);
+  std::atomic<int> next = 0;
+  vekr_example::onThreads(vekr_example::threadsOrProcessors(threads), [&] {
+    for (int number; (number = next++) < rows; progress.step()) {
+      const int l = bands - 1 - number / tileSize;  // the most work first
+      Band band(static_cast<uint32_t>(l));
+      drawRow(band, camera, bands, l, number % tileSize, tileSize, image);
     }
-  }
+  });
   return image;
 }

@@ -81,16 +81,15 @@ Panorama builtInSky(int width, int height) {
   return sky;
 }
 
-std::optional<Panorama> readPanorama(const std::string &path, std::string &error) {
-  const std::optional<vekr_example::Image> image = vekr_example::Image::read(path, 3, error);
-  if (!image) return std::nullopt;
+Panorama readPanorama(const std::string &path) {
+  const vekr_example::Image image = vekr_example::Image::read(path, 3);
   std::array<float, 256> linear{};
   for (size_t i = 0; i < linear.size(); ++i) linear[i] = toLinear(static_cast<float>(i) / 255.0f);
-  Panorama panorama(image->width(), image->height());
-  for (int y = 0; y < image->height(); ++y) {
-    const uint8_t *bytes = image->at(0, y);
+  Panorama panorama(image.width(), image.height());
+  for (int y = 0; y < image.height(); ++y) {
+    const uint8_t *bytes = image.at(0, y);
     float *light = panorama.row(y);
-    for (int i = 0; i < 3 * image->width(); ++i) light[i] = linear[bytes[i]];
+    for (int i = 0; i < 3 * image.width(); ++i) light[i] = linear[bytes[i]];
   }
   return panorama;
 }

@@ -1,7 +1,6 @@
 // Panoramas: pictures of everything around, 360 degrees wide and 180 high, as linear light.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -54,8 +53,8 @@ double solidAngle(int width, int height, int row);
 // A clear sky with a low sun, much brighter than any picture can hold, over dark ground.
 Panorama builtInSky(int width, int height);
 
-// Nothing on failure, with one line in `error`.
-std::optional<Panorama> readPanorama(const std::string &path, std::string &error);
+// Throws std::runtime_error with one line on failure.
+Panorama readPanorama(const std::string &path);
 
 // As 8-bit picture; light below 0 becomes black, above 1 / exposure white.
 vekr_example::Image toPicture(const Panorama &panorama, float exposure);

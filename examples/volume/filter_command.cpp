@@ -1,14 +1,16 @@
 // vekr-volume filter: smooths, sharpens or differentiates a volume by a kernel of integers.
 #include <algorithm>
+#include <atomic>
 #include <climits>
 #include <cmath>
 #include <cstdio>
 #include <memory>
-#include <thread>
 
 #include "commands.h"
 #include "filter_kernel.h"
 #include "options.h"
+#include "standard_streams.h"
+#include "team.h"
 #include "vekcore.h"
 
 namespace vekr_example {
@@ -123,22 +125,20 @@ struct FilterCommand {
   // The filter itself starts no threads: planes are shared out here.
   static VekStatus filterOnThreads(const Padded &src, Volume &dst, const FilterKernel &kernel, int32_t z,
                                    int32_t count) {
-    const int32_t threads = std::min(std::max(ownGetNumThreads(), 1), count);
-    std::vector<VekStatus> statuses(static_cast<size_t>(threads), vekOk);
-    std::vector<std::thread> team;
-    for (int32_t t = 0; t < threads; ++t) {
-      const int32_t first = z + count * t / threads, end = z + count * (t + 1) / threads;
-      team.emplace_back([&, t, first, end] {
-        statuses[static_cast<size_t>(t)] = filterPlanes(src, dst, kernel, first, end - first);
-      });
-    }
-    for (std::thread &member : team) member.join();
-    const auto bad =
-        std::find_if(statuses.begin(), statuses.end(), [](VekStatus status) { return status != vekOk; });
-    return bad == statuses.end() ? vekOk : *bad;
+    const int32_t shares = std::min(std::max(ownGetNumThreads(), 1), count);
+    std::atomic<int32_t> next = 0;
+    std::atomic<VekStatus> bad = vekOk;
+    onThreads(shares, [&] {
+      for (int32_t t; (t = next++) < shares;) {
+        const int32_t first = z + count * t / shares, end = z + count * (t + 1) / shares;
+        const VekStatus status = filterPlanes(src, dst, kernel, first, end - first);
+        if (status != vekOk) bad = status;
+      }
+    });
+    return bad;
   }
 
-  void run() const {
+  void run() {
     FilterKernel kernel = kernelNamed(kernelName);
     if (divisor != 0) kernel.divisor = divisor;
     const Volume given = files.read(Keep16s::yes);
@@ -151,8 +151,8 @@ struct FilterCommand {
         check(stopwatch.time([&] { return filterOnThreads(padded, dst, kernel, z, planes); }));
       });
     }
-    files.write(src, dst);
     stopwatch.report(dst, "filter, " + kernelName + " / " + std::to_string(kernel.divisor));
+    files.write(src, dst);
   }
 };
 
@@ -167,18 +167,20 @@ void addFilterCommand(CLI::App &app) {
                      "gaussian:SIZE (gaussian:3 by default), box:SIZE, sharpen, sobel-x, or a text file: "
                      "width, height, depth, "
                      "then the taps, integers, x fastest");
-  command
-      .add_option("--divisor", options->divisor,
-                  "What the sums are divided by; by default the kernel's own, of a file the sum of its taps "
-                  "if that is positive")
-      ->check([](const std::string &text) {
-        return text == "0" || text == "-2147483648" ? std::string("must not be ") + text : std::string();
-      });
+  const CLI::Option *const given = command.add_option(
+      "--divisor", options->divisor,
+      "What the sums are divided by; by default the kernel's own, of a file the sum of its taps "
+      "if that is positive");
   command
       .add_option("--border", options->border,
                   "replicate (default) or reflect: what stands beyond the volume's border")
       ->check(CLI::IsMember({"replicate", "reflect"}));
-  command.callback([options] { options->run(); });
+  command.callback([options, given] {
+    const bool none = options->divisor == 0 || options->divisor == INT_MIN;  // in whatever way they are spelt
+    if (!given->empty() && none)
+      throw UsageError("--divisor must not be " + std::to_string(options->divisor));
+    options->run();
+  });
 }
 
 }  // namespace vekr_example

@@ -8,6 +8,9 @@
 #include <numeric>
 #include <stdexcept>
 
+#include "output_file.h"
+#include "standard_streams.h"
+
 namespace vekr_example {
 
 namespace {
@@ -58,15 +61,17 @@ int32_t sizeBehind(const std::string &name, size_t colon, int32_t largest) {
   const char *const end = name.data() + name.size();
   const auto [stop, error] = std::from_chars(name.data() + colon + 1, end, size);
   if (error != std::errc() || stop != end || size < 3 || size > largest || size % 2 == 0) {
-    throw std::runtime_error("--kernel " + name + ": the size must be an odd number from 3 to " +
-                             std::to_string(largest));
+    throw UsageError("--kernel " + name + ": the size must be an odd number from 3 to " +
+                     std::to_string(largest));
   }
   return size;
 }
 
 FilterKernel read(const std::string &path) {
+  if (const std::string reason = whyUnreadable(path); !reason.empty())
+    throw std::runtime_error("--kernel " + path + ": neither a kernel's name nor a file: " + reason);
   std::ifstream file(path);
-  if (!file) throw std::runtime_error(path + ": neither a kernel's name nor a file");
+  if (!file) throw std::runtime_error(path + ": cannot be read");
   constexpr int32_t kLongest = 1024;
   std::array<int32_t, 3> size;
   for (int32_t &side : size) {

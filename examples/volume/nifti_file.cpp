@@ -1,15 +1,15 @@
 #include "nifti_file.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <new>
+
+#include "nifti_header.h"
+#include "standard_streams.h"
 
 namespace vekr_example {
 
@@ -72,56 +72,34 @@ bool loadVoxels(nifti_image &image) {
   return whole;
 }
 
-// A header without a usable voxel size would make every map of coordinates singular.
-void mendSpacing(nifti_image &header) {
-  for (int axis = 1; axis <= 3; ++axis) {
-    float &spacing = header.pixdim[axis];
-    if (!(std::fabs(spacing) > 0) || !std::isfinite(spacing)) spacing = 1;
-  }
-  header.dx = header.pixdim[1];
-  header.dy = header.pixdim[2];
-  header.dz = header.pixdim[3];
+// What the file can hold at most of it; deflate makes at most 1032 bytes of one.
+bool holdsVoxels(const nifti_image &image) {
+  std::error_code error;
+  const auto fileBytes = static_cast<double>(std::filesystem::file_size(image.iname, error));
+  constexpr double kLargestRatio = 1032;
+  const double most = nifti_is_gzfile(image.iname) != 0 ? kLargestRatio * fileBytes : fileBytes;
+  return !error && static_cast<double>(image.iname_offset) +
+                           static_cast<double>(image.nvox) * static_cast<double>(image.nbyper) <=
+                       most;
 }
-
-// A file that is removed unless it is kept.
-class Temporary {
- public:
-  explicit Temporary(std::string path) : path_(std::move(path)) {}
-  ~Temporary() {
-    if (!path_.empty()) std::remove(path_.c_str());
-  }
-  Temporary(const Temporary &) = delete;
-  Temporary &operator=(const Temporary &) = delete;
-  const std::string &path() const { return path_; }
-  void renameTo(const std::string &name) {
-    std::error_code error;
-    std::filesystem::rename(path_, name, error);
-    if (error) fail(name, "can't be written: " + error.message());
-    path_.clear();
-  }
-
- private:
-  std::string path_;
-};
 
 }  // namespace
 
-bool isWritableName(const std::string &path) { return endsWith(path, ".nii") || endsWith(path, ".nii.gz"); }
+std::string endingOf(const std::string &path) {
+  return endsWith(path, ".nii.gz") ? ".nii.gz" : endsWith(path, ".nii") ? ".nii" : "";
+}
 
 Volume readVolume(const std::string &path, Keep16s keep) {
   nifti_set_debug_level(0);  // errors are told here, once
-  std::error_code error;
-  if (!std::filesystem::is_regular_file(path, error)) fail(path, "no such file");
-  const Header image(nifti_image_read(path.c_str(), 0));
-  if (image == nullptr || image->nifti_type == NIFTI_FTYPE_ANALYZE) fail(path, "not a NIfTI volume");
-  if (image->nt > 1 || image->nu > 1 || image->nv > 1 || image->nw > 1) {
-    fail(path, "has " + std::to_string(image->ndim) + " dimensions; volumes have 3");
-  }
-  const int64_t rowBytes = int64_t(image->nx) * 4;
-  if (image->nx < 1 || image->ny < 1 || image->nz < 1 || rowBytes > INT32_MAX)
-    fail(path, "has an unusable size");
-  if (!loadVoxels(*image)) fail(path, "is truncated or damaged");
-  mendSpacing(*image);
+  if (const std::string reason = whyUnreadable(path); !reason.empty()) fail(path, reason);
+  const HeaderMends mends = judgeHeader(path);
+  const Header image = [&] {
+    const QuietStandardError quiet;
+    return Header(nifti_image_read(path.c_str(), 0));
+  }();
+  if (image == nullptr) fail(path, "not a NIfTI volume");
+  mend(*image, mends);
+  if (!holdsVoxels(*image) || !loadVoxels(*image)) fail(path, "is truncated or damaged");
 
   const VekrVolumeSize size = {image->nx, image->ny, image->nz};
   const bool native = image->datatype == DT_UINT8 || image->datatype == DT_UINT16 ||
@@ -143,10 +121,9 @@ Volume readVolume(const std::string &path, Keep16s keep) {
   return volume;
 }
 
-void writeVolume(const Volume &volume, const std::string &path) {
-  if (!isWritableName(path)) fail(path, "must end in .nii or .nii.gz");
+void writeVolume(const Volume &volume, OutputFile &output) {
   const Header image(nifti_copy_nim_info(volume.header.get()));
-  if (image == nullptr) fail(path, "no memory for a header");
+  if (image == nullptr) throw std::bad_alloc();
   const int dims[8] = {3, volume.size.width, volume.size.height, volume.size.depth, 1, 1, 1, 1};
   std::memcpy(image->dim, dims, sizeof dims);
   image->datatype = volume.type == VoxelType::u8    ? DT_UINT8
@@ -161,28 +138,20 @@ void writeVolume(const Volume &volume, const std::string &path) {
   image->iname_offset = 0;  // to be computed
   nifti_set_iname_offset(image.get());
 
-  const std::string ending = endsWith(path, ".gz") ? ".nii.gz" : ".nii";
-  Temporary temporary(path.substr(0, path.size() - ending.size()) + ".part" + std::to_string(getpid()) +
-                      ending);
+  const std::string &name = output.create();
   std::free(image->fname);
   std::free(image->iname);
-  image->fname = nifti_strdup(temporary.path().c_str());
-  image->iname = nifti_strdup(temporary.path().c_str());
-  // The first try is ours: it knows the reason for a failure, and libnifti would print one of its own.
-  if (std::FILE *const probe = std::fopen(temporary.path().c_str(), "wb")) {
-    std::fclose(probe);
-  } else {
-    fail(path, std::string("can't be written: ") + std::strerror(errno));
-  }
+  image->fname = nifti_strdup(name.c_str());
+  image->iname = nifti_strdup(name.c_str());
   constexpr int kHeaderAndStayOpen = 2;
+  const QuietStandardError quiet;
   znzFile file = nifti_image_write_hdr_img(image.get(), kHeaderAndStayOpen, "wb");
-  if (znz_isnull(file)) fail(path, "can't be written");
+  if (znz_isnull(file)) output.fail("is the disk full?");
   const bool written =
       znzseek(file, image->iname_offset, SEEK_SET) >= 0 &&
       nifti_write_buffer(file, volume.voxels.data(), volume.voxels.size()) == volume.voxels.size();
   const bool closed = znzclose(file) == 0;
-  if (!written || !closed) fail(path, "can't be written: is the disk full?");
-  temporary.renameTo(path);
+  if (!written || !closed) output.fail("is the disk full?");
 }
 
 void setToWorld(Volume &volume, const mat44 &toWorld) {
@@ -192,6 +161,8 @@ void setToWorld(Volume &volume, const mat44 &toWorld) {
     double sum = 0;
     for (int row = 0; row < 3; ++row) sum += double(toWorld.m[row][k]) * toWorld.m[row][k];
     length[k] = static_cast<float>(std::sqrt(sum));
+    if (!(length[k] > 0) || !std::isfinite(length[k]) || !std::isfinite(toWorld.m[k][3]))
+      throw std::runtime_error("the result would lie where no header can tell");
     for (int row = 0; row < 3; ++row) columns[k][row] = toWorld.m[row][k] / length[k];
   }
   header.pixdim[1] = header.dx = length[0];

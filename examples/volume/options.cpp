@@ -1,10 +1,13 @@
 #include "options.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <map>
 
+#include "arguments.h"
 #include "nifti_file.h"
 #include "preview.h"
+#include "standard_streams.h"
 #include "vekcore.h"
 
 namespace vekr_example {
@@ -22,21 +25,30 @@ const std::map<std::string, int32_t> kCodes = {{"nearest", vekrInterNearest},
 
 void FileOptions::addTo(CLI::App &command) {
   command.add_option("IN", in, "NIfTI volume, .nii or .nii.gz")->required();
-  command.add_option("OUT", out, "NIfTI volume to write, .nii or .nii.gz")->required();
-  command.add_option("--preview", preview, "PNG to write: three middle slices, before above after");
-  command.add_option("--threads", threads, "Threads to use; by default all processors")
-      ->check(CLI::PositiveNumber);
+  command.add_option("OUT", out, "NIfTI volume to write, .nii or .nii.gz; may be IN")
+      ->required()
+      ->check([](const std::string &name) {
+        return endingOf(name).empty() ? name + " must end in .nii or .nii.gz" : "";
+      });
+  command.add_option("--preview", preview, "PNG to write: three middle slices, before above after")
+      ->check(notEmpty);
+  addThreadsOption(command, threads);
 }
 
-Volume FileOptions::read(Keep16s keep) const {
-  if (!isWritableName(out)) throw std::runtime_error(out + ": must end in .nii or .nii.gz");
+Volume FileOptions::read(Keep16s keep) {
+  refuseSameFiles({{"IN", in}, {"OUT", out}}, {{"--preview", preview}});
+  volume_.emplace(out, endingOf(out));
+  picture_.emplace(preview);
   vekSetNumThreads(threads);
   return readVolume(in, keep);
 }
 
-void FileOptions::write(const Volume &before, const Volume &after) const {
-  writeVolume(after, out);
-  if (!preview.empty()) writePreview(before, after, preview);
+void FileOptions::write(const Volume &before, const Volume &after) {
+  writeVolume(after, *volume_);
+  if (picture_->wanted()) writePreview(before, after, *picture_);
+  finishStandardOutput();
+  if (picture_->wanted()) picture_->commit();
+  volume_->commit();
 }
 
 void InterpolationOption::addTo(CLI::App &command) {
@@ -59,11 +71,14 @@ void RegionOption::addTo(CLI::App &command) {
       .add_option("--region", numbers,
                   "X,Y,Z,WIDTH,HEIGHT,DEPTH: the voxels of the source that may be used; all by default")
       ->delimiter(',')
-      ->expected(6);
+      ->expected(6)
+      ->check(CLI::Range(0, INT32_MAX));
 }
 
 VekrVolumeBox RegionOption::boxOf(const Volume &volume) const {
   if (numbers.empty()) return {0, 0, 0, volume.size.width, volume.size.height, volume.size.depth};
+  if (*std::min_element(numbers.begin() + 3, numbers.end()) < 1)
+    throw UsageError("--region takes sides of 1 or more");
   return {numbers[0], numbers[1], numbers[2], numbers[3], numbers[4], numbers[5]};
 }
 
@@ -76,7 +91,7 @@ void check(VekStatus status) {
     case vekWarnNoVoxels:
       throw std::runtime_error("nothing of the volume is left");
     case vekErrCoeff:
-      throw std::runtime_error("the matrix is singular, or too near to it");
+      throw std::runtime_error("the matrix is singular, or nearly so");
     case vekErrSize:
       throw std::runtime_error("a size is below 1 or an origin below 0");
     case vekErrResizeFactor:

@@ -4,10 +4,12 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "nifti_file.h"
+#include "output_file.h"
 #include "progress.h"
 #include "volume.h"
 
@@ -19,9 +21,12 @@ struct FileOptions {
   int32_t threads = 0;
   void addTo(CLI::App &command);
   // Reads IN, after a look at OUT, so that nothing is computed in vain.
-  Volume read(Keep16s keep = Keep16s::no) const;
-  // Writes OUT and the preview.
-  void write(const Volume &before, const Volume &after) const;
+  Volume read(Keep16s keep = Keep16s::no);
+  // Writes OUT and the preview, or neither. Call last: what has been printed is seen to arrive before.
+  void write(const Volume &before, const Volume &after);
+
+ private:
+  std::optional<OutputFile> volume_, picture_;
 };
 
 // --interpolation.

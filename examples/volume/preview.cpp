@@ -88,7 +88,7 @@ void draw(const Volume &v, const Panel &panel, double scale, const std::array<do
 
 }  // namespace
 
-void writePreview(const Volume &before, const Volume &after, const std::string &path) {
+void writePreview(const Volume &before, const Volume &after, OutputFile &output) {
   // One scale for all, by the finest voxel, unless that makes the picture too large.
   double scale = 0, longest = 0;
   for (const Volume *v : {&before, &after}) {
@@ -118,8 +118,7 @@ void writePreview(const Volume &before, const Volume &after, const std::string &
       left += widths[p] + kGap;
     }
   }
-  std::string error;
-  if (!image.write(path, error)) throw std::runtime_error(error);
+  image.write(output);
 }
 
 }  // namespace vekr_example

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <memory>
 
+#include "arguments.h"
 #include "commands.h"
 #include "options.h"
 
@@ -99,7 +100,7 @@ struct RemapCommand {
     });
   }
 
-  void run() const {
+  void run() {
     Volume src = files.read();
     Volume dst(src.type, src.size, src.header.get());
     Stopwatch stopwatch;
@@ -116,8 +117,8 @@ struct RemapCommand {
       case VoxelType::s16:  // as which nothing has been read
         break;
     }
-    files.write(src, dst);
     stopwatch.report(dst, "remap, " + deformation + ", " + interpolation.name());
+    files.write(src, dst);
   }
 };
 
@@ -131,8 +132,9 @@ void addRemapCommand(CLI::App &app) {
   options->region.addTo(command);
   command.add_option("--deformation", options->deformation, "twist (default), waves or bulge")
       ->check(CLI::IsMember({"twist", "waves", "bulge"}));
-  command.add_option("--strength", options->strength,
-                     "How much of it; 1 by default, negative for the other way");
+  command
+      .add_option("--strength", options->strength, "How much of it; 1 by default, negative for the other way")
+      ->check(numberFrom(-1000, 1000));
   command.callback([options] { options->run(); });
 }
 

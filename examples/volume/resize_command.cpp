@@ -2,12 +2,13 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <memory>
 
+#include "arguments.h"
 #include "commands.h"
 #include "nifti_file.h"
 #include "options.h"
+#include "standard_streams.h"
 #include "vekcore.h"
 
 namespace vekr_example {
@@ -27,19 +28,6 @@ struct Plan {
 void checkSide(double side) {
   if (!(side <= kLargestSide))
     throw std::runtime_error("the result would have sides of more than 32767 voxels");
-}
-
-std::array<int32_t, 3> parseSize(const std::string &text) {
-  std::array<int32_t, 3> size;
-  char rest;
-  if (std::sscanf(text.c_str(), "%d%*1[xX]%d%*1[xX]%d%c", &size[0], &size[1], &size[2], &rest) != 3) {
-    throw std::runtime_error("--size takes WIDTHxHEIGHTxDEPTH, as 256x256x128");
-  }
-  for (const int32_t side : size) {
-    if (side < 1) throw std::runtime_error("--size takes sides of 1 or more");
-    checkSide(side);
-  }
-  return size;
 }
 
 // What lay at a place in millimetres stays there. Result voxel i has its centre at (i + 1/2) / factor - 1/2 in the source.
@@ -64,11 +52,7 @@ struct ResizeCommand {
 
   // One number for all axes, or one for each.
   static Three three(const std::vector<double> &numbers, const char *option) {
-    if (numbers.size() == 2) throw std::runtime_error(std::string(option) + " takes one number or three");
-    for (const double number : numbers) {
-      if (!(number > 0 && std::isfinite(number)))
-        throw std::runtime_error(std::string(option) + " must be above 0");
-    }
+    if (numbers.size() == 2) throw UsageError(std::string(option) + " takes one number or three");
     return numbers.size() == 1 ? Three{numbers[0], numbers[0], numbers[0]}
                                : Three{numbers[0], numbers[1], numbers[2]};
   }
@@ -87,7 +71,7 @@ struct ResizeCommand {
     std::array<int32_t, 3> result;
     Three factors;
     if (!size.empty()) {
-      result = parseSize(size);
+      result = parseSides<3>("--size", size, kLargestSide);
       for (size_t axis = 0; axis < 3; ++axis) factors[axis] = double(result[axis]) / sides[axis];
     } else {
       factors = factorsFor(v);
@@ -144,7 +128,7 @@ struct ResizeCommand {
     });
   }
 
-  void run() const {
+  void run() {
     Volume src = files.read();
     const Plan plan = planFor(src);
     const int32_t threads = ownGetNumThreads();
@@ -166,8 +150,8 @@ struct ResizeCommand {
         break;
     }
     follow(dst, plan.factor);
-    files.write(src, dst);
     stopwatch.report(dst, std::string("resize, ") + interpolation.name());
+    files.write(src, dst);
   }
 };
 
@@ -181,11 +165,13 @@ void addResizeCommand(CLI::App &app) {
   CLI::App &by = *command.add_option_group("by", "One of these");
   by.add_option("--factor", options->factor, "FACTOR or X,Y,Z: above 1 enlarges")
       ->delimiter(',')
-      ->expected(1, 3);
+      ->expected(1, 3)
+      ->check(numberFrom(1e-4, 1e4));
   by.add_option("--size", options->size, "WIDTHxHEIGHTxDEPTH in voxels");
   by.add_option("--spacing", options->spacing, "MM or X,Y,Z: millimetres from voxel to voxel")
       ->delimiter(',')
-      ->expected(1, 3);
+      ->expected(1, 3)
+      ->check(numberFrom(1e-4, 1e4));
   by.require_option(1);
   command.callback([options] { options->run(); });
 }

@@ -4,9 +4,11 @@
 #include <fstream>
 #include <memory>
 
+#include "arguments.h"
 #include "commands.h"
 #include "nifti_file.h"
 #include "options.h"
+#include "standard_streams.h"
 
 namespace vekr_example {
 
@@ -42,8 +44,10 @@ Matrix turned(size_t axis, double degrees) {
 }
 
 Matrix readMatrix(const std::string &path) {
+  if (const std::string reason = whyUnreadable(path); !reason.empty())
+    throw std::runtime_error(path + ": " + reason);
   std::ifstream file(path);
-  if (!file) throw std::runtime_error(path + ": no such file");
+  if (!file) throw std::runtime_error(path + ": cannot be read");
   Matrix m;
   for (double &entry : m) {
     if (!(file >> entry)) throw std::runtime_error(path + ": must hold 12 numbers, three rows of four");
@@ -74,6 +78,15 @@ struct WarpCommand {
     return moved(middle) * scaled({1 / mm[0], 1 / mm[1], 1 / mm[2]}) * moved(translate) *
            turned(2, rotate[2]) * turned(1, rotate[1]) * turned(0, rotate[0]) * scaled(factors) * scaled(mm) *
            moved({-middle[0], -middle[1], -middle[2]});
+  }
+
+  // The library takes no matrix with an empty diagonal, whether it has an inverse or not.
+  static void refusePermutation(const Matrix &m) {
+    constexpr double kEmpty = 1e-100;
+    if (std::fabs(m[0]) > kEmpty || std::fabs(m[5]) > kEmpty || std::fabs(m[10]) > kEmpty) return;
+    throw std::runtime_error(
+        "the matrix has nothing but zeros on its diagonal, as a permutation of axes has: such a one is not "
+        "taken");
   }
 
   // Whether the image of the source misses the result's box.
@@ -123,9 +136,10 @@ struct WarpCommand {
     });
   }
 
-  void run() const {
+  void run() {
     Volume src = files.read();
     const Matrix matrix = matrixFor(src);
+    refusePermutation(matrix);
     Volume dst(src.type, src.size, src.header.get());
     Stopwatch stopwatch;
     switch (src.type) {
@@ -144,8 +158,8 @@ struct WarpCommand {
     if (leaves(src, matrix))
       throw std::runtime_error("the transform moves all of the volume out of the result");
     follow(dst, matrix);
-    files.write(src, dst);
     stopwatch.report(dst, std::string("warp, ") + interpolation.name());
+    files.write(src, dst);
   }
 };
 
@@ -158,18 +172,26 @@ void addWarpCommand(CLI::App &app) {
   options->interpolation.addTo(command);
   options->region.addTo(command);
   command.add_option("--rotate", options->rotate, "X,Y,Z: degrees about each axis, in this order")
-      ->delimiter(',');
+      ->delimiter(',')
+      ->check(numberFrom(-36000, 36000));
   command.add_option("--scale", options->scale, "FACTOR or X,Y,Z: above 1 enlarges")
       ->delimiter(',')
-      ->expected(1, 3);
-  command.add_option("--translate", options->translate, "X,Y,Z: millimetres, after all else")->delimiter(',');
+      ->expected(1, 3)
+      ->check([](const std::string &text) {
+        const auto within = numberFrom(1e-3, 1e3);  // the library takes no matrix that scales by much less
+        const bool mirrors = !text.empty() && text[0] == '-';
+        return within(mirrors ? text.substr(1) : text);
+      });
+  command.add_option("--translate", options->translate, "X,Y,Z: millimetres, after all else")
+      ->delimiter(',')
+      ->check(numberFrom(-1e6, 1e6));
   command
       .add_option("--matrix", options->matrixFile,
                   "File of 12 numbers, three rows of four, from source voxels to result voxels; instead of "
                   "the others")
       ->excludes("--rotate", "--scale", "--translate");
   command.callback([options] {
-    if (options->scale.size() == 2) throw std::runtime_error("--scale takes one number or three");
+    if (options->scale.size() == 2) throw UsageError("--scale takes one number or three");
     options->run();
   });
 }

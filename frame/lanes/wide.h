@@ -24,47 +24,36 @@ struct DoubleMask {  // of 64-bit lanes
   DoubleMask<N / 2> low, high;
 };
 
-template <int N>
-struct Int {
-  Int<N / 2> low, high;
-  Int() = default;
-  Int(Int<N / 2> l, Int<N / 2> h) : low(l), high(h) {}
-  Int(int32_t x) : low(x), high(x) {}  // broadcast
-  // Smaller integers are widened.
+template <template <int> class Lanes, int N, class Element>
+struct Halves {
+  Lanes<N / 2> low, high;
+  Halves() = default;
+  Halves(Lanes<N / 2> l, Lanes<N / 2> h) : low(l), high(h) {}
+  Halves(Element x) : low(x), high(x) {}  // broadcast
+  // Integers smaller than the lanes are widened.
   template <class T>
-  static Int load(const T *p) {
-    return {Int<N / 2>::load(p), Int<N / 2>::load(p + N / 2)};
+  static Lanes<N> load(const T *p) {
+    return {Lanes<N / 2>::load(p), Lanes<N / 2>::load(p + N / 2)};
   }
-  void store(int32_t *p) const {
+  void store(Element *p) const {
     low.store(p);
     high.store(p + N / 2);
   }
 };
 
 template <int N>
-struct Float {
-  Float<N / 2> low, high;
-  Float() = default;
-  Float(Float<N / 2> l, Float<N / 2> h) : low(l), high(h) {}
-  Float(float x) : low(x), high(x) {}
-  static Float load(const float *p) { return {Float<N / 2>::load(p), Float<N / 2>::load(p + N / 2)}; }
-  void store(float *p) const {
-    low.store(p);
-    high.store(p + N / 2);
-  }
+struct Int : Halves<Int, N, int32_t> {
+  using Halves<Int, N, int32_t>::Halves;
 };
 
 template <int N>
-struct Double {
-  Double<N / 2> low, high;
-  Double() = default;
-  Double(Double<N / 2> l, Double<N / 2> h) : low(l), high(h) {}
-  Double(double x) : low(x), high(x) {}
-  static Double load(const double *p) { return {Double<N / 2>::load(p), Double<N / 2>::load(p + N / 2)}; }
-  void store(double *p) const {
-    low.store(p);
-    high.store(p + N / 2);
-  }
+struct Float : Halves<Float, N, float> {
+  using Halves<Float, N, float>::Halves;
+};
+
+template <int N>
+struct Double : Halves<Double, N, double> {
+  using Halves<Double, N, double>::Halves;
 };
 
 // 16-bit words.
@@ -206,6 +195,12 @@ Int<N> shiftedRight(Int<N> a, int count) {
   return {shiftedRight(a.low, count), shiftedRight(a.high, count)};
 }
 
+// Four integers, over and over.
+template <int N>
+Int<N> loadRepeated(const int32_t *p) {
+  return {loadRepeated<N / 2>(p), loadRepeated<N / 2>(p)};
+}
+
 template <int N, class T>
 void storeSaturated(Int<N> a, T *p) {
   storeSaturated(a.low, p);
@@ -240,40 +235,16 @@ void storeAlternating(Int<N> even, Int<N> odd, int32_t *p) {
 
 // ---------------------------------------------------------------- halves of any lanes, and back
 
-template <int N>
-Float<N / 2> lowHalf(Float<N> a) {
+template <template <int> class Lanes, int N>
+Lanes<N / 2> lowHalf(Lanes<N> a) {
   return a.low;
 }
-template <int N>
-Float<N / 2> highHalf(Float<N> a) {
+template <template <int> class Lanes, int N>
+Lanes<N / 2> highHalf(Lanes<N> a) {
   return a.high;
 }
-template <int N>
-Int<N / 2> lowHalf(Int<N> a) {
-  return a.low;
-}
-template <int N>
-Int<N / 2> highHalf(Int<N> a) {
-  return a.high;
-}
-template <int N>
-Mask<N / 2> lowHalf(Mask<N> a) {
-  return a.low;
-}
-template <int N>
-Mask<N / 2> highHalf(Mask<N> a) {
-  return a.high;
-}
-template <int N>
-Float<2 * N> joined(Float<N> low, Float<N> high) {
-  return {low, high};
-}
-template <int N>
-Int<2 * N> joined(Int<N> low, Int<N> high) {
-  return {low, high};
-}
-template <int N>
-Mask<2 * N> joined(Mask<N> low, Mask<N> high) {
+template <template <int> class Lanes, int N>
+Lanes<2 * N> joined(Lanes<N> low, Lanes<N> high) {
   return {low, high};
 }
 

@@ -161,6 +161,11 @@ Int<4> lanesFrom(Int<4> a, Int<4> b) {
   return _mm_blend_epi16(a.v, b.v, 0xFF << 2 * first & 0xFF);
 }
 
+template <>
+inline Int<4> loadRepeated<4>(const int32_t *p) {
+  return Int<4>::load(p);
+}
+
 inline void storeSaturated(Int<4> a, uint8_t *p) {
   const __m128i words = _mm_packs_epi32(a.v, a.v);
   storeAs(p, _mm_cvtsi128_si32(_mm_packus_epi16(words, words)));

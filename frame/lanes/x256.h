@@ -146,6 +146,11 @@ Int<8> lanesFrom(Int<8> a, Int<8> b) {
   return _mm256_blend_epi32(a.v, b.v, 0xFF << first & 0xFF);
 }
 
+template <>
+inline Int<8> loadRepeated<8>(const int32_t *p) {
+  return _mm256_broadcastsi128_si256(Int<4>::load(p).v);
+}
+
 inline void storeSaturated(Int<8> a, uint8_t *p) {
   const __m128i words = _mm_packs_epi32(_mm256_castsi256_si128(a.v), _mm256_extracti128_si256(a.v, 1));
   _mm_storel_epi64(reinterpret_cast<__m128i *>(p), _mm_packus_epi16(words, words));

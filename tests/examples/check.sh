@@ -34,6 +34,16 @@ accepts() {
   [ ! -s "$work/stderr" ] || wrong "talks on stderr: $* ($(head -c 200 "$work/stderr"))"
 }
 
+# deaf PROGRAM ARGUMENT...: status 1 and no file if standard output takes nothing.
+deaf() {
+  rm -rf "$work/out"
+  mkdir "$work/out"
+  "$@" >/dev/full 2>"$work/stderr"
+  [ $? -eq 1 ] || wrong "does not notice that standard output is full: $*"
+  [ "$(wc -l <"$work/stderr")" -eq 1 ] || wrong "not one line: $* ($(cat "$work/stderr"))"
+  [ -z "$(ls -A "$work/out")" ] || wrong "left $(ls -A "$work/out") behind: $*"
+}
+
 # isPicture FILE WIDTH HEIGHT: a PNG of that size.
 isPicture() {
   local size

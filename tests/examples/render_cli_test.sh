@@ -32,6 +32,21 @@ cmp -s "$work/out/one.png" "$work/out/three.png" || wrong "the picture depends o
 accepts "$render" -o "$out" --size 64x64 --xray 6 --flat --bounces 0 --up z --no-floor --depth 0 --split-bias 1
 accepts "$render" --help
 
+# Files that importers don't survive, made here: a RAW file with colours, and an OFF file that
+# promises more vertices than there is memory. One line, and soon.
+for i in 1 2 3 4; do echo "0 0 0 1 0 0 0 1 0 0.5 0.5 0.5"; done >"$work/colour.raw"
+printf 'OFF\n2000000000 1 0\n0 0 0\n' >"$work/huge.off"
+"$render" "$work/colour.raw" -o "$out" --size 8x8 >"$work/stdout" 2>"$work/stderr"
+[ $? -le 1 ] || wrong "does not survive a RAW file with colours"
+refuses 1 timeout 60 "$render" "$work/huge.off" -o "$out" --import-memory 512
+grep -q 'import-memory\|no mesh' "$work/stderr" || wrong "no reason: $(cat "$work/stderr")"
+for model in RAW/WithColor.raw RAW/WithTexture.raw OpenGEX/camera.ogex; do
+  [ ! -e "/usr/share/assimp/models/$model" ] || refuses 1 "$render" "/usr/share/assimp/models/$model" -o "$out"
+done
+mkfifo "$work/pipe.obj"
+refuses 1 timeout 20 "$render" "$work/pipe.obj" -o "$out"
+grep -q 'not a regular file' "$work/stderr" || wrong "calls a pipe: $(cat "$work/stderr")"
+
 # Input and output that won't do: one line, status 1, no file.
 refuses 1 "$render" "$work/absent.obj" -o "$out"
 refuses 1 "$render" "$work" -o "$out"
@@ -42,7 +57,32 @@ refuses 1 "$render" "$work/nan.obj" -o "$out"
 refuses 1 "$render" "$work/quad.obj" -o "$work/no/such/folder/p.png" --size 8x8
 refuses 1 "$render" -o "$out" --size 8x8 --memory 32
 
+ln -s "$work/quad.obj" "$work/link.obj"
+refuses 2 "$render" "$work/quad.obj" -o "$work/link.obj"
+grep -q '^v 0 0 0' "$work/quad.obj" || wrong "overwrites the mesh"
+deaf "$render" -o "$out" --size 8x8
+# Memory that doesn't suffice for the picture, or for the stacks of the threads. (Sanitizers need more before they begin.)
+if ! ldd "$render" | grep -q 'lib[a-z]*san'; then
+  refuses 1 bash -c "ulimit -v 400000; exec '$render' -o '$out' --size 16384x16384"
+  accepts bash -c "ulimit -v 1000000; exec '$render' -o '$out' --size 64x64 --threads 1024"
+fi
+
+# A link as target stays one, and what it leads to is replaced.
+rm -rf "$work/out"; mkdir "$work/out" "$work/kept"
+ln -s ../kept/p.png "$out"
+accepts "$render" -o "$out" --size 8x8
+[ -L "$out" ] || wrong "replaces the link"
+isPicture "$work/kept/p.png" 8 8
+
 # Wrong usage: status 2.
+for value in nan inf -inf 1e30 1x ''; do
+  for option in --yaw --pitch --zoom --split-bias; do refuses 2 "$render" -o "$out" "$option=$value"; done
+done
+for value in 4294967297x1 1x4294967297 10x 10x10x 0x0 -1x5 ' 8x8' 8,8 1e3x5; do
+  refuses 2 "$render" -o "$out" --size "$value"
+done
+for value in -1 1025 4294967297 1.5 x; do refuses 2 "$render" -o "$out" --threads "$value"; done
+refuses 2 "$render" -o ''
 refuses 2 "$render"
 refuses 2 "$render" "$work/quad.obj"
 refuses 2 "$render" "$work/quad.obj" -o "$out" --size 0x10

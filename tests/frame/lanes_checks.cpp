@@ -314,6 +314,8 @@ void checkOrder(Report &report) {
   }
   storeAlternating(Int<N>::load(even), Int<N>::load(odd), mixed);
   for (int k = 0; k < 2 * N; ++k) report.expect(mixed[k] == k, "storeAlternating", N, k, 0);
+  loadRepeated<N>(odd).store(mixed);
+  for (int k = 0; k < N; ++k) report.expect(mixed[k] == odd[k % 4], "loadRepeated", N, k, 0);
   lanesFrom<3 * N / 4>(Int<N>::load(even), Int<N>::load(odd)).store(mixed);
   for (int k = 0; k < N; ++k)
     report.expect(mixed[k] == (k < 3 * N / 4 ? even[k] : odd[k]), "lanesFrom", N, k, 0);

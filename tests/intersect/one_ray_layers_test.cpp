@@ -268,14 +268,11 @@ TEST(OneRayLayered, AfterAHitOnTheFarSideOfTheBoxNothingFollows) {
 }
 
 TEST(OneRayLayered, TheWalkEndsWhereACellEndsAtTheHit) {
-  const auto inlined = static_cast<int32_t>(0x80000001u);
   Mesh mesh;
   addWall(mesh, 2.0f);
   addWall(mesh, 1.0f);
   for (const float plane : {2.0f, std::nextafter(2.0f, 0.0f)}) {
-    const std::vector<int32_t> words = {
-        16 | 2, std::bit_cast<int32_t>(plane), 0, 0, INT32_MIN, inlined, INT32_MIN | 1, inlined};
-    TracedScene scene(mesh, words);
+    TracedScene scene(mesh, oneSplit(2, plane, vekr::leafOfOne(0), vekr::leafOfOne(1)));
     RayBlock block({1, 1});
     setOrigin(block, {0.0f, 0.0f, 0.0f});
     setDirection(block, 0, {0.0f, 0.0f, 1.0f});

@@ -5,6 +5,7 @@
 
 #include "reference/one_ray_reference.h"
 #include "support/ray_arrays.h"
+#include "support/traced_scene.h"
 #include "support/tree.h"
 #include "vekr.h"
 
@@ -231,10 +232,11 @@ TEST_P(OneRay, ReadsNothingBehindTheScene) {
     vekrSetBoundBox_32f(mesh.vertices.data(), mesh.vertexCount(), box.data());
     for (float &x : eye) x = random.within(-4, 4);
     const int32_t count = mesh.triangleCount();
-    PageEnd<int32_t> tree(static_cast<size_t>(4 + count));
-    tree[0] = -16;
-    tree[1] = count;
-    for (int32_t n = 0; n < count; ++n) tree[static_cast<size_t>(4 + n)] = n;
+    std::vector<int32_t> numbers(static_cast<size_t>(count));
+    for (int32_t n = 0; n < count; ++n) numbers[static_cast<size_t>(n)] = n;
+    const std::vector<int32_t> words = oneLeaf(numbers);
+    PageEnd<int32_t> tree(words.size());
+    std::copy(words.begin(), words.end(), tree.begin());
     const VekrIntersectScene scene = {box.data(), records.data(),
                                       reinterpret_cast<const VekrKDTreeNode *>(tree.data())};
     RayArrays actual(kPlanes, 55), expected(kPlanes, 55);
@@ -535,7 +537,7 @@ TEST_P(OneRay, ReadsEveryFormOfLeaf) {
   // Far triangle numbers, to the edge of what the inline forms can hold.
   const Mesh mesh = layers({0, 0.25f, 0.5f});
   const auto source = mesh.records();
-  const int32_t a = 5, b = 5 + 0x7FFF, c = b + 0xFFFF;
+  const int32_t a = 5, b = a + vekr::kBelowLimit - 1, c = b + vekr::kAboveLimit - 1;
   std::vector<VekrTriangleAccel> records(static_cast<size_t>(c) + 1);
   const auto nearest = [&](auto fill) {
     TreeBlock tree;

@@ -157,11 +157,7 @@ TEST(PacketAny, TheSeedIsReplacedByWhatIsNearerByMoreThanItsMargin) {
 }
 
 TEST(PacketAny, TheSeedSearchEndsWhereACellEndsAtTheHit) {
-  const auto inlined = static_cast<int32_t>(0x80000001u);
-  const auto words = [&](float plane) {
-    return std::vector<int32_t>{
-        16 | 2, std::bit_cast<int32_t>(plane), 0, 0, INT32_MIN, inlined, INT32_MIN | 1, inlined};
-  };
+  const auto words = [](float plane) { return oneSplit(2, plane, vekr::leafOfOne(0), vekr::leafOfOne(1)); };
   // The far cell would hold something nearer.
   EXPECT_EQ(seedOf(walls({2.0f, 1.0f}), words(2.0f), 4.0f), 0);
   EXPECT_EQ(seedOf(walls({2.0f, 1.0f}), words(std::nextafter(2.0f, 0.0f)), 4.0f), 1);

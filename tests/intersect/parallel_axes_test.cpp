@@ -39,9 +39,8 @@ Mesh wallAtHalf() {
 
 // A root that splits y at `plane`; the wall is in one of the children.
 std::vector<int32_t> splitAtY(float plane, bool wallAbove) {
-  const auto wall = static_cast<int32_t>(0x80000001u);
-  return {16 | 1,    std::bit_cast<int32_t>(plane), 0,         0,
-          INT32_MIN, wallAbove ? 0 : wall,          INT32_MIN, wallAbove ? wall : 0};
+  const VekrKDTreeNode wall = vekr::leafOfOne(0);
+  return wallAbove ? oneSplit(1, plane, kEmptyLeaf, wall) : oneSplit(1, plane, wall, kEmptyLeaf);
 }
 
 // Rows of a tile that hit, as bits; all lanes of a row do alike.

@@ -12,19 +12,18 @@ using namespace vekr_test;
 // Inner nodes in a chain: each has the next one on its near side for rays along +x, and a leaf on the other side.
 // Leaf number `fullLeaf` holds triangle 0, the others are empty.
 std::vector<int32_t> chain(const std::vector<float> &planes, size_t fullLeaf) {
-  std::vector<int32_t> words(4, 0);
+  std::vector<VekrKDTreeNode> nodes(2, vekr::kTreePadding);
   size_t node = 0;
   for (size_t i = 0; i < planes.size(); ++i) {
-    const size_t pair = words.size();
-    words.resize(pair + 4);
-    words[node] = static_cast<int32_t>((pair - node) * 4);
-    words[node + 1] = std::bit_cast<int32_t>(planes[i]);
-    words[pair + 2] = INT32_MIN;
-    words[pair + 3] = i == fullLeaf ? static_cast<int32_t>(0x80000001u) : 0;
+    const size_t pair = nodes.size();
+    nodes[node] = vekr::innerNode(0, planes[i], static_cast<int64_t>((pair - node) * sizeof(VekrKDTreeNode)));
+    nodes.push_back(kEmptyLeaf);
+    nodes.push_back(i == fullLeaf ? vekr::leafOfOne(0) : kEmptyLeaf);
     node = pair;
   }
-  words[node] = INT32_MIN;
-  words[node + 1] = 0;
+  if (planes.empty()) nodes[0] = kEmptyLeaf;
+  std::vector<int32_t> words;
+  for (const VekrKDTreeNode &n : nodes) words.insert(words.end(), {n.word0, n.word1});
   return words;
 }
 
@@ -150,10 +149,8 @@ TEST(TreeWalk, AOneRayWalkEndsWhereACellEndsAtTheHit) {
   mesh.addTriangle({0.25f, -9, -9}, {0.25f, 27, -9}, {0.25f, -9, 27});
   mesh.addTriangle({0.5f, -9, -9}, {0.5f, 27, -9}, {0.5f, -9, 27});
   mesh.addTriangle({-2, -2, -2}, {2, 2, 2}, {-2, -2, -2});
-  std::vector<int32_t> words = chain({0.5f}, 0);
-  words[4] = static_cast<int32_t>(0x80000001u);  // triangle 1 in front of the plane, 0 behind it
-  words[5] = static_cast<int32_t>(0x80000001u);
-  TracedScene scene(mesh, words);
+  // Triangle 1 in front of the plane, 0 behind it.
+  TracedScene scene(mesh, oneSplit(0, 0.5f, vekr::leafOfOne(1), vekr::leafOfOne(0)));
   RayBlock eye({5, 1});
   setOrigin(eye, {0.0f, 0.25f, 0.5f});
   for (size_t i = 0; i < eye.rays; ++i) {
@@ -179,10 +176,7 @@ TEST(TreeWalk, AOneRayWalkEndsWhereACellEndsAtTheHit) {
 TEST(TreeWalk, NearMarginsAreThoseOfEachForm) {
   const auto expect = [](float plane, const Entered &expected) {
     // The near child holds the triangle, the far one nothing.
-    std::vector<int32_t> words = chain({plane}, 1);
-    words[4] = INT32_MIN;
-    words[5] = static_cast<int32_t>(0x80000001u);
-    TracedScene scene(wallAcrossX(0.75f), words);
+    TracedScene scene(wallAcrossX(0.75f), oneSplit(0, plane, vekr::leafOfOne(0), kEmptyLeaf));
     scene.box()[0] = 0.0f;  // rays that start at x = -1 enter the box at t = 1
     expectEntered(scene, -1.0f, scene, expected, plane);
   };
@@ -195,15 +189,10 @@ TEST(TreeWalk, NearMarginsAreThoseOfEachForm) {
 
 // A cell that ends before it begins, within the margin, ends where it begins.
 TEST(TreeWalk, AOneRayCellNeverEndsBeforeItsBeginning) {
-  const auto inlined = static_cast<int32_t>(0x80000001u);
   Mesh mesh = wallAcrossX(-2e-6f);
   mesh.addTriangle({-4e-6f, -9, -9}, {-4e-6f, 27, -9}, {-4e-6f, -9, 27});
-  std::vector<int32_t> words = chain({-5e-6f}, 1);
-  words[4] = INT32_MIN;
-  words[5] = inlined;
-  words[6] = INT32_MIN | 2;  // a little nearer, in the far cell
-  words[7] = inlined;
-  TracedScene scene(mesh, words);
+  // Triangle 2 is a little nearer, in the far cell.
+  TracedScene scene(mesh, oneSplit(0, -5e-6f, vekr::leafOfOne(0), vekr::leafOfOne(2)));
   scene.box()[0] = 0.0f;  // entered at t = 1, behind both
   scene.box()[3] = 1.0f;
   RayBlock eye({1, 1}), layered({1, 1});
@@ -224,10 +213,7 @@ TEST(TreeWalk, LaterLayersHaveTheFarMarginToo) {
   const auto secondHit = [](float plane, VekrBlockSize size, bool mixed) {
     Mesh mesh = wallAcrossX(1.0f);
     mesh.addTriangle({0.25f, -9, -9}, {0.25f, 27, -9}, {0.25f, -9, 27});
-    std::vector<int32_t> words = chain({plane}, 0);
-    words[4] = INT32_MIN | 2;
-    words[5] = static_cast<int32_t>(0x80000001u);
-    TracedScene scene(mesh, words);
+    TracedScene scene(mesh, oneSplit(0, plane, vekr::leafOfOne(2), vekr::leafOfOne(0)));
     RayBlock block(size, 2);
     setOrigin(block, {0.0f, 0.25f, 0.5f});
     for (size_t i = 0; i < block.rays; ++i) {

@@ -101,6 +101,29 @@ TEST(BuildDoor, UnknownIdentifiersAreRefusedBeforeAnyField) {
   b.expectError(vekErrContext, "identifier at an unreadable page");
 }
 
+TEST(BuildDoor, OfAMeshOfNothingNoVertexIsRead) {
+  PageEnd<float> vertices(0);
+  for (const int32_t vertexCount : {0, 3}) {
+    Build b;
+    b.vertices = vertices.data();
+    b.vertexCount = vertexCount;
+    b.triangleCount = 0;
+    b.context = &b.psah;
+    EXPECT_EQ(b.run(), vekOk);
+    EXPECT_EQ(b.treeSize, 16);
+    vekrKDTreeFree(b.tree);
+  }
+}
+
+TEST(BuildDoor, WithTrianglesTheFirstVertexCountsThoughTheCountIsZero) {
+  Build b;
+  b.vertexCount = 0;
+  b.context = &b.psah;
+  ASSERT_EQ(b.run(), vekOk);
+  EXPECT_EQ(b.treeSize, 16);  // one leaf
+  vekrKDTreeFree(b.tree);
+}
+
 TEST(BuildDoor, DepthOfEitherContextIsZeroToFifty) {
   for (const int32_t depth : {-1, 51, INT32_MIN, INT32_MAX}) {
     Build simple;

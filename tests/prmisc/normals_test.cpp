@@ -134,7 +134,7 @@ void expectTwinOfTriangleNormals(const float *vertices, const int32_t *indices, 
 }
 
 TEST(TriangleNormal, IsItsTwinAtEveryCountForAnyThreads) {
-  for (const int32_t threads : {1, 2, 3, 5}) {
+  for (const int32_t threads : {1, 2, 3, 5, 1000000}) {
     ThreadCount setting(threads);
     Random random(2);
     for (int32_t count = 0; count <= 67; ++count) {

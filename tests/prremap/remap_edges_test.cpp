@@ -4,18 +4,16 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <functional>
 #include <limits>
 
 #include "tests/prremap/remap_calls.h"
 #include "tests/support/threads.h"
+#include "tests/support/volume_faults.h"
 #include "tests/support/volumes.h"
 
 namespace {
 
 using namespace vekr_test;
-
-constexpr int32_t kMin = INT32_MIN;
 
 // A call with good arguments, to be spoilt one by one.
 struct Call {
@@ -36,55 +34,18 @@ struct Call {
   }
 };
 
-// Spoils a call; the earlier in the list, the earlier its status is found.
-struct Fault {
-  VekStatus status;
-  std::function<void(Call &)> spoil;
-};
-
-std::vector<Fault> faults() {
-  return {
-      {vekErrNullPtr, [](Call &c) { c.pSrc = nullptr; }},
-      {vekErrNullPtr, [](Call &c) { c.pDst = nullptr; }},
-      {vekErrNullPtr, [](Call &c) { c.pXMap = nullptr; }},
-      {vekErrNullPtr, [](Call &c) { c.pYMap = nullptr; }},
-      {vekErrNullPtr, [](Call &c) { c.pZMap = nullptr; }},
-      {vekErrSize, [](Call &c) { c.srcSize.width = 0; }},
-      {vekErrSize, [](Call &c) { c.srcSize.height = -1; }},
-      {vekErrSize, [](Call &c) { c.srcSize.depth = kMin; }},
-      {vekErrSize, [](Call &c) { c.srcBox.x = -1; }},
-      {vekErrSize, [](Call &c) { c.srcBox.width = 0; }},
-      {vekErrSize, [](Call &c) { c.srcBox.y = kMin; }},
-      {vekErrSize, [](Call &c) { c.srcBox.height = 0; }},
-      {vekErrSize, [](Call &c) { c.srcBox.z = -1; }},
-      {vekErrSize, [](Call &c) { c.srcBox.depth = -7; }},
-      {vekErrSize, [](Call &c) { c.dstSize.width = 0; }},
-      {vekErrSize, [](Call &c) { c.dstSize.height = 0; }},
-      {vekErrSize, [](Call &c) { c.dstSize.depth = -1; }},
-      {vekErrInterpolation, [](Call &c) { c.interpolation = 3; }},
-      {vekErrInterpolation, [](Call &c) { c.interpolation = 0; }},
-      {vekErrInterpolation, [](Call &c) { c.interpolation = 8; }},
-      {vekErrInterpolation, [](Call &c) { c.interpolation = -1; }},
-      {vekWarnNoOverlap, [](Call &c) { c.srcBox.x = 5; }},
-      {vekWarnNoOverlap, [](Call &c) { c.srcBox.y = INT32_MAX; }},
-      {vekWarnNoOverlap, [](Call &c) { c.srcBox.z = 6; }},
-  };
-}
-
 TEST(RemapStatus, EachFaultAloneAndTheEarlierOfTwo) {
-  const std::vector<Fault> all = faults();
-  const BytePlanes<uint8_t> untouched{4, 4, 4, 4};
-  EXPECT_EQ(Call().run(), vekOk);
-  for (size_t i = 0; i < all.size(); ++i) {
-    for (size_t j = i; j < all.size(); ++j) {
-      Call call;
-      all[j].spoil(call);
-      all[i].spoil(call);
-      // Two spoilers of one field leave the first's value, so that the earlier status holds in any case.
-      EXPECT_EQ(call.run(), all[i].status) << i << " and " << j;
-      EXPECT_TRUE(call.dst == untouched) << i << " and " << j;
-    }
-  }
+  expectTheEarlierOfTwo<Call>({{{vekErrNullPtr, [](Call &c) { c.pSrc = nullptr; }},
+                                {vekErrNullPtr, [](Call &c) { c.pDst = nullptr; }},
+                                {vekErrNullPtr, [](Call &c) { c.pXMap = nullptr; }},
+                                {vekErrNullPtr, [](Call &c) { c.pYMap = nullptr; }},
+                                {vekErrNullPtr, [](Call &c) { c.pZMap = nullptr; }}},
+                               sourceFaults<Call>(),
+                               {{vekErrSize, [](Call &c) { c.dstSize.width = 0; }},
+                                {vekErrSize, [](Call &c) { c.dstSize.height = 0; }},
+                                {vekErrSize, [](Call &c) { c.dstSize.depth = -1; }}},
+                               interpolationFaults<Call>(),
+                               overlapFaults<Call>()});
 }
 
 TEST(RemapStatus, ABoxThatEndsBeyondTheVolumeIsCutWithoutAWarning) {
@@ -109,17 +70,6 @@ std::vector<Voxel> sampled(SourcePlanes<Voxel> &src, VekrVolumeSize size, VekrVo
                              0, dst, 0, {width, 1, 1}, code),
             vekOk);
   return row;
-}
-
-template <class Voxel, class Value>
-SourcePlanes<Voxel> madeOf(VekrVolumeSize size, const Value &value) {
-  SourcePlanes<Voxel> src(size, size.width);
-  for (int32_t z = 0; z < size.depth; ++z) {
-    for (int32_t y = 0; y < size.height; ++y) {
-      for (int32_t x = 0; x < size.width; ++x) src.at(x, y, z) = static_cast<Voxel>(value(x, y, z));
-    }
-  }
-  return src;
 }
 
 constexpr VekrVolumeSize kEight = {8, 8, 8};

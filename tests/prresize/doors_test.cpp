@@ -213,7 +213,7 @@ TYPED_TEST(ResizeDoors, ADestinationThatMissesTheImageIsLeftAlone) {
 }
 
 TYPED_TEST(ResizeDoors, ANanAnywhereDoesNoHarm) {
-  for (int32_t code : {1, 2, 4, 5, 6, 7}) {
+  for (int32_t code : kCodes) {
     for (int place = 0; place < 6; ++place) {
       for (double value : {kNan, 1e-320, 1e-300, 1e300, std::numeric_limits<double>::infinity()}) {
         Arguments a;

@@ -10,8 +10,6 @@ namespace {
 
 using namespace vekr_test;
 
-constexpr int32_t kCodes[] = {1, 2, 4, 5, 6, 7};
-
 template <class Voxel>
 class ResizeEdges : public ::testing::Test {
  protected:
@@ -27,7 +25,7 @@ class ResizeEdges : public ::testing::Test {
   static TestVolume<Voxel> randomVolume(VekrVolumeSize size, Layout layout, uint32_t seed = 1) {
     TestVolume<Voxel> volume(size, layout);
     Random random(seed);
-    volume.fill([&](int32_t, int32_t, int32_t) { return anyVoxel<Voxel>(random); });
+    volume.fill([&](int32_t, int32_t, int32_t) { return randomVoxel<Voxel>(random); });
     return volume;
   }
   static TestVolume<Voxel> run(const TestVolume<Voxel> &source, const ResizeRequest &r) {

@@ -15,6 +15,8 @@
 #include "tests/reference/resize_reference.h"
 #include "tests/support/arrays.h"
 #include "tests/support/values.h"
+#include "tests/support/volume_calls.h"
+#include "tests/support/volumes.h"
 #include "vekr.h"
 
 namespace vekr_test {
@@ -125,12 +127,7 @@ VekStatus resizeBlock(const Voxel *src, const ResizeRequest &r, Layout from, Vox
                     r.factor[0], r.factor[1], r.factor[2], r.shift[0], r.shift[1], r.shift[2], r.code,
                     buffer);
   };
-  if constexpr (sizeof(Voxel) == 1)
-    return call(vekrResize_8u_C1V);
-  else if constexpr (sizeof(Voxel) == 2)
-    return call(vekrResize_16u_C1V);
-  else
-    return call(vekrResize_32f_C1V);
+  return call(forVoxel<Voxel>(vekrResize_8u_C1V, vekrResize_16u_C1V, vekrResize_32f_C1V));
 }
 
 template <class Voxel>
@@ -140,12 +137,7 @@ VekStatus resizeList(const Voxel *const *src, const ResizeRequest &r, int32_t st
     return function(src, r.srcSize, step, r.srcBox, dst, dstStep, r.dstBox, r.factor[0], r.factor[1],
                     r.factor[2], r.shift[0], r.shift[1], r.shift[2], r.code, buffer);
   };
-  if constexpr (sizeof(Voxel) == 1)
-    return call(vekrResize_8u_C1PV);
-  else if constexpr (sizeof(Voxel) == 2)
-    return call(vekrResize_16u_C1PV);
-  else
-    return call(vekrResize_32f_C1PV);
+  return call(forVoxel<Voxel>(vekrResize_8u_C1PV, vekrResize_16u_C1PV, vekrResize_32f_C1PV));
 }
 
 inline int32_t bufferSize(const ResizeRequest &r) {
@@ -155,18 +147,6 @@ inline int32_t bufferSize(const ResizeRequest &r) {
 }
 
 enum class VolumeForm { block, list };
-
-// Voxels over their whole range, with some at its ends, so that cubic codes overshoot.
-template <class Voxel>
-Voxel anyVoxel(Random &random) {
-  if constexpr (std::is_same_v<Voxel, float>) {
-    const int32_t kind = random.below(16);
-    return kind == 0 ? -0.0f : kind == 1 ? 1e-41f : random.within(-1000.0f, 1000.0f);
-  } else {
-    const int32_t kind = random.below(8);
-    return kind == 0 ? Voxel(0) : kind <= 2 ? Voxel(~Voxel(0)) : static_cast<Voxel>(random.bits());
-  }
-}
 
 // Runs the call and compares every byte of the destination. Voxels with taps outside the source may hold anything.
 // `misaligned` bytes lie between the buffer's end and the unreadable page.

@@ -11,8 +11,6 @@ namespace {
 
 using namespace vekr_test;
 
-constexpr int32_t kCodes[] = {1, 2, 4, 5, 6, 7};
-
 template <class Voxel>
 class ResizeVolumes : public ::testing::Test {
  protected:
@@ -85,7 +83,7 @@ void compareOne(Random &random, int32_t code, int32_t largest, int32_t limit) {
   r.code = code;
 
   TestVolume<Voxel> source(r.srcSize, anyLayout<Voxel>(random, r.srcSize, true));
-  source.fill([&](int32_t, int32_t, int32_t) { return anyVoxel<Voxel>(random); });
+  source.fill([&](int32_t, int32_t, int32_t) { return randomVoxel<Voxel>(random); });
   const VekrVolumeSize room = {r.dstBox.x + r.dstBox.width, r.dstBox.y + r.dstBox.height,
                                r.dstBox.z + r.dstBox.depth};
   const Layout to = anyLayout<Voxel>(random, room, true);
@@ -113,7 +111,7 @@ TYPED_TEST(ResizeVolumes, EveryWidthFrom1To40) {
       ResizeRequest r = {{44, 6, 6},      {0, 0, 0, 44, 6, 6}, {random.below(4), 0, 0, width, 8, 3},
                          {1.1, 1.3, 0.7}, {0, 0.5, 0},         code};
       TestVolume<TypeParam> source(r.srcSize, packed<TypeParam>(r.srcSize));
-      source.fill([&](int32_t, int32_t, int32_t) { return anyVoxel<TypeParam>(random); });
+      source.fill([&](int32_t, int32_t, int32_t) { return randomVoxel<TypeParam>(random); });
       const VekrVolumeSize room = {r.dstBox.x + width, 8, 3};
       expectLikeTwin<TypeParam>(r, VolumeForm::block, source, packed<TypeParam>(room), 1);
       if (this->HasFailure()) FAIL() << "code " << code << ", width " << width;
@@ -135,7 +133,7 @@ TYPED_TEST(ResizeVolumes, FactorsWhoseMarginsAreMostOfThePlane) {
                            {0, 0, 0},
                            code};
         TestVolume<TypeParam> source(r.srcSize, packed<TypeParam>(r.srcSize));
-        source.fill([&](int32_t, int32_t, int32_t) { return anyVoxel<TypeParam>(random); });
+        source.fill([&](int32_t, int32_t, int32_t) { return randomVoxel<TypeParam>(random); });
         for (const VolumeForm form : {VolumeForm::block, VolumeForm::list}) {
           expectLikeTwin<TypeParam>(r, form, source, packed<TypeParam>({image, image, 5}), 3);
         }
@@ -158,7 +156,7 @@ TYPED_TEST(ResizeVolumes, PlanesLargerThanABand) {
                          {0, 0, 0},
                          code};
       TestVolume<TypeParam> source(r.srcSize, packed<TypeParam>(r.srcSize));
-      source.fill([&](int32_t, int32_t, int32_t) { return anyVoxel<TypeParam>(random); });
+      source.fill([&](int32_t, int32_t, int32_t) { return randomVoxel<TypeParam>(random); });
       expectLikeTwin<TypeParam>(r, VolumeForm::list, source, packed<TypeParam>({width, height, 4}), 0);
     }
   }
@@ -174,7 +172,7 @@ TYPED_TEST(ResizeVolumes, SourcesOfOneToThreeVoxels) {
         ResizeRequest r = {
             size, {0, 0, 0, 3, 3, 3}, {0, 0, 0, 9, 9, 9}, {factor, factor, factor}, {0, 0.25, 0}, code};
         TestVolume<TypeParam> source(size, packed<TypeParam>(size));
-        source.fill([&](int32_t, int32_t, int32_t) { return anyVoxel<TypeParam>(random); });
+        source.fill([&](int32_t, int32_t, int32_t) { return randomVoxel<TypeParam>(random); });
         for (const VolumeForm form : {VolumeForm::block, VolumeForm::list}) {
           expectLikeTwin<TypeParam>(r, form, source, packed<TypeParam>({9, 9, 9}), 5);
         }
@@ -195,7 +193,7 @@ TYPED_TEST(ResizeVolumes, StepsOfZero) {
       if (kind & 1) from.step = 0;
       if (kind & 2) from.planeStep = 0;
       TestVolume<TypeParam> source(r.srcSize, from);
-      source.fill([&](int32_t, int32_t, int32_t) { return anyVoxel<TypeParam>(random); });
+      source.fill([&](int32_t, int32_t, int32_t) { return randomVoxel<TypeParam>(random); });
       expectLikeTwin<TypeParam>(r, VolumeForm::block, source, packed<TypeParam>({16, 16, 16}), 5);
       if (this->HasFailure()) FAIL() << describe(r) << ", kind " << kind;
     }

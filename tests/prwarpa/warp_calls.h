@@ -4,22 +4,14 @@
 #include <array>
 #include <cmath>
 
+#include "tests/support/volume_calls.h"
 #include "vekr.h"
 
 namespace vekr_test {
 
-inline constexpr int32_t kCodes[] = {vekrInterNearest,      vekrInterLinear,          vekrInterCubicLagrange,
-                                     vekrInterCubicBSpline, vekrInterCubicCatmullRom, vekrInterCubicMitchell};
-
 template <class Voxel>
 constexpr auto warpOf() {
-  if constexpr (sizeof(Voxel) == 1) {
-    return vekrWarpAffine_8u_C1PV;
-  } else if constexpr (sizeof(Voxel) == 2) {
-    return vekrWarpAffine_16u_C1PV;
-  } else {
-    return vekrWarpAffine_32f_C1PV;
-  }
+  return forVoxel<Voxel>(vekrWarpAffine_8u_C1PV, vekrWarpAffine_16u_C1PV, vekrWarpAffine_32f_C1PV);
 }
 
 using Matrix = std::array<double, 12>;

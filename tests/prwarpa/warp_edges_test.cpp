@@ -1,10 +1,10 @@
 // Affine warp where a sentence of its contract can be checked by hand.
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <limits>
 
 #include "tests/prwarpa/warp_calls.h"
+#include "tests/support/volume_faults.h"
 #include "tests/support/volumes.h"
 
 namespace {
@@ -34,57 +34,24 @@ struct Call {
   }
 };
 
-// Spoils a call; the earlier in the list, the earlier its status is found.
-struct Fault {
-  VekStatus status;
-  std::function<void(Call &)> spoil;
-};
-
-std::vector<Fault> faults() {
-  return {
-      {vekErrNullPtr, [](Call &c) { c.pSrc = nullptr; }},
-      {vekErrNullPtr, [](Call &c) { c.pDst = nullptr, c.pCoeffs = nullptr; }},
-      {vekErrSize, [](Call &c) { c.srcSize.width = 0, c.pCoeffs = nullptr; }},
-      {vekErrSize, [](Call &c) { c.srcSize.height = -1; }},
-      {vekErrSize, [](Call &c) { c.srcSize.depth = INT32_MIN; }},
-      {vekErrSize, [](Call &c) { c.srcBox.x = -1; }},
-      {vekErrSize, [](Call &c) { c.srcBox.width = 0; }},
-      {vekErrSize, [](Call &c) { c.srcBox.y = INT32_MIN; }},
-      {vekErrSize, [](Call &c) { c.srcBox.height = 0; }},
-      {vekErrSize, [](Call &c) { c.srcBox.z = -1; }},
-      {vekErrSize, [](Call &c) { c.srcBox.depth = -7; }},
-      {vekErrSize, [](Call &c) { c.dstBox.x = -1; }},
-      {vekErrSize, [](Call &c) { c.dstBox.width = 0; }},
-      {vekErrSize, [](Call &c) { c.dstBox.y = -1; }},
-      {vekErrSize, [](Call &c) { c.dstBox.height = 0; }},
-      {vekErrSize, [](Call &c) { c.dstBox.z = INT32_MIN; }},
-      {vekErrSize, [](Call &c) { c.dstBox.depth = 0; }},
-      {vekErrCoeff, [](Call &c) { c.matrix = kEmptyDiagonal; }},
-      {vekErrCoeff, [](Call &c) { c.matrix = kEqualLowerRows; }},
-      {vekErrInterpolation, [](Call &c) { c.interpolation = 3; }},
-      {vekErrInterpolation, [](Call &c) { c.interpolation = 0; }},
-      {vekErrInterpolation, [](Call &c) { c.interpolation = 8; }},
-      {vekWarnNoOverlap, [](Call &c) { c.srcBox.x = 5; }},
-      {vekWarnNoOverlap, [](Call &c) { c.srcBox.y = INT32_MAX; }},
-      {vekWarnNoOverlap, [](Call &c) { c.srcBox.z = 6; }},
-      {vekErrCoeff, [](Call &c) { c.matrix = kEqualUpperRows; }},
-      {vekErrCoeff, [](Call &c) { c.matrix = scaledAndMoved(2e-4, 2e-4, 2e-4, 0, 0, 0); }},
-  };
-}
-
 TEST(WarpStatus, EachFaultAloneAndTheEarlierOfTwo) {
-  const std::vector<Fault> all = faults();
-  const BytePlanes<uint8_t> untouched{5, 5, 5, 5};
-  EXPECT_EQ(Call().run(), vekOk);
-  for (size_t i = 0; i < all.size(); ++i) {
-    for (size_t j = i; j < all.size(); ++j) {
-      Call call;
-      all[j].spoil(call);
-      all[i].spoil(call);
-      EXPECT_EQ(call.run(), all[i].status) << i << " and " << j;
-      EXPECT_TRUE(call.dst == untouched) << i << " and " << j;
-    }
-  }
+  const auto scaledTooSmall = [](Call &c) { c.matrix = scaledAndMoved(2e-4, 2e-4, 2e-4, 0, 0, 0); };
+  expectTheEarlierOfTwo<Call>(
+      {{{vekErrNullPtr, [](Call &c) { c.pSrc = nullptr; }},
+        {vekErrNullPtr, [](Call &c) { c.pDst = nullptr, c.pCoeffs = nullptr; }},
+        {vekErrSize, [](Call &c) { c.srcSize.width = 0, c.pCoeffs = nullptr; }}},
+       sourceFaults<Call>(),
+       {{vekErrSize, [](Call &c) { c.dstBox.x = -1; }},
+        {vekErrSize, [](Call &c) { c.dstBox.width = 0; }},
+        {vekErrSize, [](Call &c) { c.dstBox.y = -1; }},
+        {vekErrSize, [](Call &c) { c.dstBox.height = 0; }},
+        {vekErrSize, [](Call &c) { c.dstBox.z = INT32_MIN; }},
+        {vekErrSize, [](Call &c) { c.dstBox.depth = 0; }},
+        {vekErrCoeff, [](Call &c) { c.matrix = kEmptyDiagonal; }},
+        {vekErrCoeff, [](Call &c) { c.matrix = kEqualLowerRows; }}},
+       interpolationFaults<Call>(),
+       overlapFaults<Call>(),
+       {{vekErrCoeff, [](Call &c) { c.matrix = kEqualUpperRows; }}, {vekErrCoeff, scaledTooSmall}}});
 }
 
 TEST(WarpStatus, ThresholdsOfTheMatrixTests) {
@@ -149,19 +116,12 @@ TEST(WarpGetBufSize, ChecksInOrderAndAnswersZero) {
 }
 
 template <class Voxel>
-struct Volume {
-  SourcePlanes<Voxel> src{{8, 8, 8}, 8};
+struct Warped {
+  SourcePlanes<Voxel> src;
   BytePlanes<Voxel> dst{8, 8, 8, 8 * static_cast<int32_t>(sizeof(Voxel))};
   template <class Value>
-  explicit Volume(const Value &value) {
-    for (int32_t z = 0; z < 8; ++z) {
-      for (int32_t y = 0; y < 8; ++y) {
-        for (int32_t x = 0; x < 8; ++x) {
-          src.at(x, y, z) = static_cast<Voxel>(value(x, y, z));
-          dst.set(x, y, z, 77);
-        }
-      }
-    }
+  explicit Warped(const Value &value) : src(madeOf<Voxel>({8, 8, 8}, value)) {
+    for (int32_t i = 0; i < 8 * 8 * 8; ++i) dst.set(i % 8, i / 8 % 8, i / 64, 77);
   }
   void warp(const Matrix &matrix, int32_t code, VekrVolumeBox srcBox = {0, 0, 0, 8, 8, 8},
             VekrVolumeBox dstBox = {0, 0, 0, 8, 8, 8}) {
@@ -173,7 +133,7 @@ struct Volume {
 };
 
 TEST(WarpIdentity, NearestCopiesTheBoxIntoItsPlaceAndNothingElse) {
-  Volume<uint8_t> v([](int x, int y, int z) { return x + 8 * y + 21 * z; });
+  Warped<uint8_t> v([](int x, int y, int z) { return x + 8 * y + 21 * z; });
   v.warp(kIdentity, vekrInterNearest, {2, 3, 4, 3, 100, 2}, {1, 1, 1, 6, 6, 6});
   for (int32_t z = 0; z < 8; ++z) {
     for (int32_t y = 0; y < 8; ++y) {
@@ -186,14 +146,14 @@ TEST(WarpIdentity, NearestCopiesTheBoxIntoItsPlaceAndNothingElse) {
 }
 
 TEST(WarpIdentity, TheBSplineSmooths) {
-  Volume<float> v([](int x, int y, int z) { return x == 3 && y == 3 && z == 3 ? 216 : 0; });
+  Warped<float> v([](int x, int y, int z) { return x == 3 && y == 3 && z == 3 ? 216 : 0; });
   v.warp(kIdentity, vekrInterCubicBSpline);
   EXPECT_NEAR(v.dst.get(3, 3, 3), 64.0f, 1e-3);
   EXPECT_NEAR(v.dst.get(2, 3, 3), 16.0f, 1e-3);
 }
 
 TEST(WarpCubic, TwoAndAHalfIsTwoInsideAndThreeAtABorder) {
-  Volume<uint8_t> v([](int x, int, int) { return x < 4 ? 2 : 3; });
+  Warped<uint8_t> v([](int x, int, int) { return x < 4 ? 2 : 3; });
   v.warp(scaledAndMoved(1, 1, 1, 0.5, 0, 0), vekrInterCubicLagrange);  // destination 4 is source 3.5
   EXPECT_EQ(v.dst.get(4, 3, 3), 2);
   EXPECT_EQ(v.dst.get(4, 0, 3), 3);
@@ -202,7 +162,7 @@ TEST(WarpCubic, TwoAndAHalfIsTwoInsideAndThreeAtABorder) {
 }
 
 TEST(WarpCubic, FloatBordersKeepTheirFraction) {
-  Volume<float> v([](int x, int, int) { return x + 0.75f; });
+  Warped<float> v([](int x, int, int) { return x + 0.75f; });
   v.warp(kIdentity, vekrInterCubicLagrange);
   for (int32_t x = 0; x < 8; ++x) EXPECT_EQ(v.dst.get(x, 0, 7), static_cast<float>(x) + 0.75f);
 }
@@ -210,15 +170,15 @@ TEST(WarpCubic, FloatBordersKeepTheirFraction) {
 // 2.9999999999 has index 2; as a float it is 3, and the fraction 1.
 TEST(WarpSampling, IndexesComeFromDoublesAndFractionsFromFloats) {
   const Matrix nearlyOne = scaledAndMoved(1, 1, 1, 1e-10, 0, 0);  // destination 3 is source 2.9999999999
-  Volume<float> linear([](int x, int, int) { return x == 2 ? std::numeric_limits<float>::infinity() : x; });
+  Warped<float> linear([](int x, int, int) { return x == 2 ? std::numeric_limits<float>::infinity() : x; });
   linear.warp(nearlyOne, vekrInterLinear);
   EXPECT_TRUE(std::isnan(linear.dst.get(3, 3, 3)));  // cell 2 to 3: infinity times 0 plus 3 times 1
   EXPECT_EQ(linear.dst.get(5, 3, 3), 5.0f);
-  Volume<uint8_t> nearest([](int x, int, int) { return x; });
+  Warped<uint8_t> nearest([](int x, int, int) { return x; });
   nearest.warp(nearlyOne, vekrInterNearest);
   EXPECT_EQ(nearest.dst.get(3, 3, 3), 3);
   EXPECT_EQ(nearest.dst.get(0, 3, 3), 77);  // -1e-10 is outside, though it is 0 as a float index
-  Volume<float> cubic([](int x, int, int) { return x; });
+  Warped<float> cubic([](int x, int, int) { return x; });
   cubic.warp(nearlyOne, vekrInterCubicLagrange);
   EXPECT_EQ(cubic.dst.get(3, 3, 3), 3.0f);
   // Source 6.9999999999 has index 6, the region's last but one: taps 5, 6, 7, 7.
@@ -227,7 +187,7 @@ TEST(WarpSampling, IndexesComeFromDoublesAndFractionsFromFloats) {
 
 TEST(WarpSampling, MatricesThatArentNumbersWriteNothing) {
   for (int32_t code : kCodes) {
-    Volume<uint16_t> v([](int x, int, int) { return x; });
+    Warped<uint16_t> v([](int x, int, int) { return x; });
     Matrix matrix = kIdentity;
     matrix[3] = std::numeric_limits<double>::quiet_NaN();
     v.warp(matrix, code);
@@ -236,8 +196,8 @@ TEST(WarpSampling, MatricesThatArentNumbersWriteNothing) {
 }
 
 TEST(WarpSampling, ATransformThatLeavesTheRegionWritesNothing) {
-  Volume<uint16_t> v([](int x, int, int) { return x; });
-  const Volume<uint16_t> untouched([](int x, int, int) { return x; });
+  Warped<uint16_t> v([](int x, int, int) { return x; });
+  const Warped<uint16_t> untouched([](int x, int, int) { return x; });
   v.warp(scaledAndMoved(1, 1, 1, 0, 0, 8), vekrInterLinear);
   EXPECT_TRUE(v.dst == untouched.dst);
 }

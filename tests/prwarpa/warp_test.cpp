@@ -24,9 +24,7 @@ struct Case {
 template <class Voxel>
 void expectTwin(const Case &c, const Matrix &matrix, int32_t code, uint32_t seed, int32_t team = 1) {
   Random random(seed);
-  const int32_t step = static_cast<int32_t>(std::floor(static_cast<double>(c.srcStepBytes) / sizeof(Voxel)));
-  SourcePlanes<Voxel> src(c.srcSize, step);
-  src.fill([&] { return randomVoxel<Voxel>(random); });
+  const SourcePlanes<Voxel> src = randomSource<Voxel>(c.srcSize, c.srcStepBytes, random);
   const int32_t width = c.dstBox.x + c.dstBox.width + 2, height = c.dstBox.y + c.dstBox.height + 1,
                 depth = c.dstBox.z + c.dstBox.depth + 1;
   const int32_t dstStep = width * static_cast<int32_t>(sizeof(Voxel)) + c.dstStepExtra;
@@ -107,10 +105,8 @@ TYPED_TEST(Warp, RegionsInsideAndBeyondTheSource) {
 
 TYPED_TEST(Warp, SmallSourcesUseASimplerCode) {
   constexpr int32_t size = sizeof(TypeParam);
-  const VekrVolumeSize sizes[] = {{3, 8, 8}, {8, 3, 8}, {8, 8, 3}, {1, 8, 8},
-                                  {8, 1, 8}, {8, 8, 1}, {2, 2, 2}, {1, 1, 1}};
   uint32_t seed = 300;
-  for (const VekrVolumeSize &s : sizes) {
+  for (const VekrVolumeSize &s : kSmallSources) {
     for (int32_t code : kCodes) {
       expectTwin<TypeParam>(
           {s, s.width * size, {0, 0, 0, s.width, s.height, s.depth}, {0, 0, 0, 20, 9, 8}, 0, 0},
@@ -142,7 +138,7 @@ TYPED_TEST(Warp, StepsOfAnyByteCountAndSign) {
 TYPED_TEST(Warp, EachThreadHasItsOwnRunningSums) {
   constexpr int32_t size = sizeof(TypeParam);
   uint32_t seed = 500;
-  for (int32_t threads : {1, 2, 3, 5, 16, 32}) {
+  for (int32_t threads : {1, 2, 3, 5, 16, 19, 20, 32, 100000}) {
     const ThreadCount count(threads);
     for (int32_t code : kCodes) {
       for (size_t matrix : {3, 6, 8}) {

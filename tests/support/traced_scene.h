@@ -19,6 +19,15 @@ inline std::vector<int32_t> oneLeaf(const std::vector<int32_t> &numbers) {
   return words;
 }
 
+inline constexpr VekrKDTreeNode kEmptyLeaf = {vekr::kLeafBit, 0};
+
+// The words of a tree of one plane and two leaves that hold their triangles themselves.
+inline std::vector<int32_t> oneSplit(int32_t axis, float plane, const VekrKDTreeNode &below,
+                                     const VekrKDTreeNode &above) {
+  const VekrKDTreeNode root = vekr::innerNode(axis, plane, vekr::kTreeHeaderBytes);
+  return {root.word0, root.word1, 0, 0, below.word0, below.word1, above.word0, above.word1};
+}
+
 class TracedScene {
  public:
   // `slack` widens the box on every side; 0 lets outer triangles touch it.

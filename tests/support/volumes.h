@@ -1,6 +1,7 @@
 // Volumes for tests: planes that don't lie in one allocation, each flush against an unreadable page or between guards.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -95,6 +96,18 @@ class BytePlanes {
   std::vector<Element *> list_;
 };
 
+// Planes without gaps, by value(x, y, z).
+template <class Voxel, class Value>
+SourcePlanes<Voxel> madeOf(VekrVolumeSize size, const Value &value) {
+  SourcePlanes<Voxel> src(size, size.width);
+  for (int32_t z = 0; z < size.depth; ++z) {
+    for (int32_t y = 0; y < size.height; ++y) {
+      for (int32_t x = 0; x < size.width; ++x) src.at(x, y, z) = static_cast<Voxel>(value(x, y, z));
+    }
+  }
+  return src;
+}
+
 // Voxels over their whole range, with some at its ends, so that cubic codes overshoot.
 template <class Voxel>
 Voxel randomVoxel(Random &random) {
@@ -106,5 +119,18 @@ Voxel randomVoxel(Random &random) {
     return kind == 0 ? Voxel(0) : kind <= 2 ? Voxel(~Voxel(0)) : static_cast<Voxel>(random.bits());
   }
 }
+
+// Random planes for a call with a step of `byteStep`: they are laid out by the whole voxels in it.
+template <class Voxel>
+SourcePlanes<Voxel> randomSource(VekrVolumeSize size, int32_t byteStep, Random &random) {
+  SourcePlanes<Voxel> source(size,
+                             static_cast<int32_t>(std::floor(static_cast<double>(byteStep) / sizeof(Voxel))));
+  source.fill([&] { return randomVoxel<Voxel>(random); });
+  return source;
+}
+
+// Sources that are smaller than the taps of some codes, along one axis or all.
+inline constexpr VekrVolumeSize kSmallSources[] = {{3, 8, 8}, {8, 3, 8}, {8, 8, 3}, {1, 8, 8},
+                                                   {8, 1, 8}, {8, 8, 1}, {2, 2, 2}, {1, 1, 1}};
 
 }  // namespace vekr_test

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "volume/interpolation.h"
+#include "volume/view.h"
 #include "volume/voxel.h"
 
 namespace {
@@ -61,22 +62,22 @@ TEST(Region, ClippingTakesBoxesOfTheLargestSizeWithoutOverflow) {
 TEST(Interpolation, OnlySixCodesExist) {
   for (int32_t code = -3; code < 300; ++code) {
     const bool known = code == 1 || code == 2 || code == 4 || code == 5 || code == 6 || code == 7;
-    EXPECT_EQ(isInterpolation(code), known) << code;
+    EXPECT_EQ(interpolationOf(code) != nullptr, known) << code;
   }
-  EXPECT_FALSE(isInterpolation(INT32_MIN));
-  EXPECT_FALSE(isInterpolation(INT32_MAX));
+  EXPECT_EQ(interpolationOf(INT32_MIN), nullptr);
+  EXPECT_EQ(interpolationOf(INT32_MAX), nullptr);
 }
 
 TEST(Interpolation, SmallSourcesFallBackByAnySide) {
   for (int32_t code : {1, 2, 4, 5, 6, 7}) {
     const int32_t thin = code > 2 ? 2 : code;
-    EXPECT_EQ(interpolationFor(code, {4, 4, 4}), code);
-    EXPECT_EQ(interpolationFor(code, {3, 100, 100}), thin);
-    EXPECT_EQ(interpolationFor(code, {100, 3, 100}), thin);
-    EXPECT_EQ(interpolationFor(code, {100, 100, 2}), thin);
-    EXPECT_EQ(interpolationFor(code, {1, 100, 100}), 1);
-    EXPECT_EQ(interpolationFor(code, {100, 1, 100}), 1);
-    EXPECT_EQ(interpolationFor(code, {100, 3, 1}), 1);
+    EXPECT_EQ(interpolationFor(*interpolationOf(code), {4, 4, 4}).code, code);
+    EXPECT_EQ(interpolationFor(*interpolationOf(code), {3, 100, 100}).code, thin);
+    EXPECT_EQ(interpolationFor(*interpolationOf(code), {100, 3, 100}).code, thin);
+    EXPECT_EQ(interpolationFor(*interpolationOf(code), {100, 100, 2}).code, thin);
+    EXPECT_EQ(interpolationFor(*interpolationOf(code), {1, 100, 100}).code, 1);
+    EXPECT_EQ(interpolationFor(*interpolationOf(code), {100, 1, 100}).code, 1);
+    EXPECT_EQ(interpolationFor(*interpolationOf(code), {100, 3, 1}).code, 1);
   }
 }
 

@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <map>
+#include <mutex>
 #include <vector>
 
 namespace {
@@ -70,14 +73,66 @@ TEST(PlaneShares, OneThreadIsAskedForOnce) {
   }
 }
 
-TEST(PlaneShares, TheTeamHasTheSecondAnswersSize) {
-  for (int32_t count : {1, 2, 3, 5, 16, 32}) {
+TEST(PlaneShares, TheTeamHasTheSecondAnswersSizeButNoMoreThreadsThanPlanes) {
+  for (int32_t count : {1, 2, 3, 5, 16, 17, 18, 32, 50000, 1000000, INT32_MAX}) {
     const Outcome result = run({16, 16, 17}, {2, count});
     EXPECT_EQ(reads, 2u);
     EXPECT_EQ(result.bodies, result.team);
-    EXPECT_EQ(result.team, count);
+    EXPECT_EQ(result.team, std::min(count, 17));
     EXPECT_EQ(result.owners, std::vector<int>(17, 1));
   }
+}
+
+// The shares of a division, those that hold planes, by their first one.
+using Shares = std::map<int32_t, int32_t>;
+
+Shares everyShare(VekrVolumeSize size, std::vector<int32_t> counts) {
+  answers = std::move(counts);
+  reads = 0;
+  Shares shares;
+  std::mutex mutex;
+  forEveryPlaneShare(size, [&](PlaneShare share) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (share.count == 0) return;
+    EXPECT_TRUE(shares.emplace(share.first, share.count).second) << share.first;
+  });
+  return shares;
+}
+
+Shares toldShares(int32_t planes, int32_t team) {
+  Shares shares;
+  for (int32_t t = 0; t < team; ++t) {
+    const PlaneShare share = shareOf(planes, team, t);
+    if (share.count > 0) shares.emplace(share.first, share.count);
+  }
+  return shares;
+}
+
+TEST(PlaneShares, EveryShareOfAnyCountIsDone) {
+  for (int32_t count : {1, 2, 3, 5, 16, 17, 18, 32, 50000, 1000000}) {
+    EXPECT_EQ(everyShare({16, 16, 17}, {2, count}), toldShares(17, count)) << count;
+    EXPECT_EQ(reads, 2u);
+  }
+  EXPECT_EQ(everyShare({16, 16, 17}, {2, INT32_MAX}), (Shares{{0, 17}}));
+  EXPECT_EQ(everyShare({16, 15, 17}, {2, 3}), (Shares{{0, 17}}));
+  EXPECT_EQ(everyShare({16, 16, 17}, {2, -1}), (Shares{{0, 17}}));
+}
+
+// More than are ever forked: each thread does several shares, and none is joined with its neighbour.
+TEST(PlaneShares, FewerThreadsDoTheSharesOfManyMore) {
+  for (int32_t count : {kMostThreads + 1, 2 * kMostThreads + 5}) {
+    EXPECT_EQ(everyShare({16, 16, 5000}, {2, count}), toldShares(5000, count)) << count;
+  }
+}
+
+TEST(PlaneShares, SharesOfARegionThatCantForkAreOne) {
+  Shares inner;
+#pragma omp parallel num_threads(2)
+  {
+#pragma omp master
+    inner = everyShare({16, 16, 20}, {4, 4});
+  }
+  EXPECT_EQ(inner, (Shares{{0, 20}}));
 }
 
 TEST(PlaneShares, ACountThatDropsBetweenTheReadsLeavesOneThread) {

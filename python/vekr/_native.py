@@ -1,0 +1,97 @@
+"""Finds, declares and opens the shared library."""
+
+from __future__ import annotations
+
+import os
+from pathlib import Path
+from typing import Any, Sequence
+
+import _cffi_backend as backend  # what cffi itself stands on: its own functions look types up by name on every call
+import cffi
+
+from . import _header
+
+_PACKAGE = Path(__file__).resolve().parent
+_BUNDLED = _PACKAGE / "_native"  # what a wheel brings along
+_SOURCE = _PACKAGE.parent.parent  # the source tree, or the folder of libraries, if the package lies in one
+_SONAME = "libvekre9.so.6.1"
+
+# What the companion library adds; it is opened along with the library that needs it.
+_COMPANION = "void vekSetNumThreads(int32_t count); int32_t ownGetNumThreads(void);"
+
+
+def _header_text() -> str:
+    for path in (_BUNDLED / "vekr.h", _SOURCE / "include" / "vekr.h", Path("/usr/include/vekr.h"),
+                 Path("/usr/local/include/vekr.h")):
+        if path.is_file():
+            return path.read_text(encoding="utf-8")
+    raise ImportError("vekr.h, from which the functions are declared, was not found beside the package")
+
+
+def _candidates() -> "list[str]":
+    """Return where to look for the library: what the environment says, the wheel's, the build tree's, the system's."""
+    told = os.environ.get("VEKR_LIBRARY")
+    if told:
+        return [told]
+    files = [_BUNDLED / _SONAME, _SOURCE / "build" / "release" / "lib" / _SONAME, _SOURCE / _SONAME]
+    return [str(path) for path in files if path.is_file()] + [_SONAME]
+
+
+def _open() -> Any:
+    problems = []
+    for candidate in _candidates():
+        try:
+            return ffi.dlopen(candidate)
+        except OSError as problem:
+            problems.append(str(problem))
+    raise ImportError(f"{_SONAME} could not be opened ({'; '.join(problems)}); set VEKR_LIBRARY to its path")
+
+
+header = _header_text()
+ffi: Any = cffi.FFI()
+ffi.cdef(_header.declarations(header))
+ffi.cdef(_COMPANION)
+raw: Any = _open()
+
+
+_VOID, _INTEGER, _BYTES = ffi.typeof("void *"), ffi.typeof("intptr_t"), ffi.typeof("char[]")
+_FLOATS, _FLOAT_LIST = ffi.typeof("float *"), ffi.typeof("float *[]")
+_ADDRESSES, _INT, _SIZE = ffi.typeof("uintptr_t[]"), ffi.typeof("int32_t *"), ffi.typeof("float[3]")
+_cast, _from_buffer, _new = backend.cast, backend.from_buffer, backend.newp
+
+
+def address(array: Any) -> int:
+    """Return where an array's first element lies; fastest where the array is contiguous."""
+    if array.flags.c_contiguous:
+        return int(_cast(_INTEGER, _from_buffer(_BYTES, array, False)))
+    return int(array.__array_interface__["data"][0])
+
+
+def pointer(place: int) -> Any:
+    """Return an address as what a pointer parameter takes."""
+    return _cast(_VOID, place)
+
+
+def pointers(places: Sequence[int]) -> Any:
+    """Return addresses of float planes as a list of planes."""
+    return _new(_FLOAT_LIST, [_cast(_FLOATS, place) for place in places])
+
+
+def address_list(places: Sequence[int]) -> Any:
+    """Return memory that holds addresses."""
+    return _new(_ADDRESSES, places)
+
+
+def place_of(memory: Any) -> int:
+    """Return the address of what :func:`address_list` has made."""
+    return int(_cast(_INTEGER, memory))
+
+
+def int_out() -> Any:
+    """Return room for an int that a function writes."""
+    return _new(_INT)
+
+
+def triple(values: Sequence[float]) -> Any:
+    """Return three floats."""
+    return _new(_SIZE, values)

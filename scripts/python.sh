@@ -1,0 +1,51 @@
+#!/usr/bin/env bash
+# Checks the Python package: types, tests, docstrings, examples, and the wheel in a fresh environment.
+#   scripts/python.sh          all of that, with the release library
+#   scripts/python.sh asan     the tests with the sanitizers' library
+set -euo pipefail
+cd "$(dirname "$0")/.."
+source scripts/packages.sh
+install_missing "${build_packages[@]}" "${python_packages[@]}"
+python=/usr/bin/python3
+export PYTHONDONTWRITEBYTECODE=1 MPLBACKEND=Agg
+
+build() {
+  cmake --preset "$1" >/dev/null
+  cmake --build --preset "$1" --target vekre9 vekcore | tail -n 1
+}
+
+if [ "${1:-}" = asan ]; then
+  echo "== python: tests under the sanitizers"
+  build asan
+  # The interpreter isn't instrumented: the runtimes come first, and its own leaks are not looked for. numpy's allocations
+  # of sizes that can't be had are to give None, as without the sanitizer.
+  cd python
+  LD_PRELOAD="$(gcc -print-file-name=libasan.so):$(gcc -print-file-name=libubsan.so)" \
+    ASAN_OPTIONS=detect_leaks=0:allocator_may_return_null=1:detect_odr_violation=0 UBSAN_OPTIONS=print_stacktrace=1 \
+    PYTHONMALLOC=malloc VEKR_LIBRARY="$PWD/../build/asan/lib/libvekre9.so.6.1" \
+    $python -m pytest -q -m "not process" tests
+  exit 0
+fi
+
+build release
+cd python
+echo "== python: types"
+mypy --cache-dir ../build/mypy
+echo "== python: docstrings"
+$python -m pytest -q --doctest-modules vekr
+echo "== python: tests"
+$python -m pytest -q tests
+echo "== python: examples"
+$python -m pytest -q examples
+cd ..
+echo "== python: wheel"
+scripts/wheel.sh --deb
+environment=build/wheel/environment
+rm -rf $environment
+# Debian's numpy and cffi; nothing is fetched.
+$python -m venv --system-site-packages $environment
+$environment/bin/pip install --quiet --no-index build/wheel/dist/*.whl
+tests=$PWD/python/tests
+(cd build/wheel && env -u VEKR_LIBRARY VEKR_TEST_INSTALLED=1 environment/bin/python -m pytest -q -p no:cacheprovider \
+  "$tests/test_lib.py" "$tests/test_sh.py" "$tests/test_installed.py")
+dpkg-deb --contents build/wheel/python3-vekr_*.deb | grep -c "dist-packages/vekr/" >/dev/null

@@ -1,0 +1,80 @@
+// The names under which remap's and warp's drivers stand in their tables.
+#include "volume/driver_table.h"
+
+#include <gtest/gtest.h>
+
+#include "prremap/remap_kernels.h"
+#include "prwarpa/warp_kernels.h"
+
+#define DRIVERS(Call, N, L, C0, C1, C2, C3) VEKR_KERNELS(VolumeDriver<Call> N, L, C0, C1, C2, C3;)
+// clang-format off
+DRIVERS(RemapCall, ownrRemap8N, ownrRemap8L, ownrRemap8C0, ownrRemap8C1, ownrRemap8C2, ownrRemap8C3)
+DRIVERS(RemapCall, ownrRemap16N, ownrRemap16L, ownrRemap16C0, ownrRemap16C1, ownrRemap16C2, ownrRemap16C3)
+DRIVERS(RemapCall, ownrRemap32N, ownrRemap32L, ownrRemap32C0, ownrRemap32C1, ownrRemap32C2, ownrRemap32C3)
+DRIVERS(WarpCall, ownrWarpAffine8N, ownrWarpAffine8L,
+        ownrWarpAffine8C0, ownrWarpAffine8C1, ownrWarpAffine8C2, ownrWarpAffine8C3)
+DRIVERS(WarpCall, ownrWarpAffine16N, ownrWarpAffine16L,
+        ownrWarpAffine16C0, ownrWarpAffine16C1, ownrWarpAffine16C2, ownrWarpAffine16C3)
+DRIVERS(WarpCall, ownrWarpAffine32N, ownrWarpAffine32L,
+        ownrWarpAffine32C0, ownrWarpAffine32C1, ownrWarpAffine32C2, ownrWarpAffine32C3)
+// clang-format on
+
+namespace {
+
+using namespace vekr;
+
+// Slots 0 to 7 of a row. No two members are the same function.
+template <class Call>
+void expectRow(const InterpolationTable<VolumeDriver<Call>> &row,
+               std::initializer_list<VolumeDriver<Call> *> members) {
+  ASSERT_EQ(std::size(row.slots), members.size());
+  const auto *const expected = members.begin();
+  for (size_t slot = 0; slot < members.size(); ++slot) EXPECT_EQ(row.slots[slot], expected[slot]) << slot;
+}
+
+#define EXPECT_TABLE(space)                                                                                 \
+  {                                                                                                         \
+    using namespace space;                                                                                  \
+    const auto &remap = ownrRemapInter.rows;                                                                \
+    const auto &warp = ownrWarpAffineInter.rows;                                                            \
+    expectRow<RemapCall>(remap[0], {nullptr, ownrRemap8N, ownrRemap8L, nullptr, ownrRemap8C0, ownrRemap8C1, \
+                                    ownrRemap8C2, ownrRemap8C3});                                           \
+    expectRow<RemapCall>(remap[1], {nullptr, ownrRemap16N, ownrRemap16L, nullptr, ownrRemap16C0,            \
+                                    ownrRemap16C1, ownrRemap16C2, ownrRemap16C3});                          \
+    expectRow<RemapCall>(remap[2], {nullptr, ownrRemap32N, ownrRemap32L, nullptr, ownrRemap32C0,            \
+                                    ownrRemap32C1, ownrRemap32C2, ownrRemap32C3});                          \
+    expectRow<WarpCall>(warp[0], {nullptr, ownrWarpAffine8N, ownrWarpAffine8L, nullptr, ownrWarpAffine8C0,  \
+                                  ownrWarpAffine8C1, ownrWarpAffine8C2, ownrWarpAffine8C3});                \
+    expectRow<WarpCall>(warp[1],                                                                            \
+                        {nullptr, ownrWarpAffine16N, ownrWarpAffine16L, nullptr, ownrWarpAffine16C0,        \
+                         ownrWarpAffine16C1, ownrWarpAffine16C2, ownrWarpAffine16C3});                      \
+    expectRow<WarpCall>(warp[2],                                                                            \
+                        {nullptr, ownrWarpAffine32N, ownrWarpAffine32L, nullptr, ownrWarpAffine32C0,        \
+                         ownrWarpAffine32C1, ownrWarpAffine32C2, ownrWarpAffine32C3});                      \
+  }
+
+TEST(DriverTables, HaveEachMemberAtItsVoxelTypeAndCode){EXPECT_TABLE(sse41) EXPECT_TABLE(avx2)}
+
+TEST(DriverTables, AreAskedByKind) {
+  EXPECT_EQ(sse41::ownrRemapInter.driver<uint16_t>(kindOf<vekrInterNearest>()), sse41::ownrRemap16N);
+  EXPECT_EQ(avx2::ownrRemapInter.driver<uint8_t>(kindOf<vekrInterCubicMitchell>()), avx2::ownrRemap8C3);
+  EXPECT_EQ(avx2::ownrWarpAffineInter.driver<float>(kindOf<vekrInterLinear>()), avx2::ownrWarpAffine32L);
+}
+
+TEST(DriverTables, ADriversNameEndsInItsBitsAndItsKind) {
+  EXPECT_TRUE(isDriverName("ownrRemap8C0", 1, "C0"));
+  EXPECT_TRUE(isDriverName("ownrRemap32N", 4, "N"));
+  EXPECT_FALSE(isDriverName("ownrRemap8C0", 2, "C0"));
+  EXPECT_FALSE(isDriverName("ownrRemap8C0", 1, "C1"));
+  EXPECT_FALSE(isDriverName("C0", 1, "C0"));
+}
+
+// Codes that don't exist don't compile where they are known then.
+template <int32_t code>
+concept Compiles = requires {
+  kindOf<code>();
+};
+static_assert(Compiles<vekrInterNearest> && Compiles<vekrInterCubicMitchell>);
+static_assert(!Compiles<0> && !Compiles<3> && !Compiles<8> && !Compiles<-1>);
+
+}  // namespace
