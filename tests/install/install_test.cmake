@@ -1,5 +1,7 @@
-# Installs the build tree to a prefix of its own and builds a C99 program against it by both documented ways.
-# Arguments: BUILD, VERSION, SOURCE, WORK, GENERATOR, COMPILER, PKG_CONFIG, LIBDIR, INCLUDEDIR.
+# Installs the build tree to a prefix of its own, builds a C99 program against it by both documented ways, runs the installed
+# programs and uninstalls all of it.
+# Arguments: BUILD, VERSION, SOURCE, WORK, GENERATOR, COMPILER, PKG_CONFIG, LIBDIR, INCLUDEDIR, PROGRAMS (separated by commas),
+# BASH, ZSH (may be missing).
 
 file(REMOVE_RECURSE ${WORK})
 set(prefix ${WORK}/prefix)
@@ -12,6 +14,12 @@ function(run)
   endif()
 endfunction()
 
+# The build tree's own list of what has been installed from it is somebody else's: it comes back at the end.
+file(GLOB manifests ${BUILD}/install_manifest*.txt)
+if(manifests)
+  file(COPY ${manifests} DESTINATION ${WORK}/manifests)
+  file(REMOVE ${manifests})
+endif()
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${prefix})
 
 foreach(file ${INCLUDEDIR}/vekr.h ${INCLUDEDIR}/vekr_extra.h ${INCLUDEDIR}/vekcore.h ${LIBDIR}/libvekre9.so ${LIBDIR}/libvekre9.so.${VERSION}
@@ -41,3 +49,31 @@ run(${COMPILER} -std=c99 -Wall -Wextra -Wpedantic -Werror ${SOURCE}/consumer.c -
 run(${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${libraries} ${WORK}/consumer)
 run(${COMPILER} -std=c99 ${SOURCE}/consumer.c -o ${WORK}/consumer_rpath ${flags} -lm -Wl,-rpath,${libraries})
 run(${WORK}/consumer_rpath)
+
+# Programs run from where they lie, with a manual page that tells their options and completion that knows them.
+string(REPLACE "," ";" programs "${PROGRAMS}")
+foreach(program ${programs})
+  run(${prefix}/bin/${program} --help)
+  run(gzip -dk ${prefix}/share/man/man1/${program}.1.gz)
+  file(READ ${prefix}/share/man/man1/${program}.1 page)
+  foreach(expected "\n\\.SH NAME\n" "\n\\.SH SYNOPSIS\n" "\n\\.SH DESCRIPTION\n" "\n\\.SH EXIT STATUS\n" "\n\\.B \\\\-h,\\\\-\\\\-help\n")
+    if(NOT page MATCHES "${expected}")
+      message(SEND_ERROR "the manual page of ${program} has no ${expected}")
+    endif()
+  endforeach()
+  file(REMOVE ${prefix}/share/man/man1/${program}.1)
+  run(${BASH} ${CMAKE_CURRENT_LIST_DIR}/completion_test.sh ${prefix}/share/bash-completion/completions/${program})
+  if(ZSH)
+    run(${ZSH} -n ${prefix}/share/zsh/site-functions/_${program})
+  endif()
+endforeach()
+
+run(${CMAKE_COMMAND} --build ${BUILD} --target uninstall)
+file(GLOB_RECURSE left ${prefix}/*)
+if(left)
+  message(SEND_ERROR "still there after uninstalling: ${left}")
+endif()
+if(EXISTS ${WORK}/manifests)
+  file(GLOB manifests ${WORK}/manifests/*)
+  file(COPY ${manifests} DESTINATION ${BUILD})
+endif()

@@ -1,0 +1,12 @@
+# Run by cpack behind the packages: takes out scripts that do what the trigger does.
+foreach(package ${CPACK_PACKAGE_FILES})
+  get_filename_component(name ${package} NAME_WE)
+  set(tree ${CPACK_TEMPORARY_DIRECTORY}/finish/${name})
+  file(REMOVE_RECURSE ${tree})
+  file(MAKE_DIRECTORY ${CPACK_TEMPORARY_DIRECTORY}/finish)
+  execute_process(COMMAND dpkg-deb -R ${package} ${tree} COMMAND_ERROR_IS_FATAL ANY)
+  if(EXISTS ${tree}/DEBIAN/postinst)
+    file(REMOVE ${tree}/DEBIAN/postinst ${tree}/DEBIAN/postrm)
+    execute_process(COMMAND dpkg-deb --root-owner-group -b ${tree} ${package} COMMAND_ERROR_IS_FATAL ANY OUTPUT_QUIET)
+  endif()
+endforeach()

@@ -1,0 +1,21 @@
+# Removes the files of the last installation, which CMake has listed, and the folders that were vekr's own.
+# Argument: BUILD. DESTDIR in the environment counts as it did at installation.
+
+file(GLOB manifests ${BUILD}/install_manifest*.txt)
+if(NOT manifests)
+  message(FATAL_ERROR "Nothing has been installed from ${BUILD}")
+endif()
+foreach(manifest ${manifests})
+  file(STRINGS ${manifest} files)
+  foreach(file ${files})
+    set(file $ENV{DESTDIR}${file})
+    message(STATUS "Removing ${file}")
+    file(REMOVE ${file})
+    get_filename_component(folder ${file} DIRECTORY)
+    file(GLOB left ${folder}/*)
+    if(NOT left AND folder MATCHES "/vekr$")
+      file(REMOVE_RECURSE ${folder})
+    endif()
+  endforeach()
+  file(REMOVE ${manifest})
+endforeach()
