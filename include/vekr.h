@@ -799,7 +799,8 @@ VEKR_API VekStatus vekrFilter_16s_C1PV(const int16_t *const *pSrc, int32_t srcSt
  *
  * Threads: calls on separate destinations and buffers may run side by side. vekrResize_32f_C1V alone forks:
  * it shares the planes among ownGetNumThreads() OpenMP threads, at most one for each plane and at most 1024,
- * where the region to write has at least 16 voxels along each axis. The result doesn't depend on their number.
+ * where the region to write has at least 16 voxels along each axis. The result doesn't depend on their
+ * number.
  * -------------------------------------------------------------------------------------------------------- */
 
 /* Size of the work buffer in bytes, for all six functions. It is computed in 32 bits, and is proportional to
