@@ -26,7 +26,6 @@ namespace {
 
 constexpr uint64_t kPlenty = uint64_t{1} << 40;
 const float kVertices[9] = {0, 0, 0, 1, 0, 0, 0, 1, 0};
-const int32_t kIndices[4] = {0, 1, 2, 0};
 
 // A build that has its memory and nothing else.
 struct OpenBuild : PsahBuild {
