@@ -29,7 +29,7 @@ def test_constants_are_those_of_the_header():
 def test_every_status_has_its_text():
     statuses = _header.statuses(_native.header)
     assert len(statuses) == 15
-    assert str(vekr.VekrError(-8)) == "vekErrNullPtr: a pointer is null; always looked for before sizes (status -8)"
+    assert str(vekr.VekrError(-8)) == "vekErrNullPtr: a pointer is null; looked for before sizes, but for the tree's context (status -8)"
 
 
 def test_an_error_is_raised_with_its_status():

@@ -15,7 +15,7 @@ def status_text(status: int) -> str:
     Examples
     --------
     >>> status_text(-6)
-    'vekErrSize: a count, length or dimension is out of range'
+    'vekErrSize: a count, length, dimension or divisor is out of range'
     """
     name, meaning = _TEXTS.get(status, ("unknown status", str(status)))
     return f"{name}: {meaning}" if meaning else name
