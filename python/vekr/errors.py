@@ -21,7 +21,20 @@ def status_text(status: int) -> str:
     return f"{name}: {meaning}" if meaning else name
 
 
-class VekrError(Exception):
+class _StatusTold(Exception):
+    # A status that isn't 0, and the function that returned it.
+
+    def __init__(self, status: int, function: str = "") -> None:
+        super().__init__(status, function)
+        self.status = status
+        self.function = function
+
+    def __str__(self) -> str:
+        text = f"{status_text(self.status)} (status {self.status})"
+        return f"{self.function}: {text}" if self.function else text
+
+
+class VekrError(_StatusTold):
     """A function of the library has refused its arguments or failed; its outputs are as they were.
 
     Attributes
@@ -30,17 +43,8 @@ class VekrError(Exception):
         The library's status, below 0.
     """
 
-    def __init__(self, status: int, function: str = "") -> None:
-        super().__init__(status, function)
-        self.status = status
-        self.function = function
 
-    def __str__(self) -> str:
-        text = f"{status_text(self.status)} (status {self.status})"
-        return f"{self.function}: {text}" if self.function else text
-
-
-class VekrWarning(UserWarning):
+class VekrWarning(_StatusTold, UserWarning):
     """A function of the library did less than it was asked for.
 
     Attributes
@@ -48,15 +52,6 @@ class VekrWarning(UserWarning):
     status : int
         The library's status, above 0.
     """
-
-    def __init__(self, status: int, function: str = "") -> None:
-        super().__init__(status, function)
-        self.status = status
-        self.function = function
-
-    def __str__(self) -> str:
-        text = f"{status_text(self.status)} (status {self.status})"
-        return f"{self.function}: {text}" if self.function else text
 
 
 def check(status: int, function: str = "", stacklevel: int = 2) -> int:
