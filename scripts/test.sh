@@ -10,12 +10,26 @@ source scripts/packages.sh
 take_no_install "$@"
 install_missing "${build_packages[@]}" "${example_packages[@]}" "${test_packages[@]}"
 
+# build cmake-arguments...: one line when all is well, otherwise what the compilers said.
+build() {
+  local log
+  log=$(mktemp)
+  if ! cmake --build "$@" >"$log" 2>&1; then
+    grep -v '^\[[0-9]*/[0-9]*\]' "$log" | head -n 100
+    rm -f "$log"
+    return 1
+  fi
+  tail -n 1 "$log"
+  rm -f "$log"
+}
+
+# run_preset preset target ctest-arguments...
 run_preset() {
-  local preset=$1
-  shift
+  local preset=$1 target=$2
+  shift 2
   echo "== $preset"
   cmake --preset "$preset" -DVEKR_WERROR=ON >/dev/null
-  cmake --build --preset "$preset" | tail -n 1
+  build --preset "$preset" --target "$target"
   ctest --preset "$preset" -j "$(nproc)" "$@"
 }
 
@@ -28,11 +42,11 @@ check_format() {
 check_library_alone() {
   echo "== library alone"
   cmake --preset release -B build/alone -DBUILD_TESTING=OFF -DVEKR_BUILD_BENCHMARKS=OFF -DVEKR_BUILD_EXAMPLES=OFF >/dev/null
-  cmake --build build/alone | tail -n 1
+  build build/alone
 }
 
 if [ ${#arguments[@]} -gt 0 ]; then
-  for preset in "${arguments[@]}"; do run_preset "$preset"; done
+  for preset in "${arguments[@]}"; do run_preset "$preset" all; done
   exit 0
 fi
 
@@ -42,11 +56,11 @@ echo "== clang-tidy"
 scripts/tidy.sh
 scripts/docs.sh --look
 # The tests whose threads matter; the other presets run everything.
-run_preset tsan -L threads
-run_preset asan
-run_preset clang
-run_preset debug -E "_test[.]sse41"
+run_preset tsan vekr_thread_tests -L threads
+run_preset asan all
+run_preset clang all
+run_preset debug all -E "_test[.]sse41"
 echo "== interface"
 scripts/interface.sh
-run_preset release
+run_preset release all
 for library in asan release; do scripts/python.sh "$library"; done
