@@ -26,7 +26,7 @@ import numpy as np
 import numpy.typing as npt
 
 from ._native import address, ffi, pointer, pointers, raw
-from ._rays import ENTRY, FLOAT, LIMIT, Block, FloatArray, Vectors, aligned, vector_planes, vectors_of
+from ._rays import ENTRY, FLOAT, LIMIT, FloatArray, Vectors, aligned, vector_planes, vectors_of
 from ._work import Progress, run_blocks, thread_count
 from .errors import VekrError
 
@@ -103,7 +103,7 @@ def panorama_directions(height: int, width: int) -> Tuple[FloatArray, FloatArray
     edges = np.cos(np.arange(height + 1) * (np.pi / height))
     theta = (np.arange(height) + 0.5) * (np.pi / height)
     phi = (np.arange(width) + 0.5) * (2 * np.pi / width)
-    directions = vector_planes((height, width))
+    directions, _ = vector_planes((height, width))
     directions[..., 0] = np.sin(theta)[:, None] * np.cos(phi)
     directions[..., 1] = np.sin(theta)[:, None] * np.sin(phi)
     directions[..., 2] = np.cos(theta)[:, None]
@@ -142,7 +142,7 @@ class _Directions:
         if self.count > LIMIT:
             raise ValueError("too many directions")
         if self.count:
-            self.places, self._kept = Vectors(array).of(Block(0, self.count, 1))
+            self.places, self._kept = Vectors(array).whole()
         self._array = array
 
     def planes(self, first: int) -> "Tuple[Any, Any, Any]":
