@@ -83,13 +83,13 @@ def address_list(places: Sequence[int]) -> Any:
     return _new(_ADDRESSES, places)
 
 
-def within(memory: Any, number: int) -> Any:
-    """Return what :func:`address_list` has made from one of its addresses on, as a pointer parameter takes it."""
-    return _cast(_VOID, place_of(memory) + number * _ADDRESS_BYTES)
+def within(memory: Any, number: int = 0) -> Any:
+    """Return what :func:`address_list` has made, from one of its addresses on, as a pointer parameter takes it."""
+    return _cast(_VOID, place_of(memory) + number * _ADDRESS_BYTES if number else memory)
 
 
 def place_of(memory: Any) -> int:
-    """Return the address of what :func:`address_list` has made."""
+    """Return the address of what :func:`address_list` has made, or of what is pointed to."""
     return int(_cast(_INTEGER, memory))
 
 

@@ -14,10 +14,8 @@ array([0.25, 0.25, 0.  ], dtype=float32)
 
 from __future__ import annotations
 
-import json
 import math
 import os
-import zlib
 from dataclasses import dataclass
 from pathlib import Path
 from typing import Any, Dict, Optional, Union
@@ -25,6 +23,7 @@ from typing import Any, Dict, Optional, Union
 import numpy as np
 import numpy.typing as npt
 
+from . import _store
 from ._camera import Camera as Camera
 from ._mesh_input import checked_bounds, checked_triangles, checked_vertices, tree_over
 from ._native import address, ffi, pointer, pointers, raw
@@ -34,7 +33,6 @@ from ._work import Progress, on_fresh_thread
 from .errors import VekrError
 
 _RECORD_BYTES = 40
-_FORMAT = 1
 _most = np.maximum.reduce
 
 
@@ -338,13 +336,7 @@ class Scene:
         ...     vekr.Scene.open(folder).intersect([0.2, 0.2, 1], [0, 0, -1]).triangle
         array(0, dtype=int32)
         """
-        folder = Path(path)
-        folder.mkdir(parents=True, exist_ok=True)
-        sums: Dict[str, int] = {}
-        for name, array in self._parts().items():
-            np.save(folder / f"{name}.npy", array)
-            sums[name] = _checksum(array)
-        (folder / "scene.json").write_text(json.dumps({"format": _FORMAT, "crc32": sums}) + "\n", encoding="utf-8")
+        _store.write(Path(path), self._parts())
 
     @classmethod
     def open(cls, path: Union[str, "os.PathLike[str]"], mmap: bool = True, verify: bool = True) -> "Scene":
@@ -365,19 +357,7 @@ class Scene:
         ValueError
             If the folder holds no scene, or a damaged one.
         """
-        folder = Path(path)
-        try:
-            told = json.loads((folder / "scene.json").read_text(encoding="utf-8"))
-            if told["format"] != _FORMAT:
-                raise ValueError(f"{folder} was written by another version")
-            parts = {name: np.asarray(np.load(folder / f"{name}.npy", mmap_mode="r" if mmap else None, allow_pickle=False))
-                     for name in _PARTS}
-            if verify:
-                for name, array in parts.items():
-                    if _checksum(array) != told["crc32"][name]:
-                        raise ValueError(f"{name}.npy is not what was saved")
-        except (OSError, KeyError, TypeError, ValueError) as problem:
-            raise ValueError(f"{folder} holds no whole scene: {problem}") from problem
+        parts = _store.read(Path(path), _PARTS, mmap, verify)
         return _restored(*(parts[name] for name in _PARTS))
 
     def _parts(self) -> Dict[str, Array]:
@@ -395,10 +375,6 @@ def _restored(tree: Array, records: Array, box: FloatArray, vertices: FloatArray
     scene = Scene.__new__(Scene)
     scene._take(tree, records, box, vertices, triangles)
     return scene
-
-
-def _checksum(array: Array) -> int:
-    return zlib.crc32(np.ascontiguousarray(array).reshape(-1).view(np.uint8).data)
 
 
 def _read_only(array: Array) -> Array:
