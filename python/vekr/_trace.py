@@ -72,9 +72,12 @@ def _take(count: int) -> Desk:
 
 def _give(count: int, desk: Desk) -> None:
     """Put a desk back for the next block of its size."""
-    if count not in _desks and len(_desks) >= _MOST_SIZES:
-        _desks.clear()
-    _desks.setdefault(count, []).append(desk)
+    free = _desks.get(count)
+    if free is None:
+        if len(_desks) >= _MOST_SIZES:
+            _desks.clear()
+        free = _desks.setdefault(count, [])
+    free.append(desk)
 
 
 class Rays:
@@ -134,9 +137,10 @@ class Rays:
 
     def hits(self, shape: Tuple[int, ...]) -> "Tuple[FloatArray, IntArray, FloatArray, FloatArray, FloatArray, FloatArray]":
         """Return distances, triangles, u and v in a shape, and the rays."""
-        plane = self._room.plane
-        return (plane(_DISTANCE, shape), plane(_TRIANGLE, shape, _INT), plane(_U, shape), plane(_V, shape), self.origins,
-                self.directions)
+        distance, u, v, triangle = self.result
+        if distance.shape != shape:
+            distance, u, v, triangle = (distance.reshape(shape), u.reshape(shape), v.reshape(shape), triangle.reshape(shape))
+        return distance, triangle, u, v, self.origins, self.directions
 
     def _make_room(self, planes: int, entries: int) -> None:
         self._room = room = PlaneRoom(planes, entries)
