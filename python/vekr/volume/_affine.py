@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import math
+from functools import lru_cache
 from typing import Any, Dict, List, Optional, Tuple, Union
 
 import numpy as np
@@ -39,8 +40,10 @@ def matrix_of(matrix: Any, name: str = "matrix") -> npt.NDArray[np.float64]:
     return entries
 
 
-def _axis_order(matrix: npt.NDArray[np.float64]) -> Tuple[int, ...]:
+@lru_cache(maxsize=256)
+def _axis_order(data: bytes) -> Tuple[int, ...]:
     """Return in which order a matrix should take the source's axes, so that its diagonal is not empty."""
+    matrix = np.frombuffer(data, np.float64).reshape(3, 4)
     if max(abs(matrix[0, 0]), abs(matrix[1, 1]), abs(matrix[2, 2])) > _EMPTY:
         return (0, 1, 2)
     orders = ((1, 2, 0), (2, 0, 1), (0, 2, 1), (2, 1, 0), (1, 0, 2))
@@ -88,7 +91,7 @@ def exact_matrix(matrix: Any, shape: Any) -> ExactMatrix:
     """
     depth, height, width = shape_of(shape)
     entries = matrix_of(matrix)
-    order = _axis_order(entries)
+    order = _axis_order(entries.tobytes())
     found = find_exact(np.ascontiguousarray(entries[:, [*order, 3]]), (width, height, depth))
     if found is None:
         raise ValueError("there is no exact matrix near this one")
@@ -165,10 +168,11 @@ def affine(volume: Any, matrix: Any, *, shape: Optional[Tuple[int, int, int]] = 
     kind = interpolation_of(interpolation)
     source = source_array(volume, _TYPES)
     entries = matrix_of(matrix)
-    to = shape_of(shape) if shape is not None else source.shape if out is None else shape_of(np.shape(out), "out")
+    to = shape_of(shape) if shape is not None else source.shape if out is None else shape_of(
+        out.shape if type(out) is np.ndarray else np.shape(out), "out")
     x, y, z, width, height, depth = box_of(region, source.shape)
     out_box = box_of(out_region, to, "out_region")
-    order = _axis_order(entries)
+    order = _axis_order(entries.tobytes())
     box: Box = (x, y, z, width, height, depth)
     if order != (0, 1, 2):
         entries = np.ascontiguousarray(entries[:, [*order, 3]])

@@ -24,6 +24,8 @@ _CENTRE = 0.5000000001  # the library's own bound: a voxel is written if its cen
 
 def triple(value: Any, name: str) -> Tuple[float, float, float]:
     """Return a number for each axis (z, y, x); one number stands for all three."""
+    if type(value) is float and math.isfinite(value):
+        return value, value, value
     try:
         if isinstance(value, (int, float, np.integer, np.floating)):
             numbers = (float(value),) * 3
@@ -43,9 +45,14 @@ def resized_shape(shape: Shape, factor: Tuple[float, float, float]) -> Shape:
     return sides[0], sides[1], sides[2]
 
 
+# Bytes of work memory for an entry of a row, and beside that.
+_WORK = {int(kind): (16, 256) if kind.is_cubic else (8, 64) for kind in Interpolation}
+_WORK[int(Interpolation.NEAREST)] = 0, 0
+
+
 def _rows_per_call(width: int, height: int, depth: int, kind: Interpolation) -> int:
     """Return how many rows of a plane fit one call: the library counts the bytes of its work memory in 32 bits."""
-    row, rest = {Interpolation.NEAREST: (0, 0), Interpolation.LINEAR: (8, 64)}.get(kind, (16, 256))
+    row, rest = _WORK[int(kind)]
     room = LIMIT // get_threads() - rest * (width + depth) - 16384
     rows = room // (row * (width + 64) + rest + 8)
     if rows < 1:
@@ -126,7 +133,7 @@ def resize(volume: Any, factor: Union[None, float, Tuple[float, float, float]] =
     if shape is not None:
         to = shape_of(shape)
     elif out is not None:
-        to = shape_of(np.shape(out), "out")
+        to = shape_of(out.shape if type(out) is np.ndarray else np.shape(out), "out")
     elif factor is None:
         raise TypeError("resize takes a factor, a shape or an out")
     else:
