@@ -180,7 +180,8 @@ def matrix_for(rng, source_shape, shape):
 
 
 @many
-@example(seed=0)
+@example(seed=142)  # a block of one voxel's width, whose step numpy leaves open
+@example(seed=100198)
 def test_parts_of_an_affine_warp_have_the_bits_of_the_whole(seed):
     rng = np.random.default_rng(seed)
     name, dtype = rng.choice(list(CODES)), TYPES[rng.integers(3)]

@@ -88,9 +88,20 @@ class Plan:
             What :meth:`needs` has told.
         block : array_like
             These voxels, as :meth:`read` gives them; None if there are none.
+
+        Raises
+        ------
+        ValueError
+            If it is not what this part needs, or the block has not its shape.
         """
         spans = spans_of(chunk, self.shape)
         maps = self._maps(chunk, maps)
+        # Nothing outside of a block may be read, whatever a caller says.
+        if need != self._needs(spans, *maps):
+            raise ValueError(f"the part {spans} does not need {need}")
+        return self._part(spans, need, block, *maps)
+
+    def _part(self, spans: Spans, need: Optional[Need], block: Any, *maps: Any) -> Array:
         if need is None:
             return self._empty(sides(spans))
         array = np.asarray(block)
@@ -113,13 +124,20 @@ class Plan:
                 return block
         block = self.room(need)
         for to, at in pieces:
-            block[to] = source[at]
+            values = np.asarray(source[at])
+            if values.dtype != self.dtype:
+                raise TypeError(f"the source must be of type {self.dtype}, not {values.dtype}")
+            block[to] = values
         return block
 
     def run(self, source: Any, chunk: Region, *maps: Any) -> Array:
         """Return a part of the result, reading from the source what that needs and nothing else."""
-        need = self.needs(chunk, *maps)
-        return self.compute(chunk, need, None if need is None else self.read(source, need), *maps)
+        if tuple(source.shape) != self.source_shape:
+            raise ValueError(f"the source must have the shape {self.source_shape}, not {tuple(source.shape)}")
+        spans = spans_of(chunk, self.shape)
+        maps = self._maps(chunk, maps)
+        need = self._needs(spans, *maps)
+        return self._part(spans, need, None if need is None else self.read(source, need), *maps)
 
     def into(self, out: Any, source: Any, *maps: Any, chunks: Union[int, Tuple[int, int, int]] = 128,
              threads: Optional[int] = None, progress: Progress = None) -> Any:
@@ -145,9 +163,6 @@ class Plan:
         """
         if tuple(out.shape) != self.shape or out.dtype != self.dtype:
             raise ValueError(f"out must be {self.dtype} of shape {self.shape}, not {out.dtype} of {tuple(out.shape)}")
-        if tuple(source.shape) != self.source_shape or source.dtype != self.dtype:
-            raise ValueError(f"the source must be {self.dtype} of shape {self.source_shape}, not {source.dtype} of "
-                             f"{tuple(source.shape)}")
         each = shape_of((chunks,) * 3 if isinstance(chunks, int) else chunks, "chunks")
         parts = list(parts_of(self.shape, each))
 

@@ -2,14 +2,14 @@
 
 from __future__ import annotations
 
-from typing import Any, Optional, Tuple, Union
+from typing import Any, List, Optional, Sequence, Tuple, Union
 
 import numpy as np
 
 from ..volume._interpolation import Interpolation, interpolation_of
 from ..volume._planes import Array, Planes, Region, box_of, shape_of
 from ..volume._remap import TYPES, look_up, maps_of
-from ._need import Need, Spans
+from ._need import Need, Span, Spans
 from ._plan import Plan, sides
 from ._sample import bounds_of, served, taps_between
 
@@ -62,18 +62,12 @@ class Remap(Plan):
 
     def _needs(self, spans: Spans, *maps: Any) -> Optional[Need]:
         self._check(spans, maps)
-        bounds, inside = bounds_of(self._box, self.source_shape), None
-        for m, (first, last) in zip(maps, bounds):
-            with np.errstate(invalid="ignore"):
-                found = (m >= _FLOAT(first)) & (m <= _FLOAT(last))  # NaN is outside
-            inside = found if inside is None else inside & found
-        assert inside is not None
-        if not inside.any():
+        bounds = bounds_of(self._box, self.source_shape)
+        ends = _ends(maps, bounds)
+        if ends is None:
             return None
         kind, runs = served(self._kind, self.source_shape), []
-        for k, (m, (_, last)) in enumerate(zip(maps, bounds)):
-            low = float(np.min(m, where=inside, initial=np.inf))
-            high = float(np.max(m, where=inside, initial=-np.inf))
+        for k, ((low, high), (_, last)) in enumerate(zip(ends, bounds)):
             runs.append([taps_between(low, high, last, self.source_shape[2 - k], kind, k == 0 and self.dtype == np.uint8)])
         return Need(*runs[::-1])
 
@@ -87,3 +81,18 @@ class Remap(Plan):
     def _check(self, spans: Spans, maps: "Tuple[Array, ...]") -> None:
         if maps[0].shape != sides(spans):
             raise ValueError(f"the coordinates of this part must have the shape {sides(spans)}, not {maps[0].shape}")
+
+
+def _ends(maps: "Sequence[Array]", bounds: "Sequence[Span]") -> "Optional[List[Tuple[float, float]]]":
+    """Return the lowest and the highest coordinate of each axis among those that lie inside, None if none does."""
+    ends = [(float(m.min()), float(m.max())) for m in maps]
+    if all(first <= low and high <= last for (low, high), (first, last) in zip(ends, bounds)):
+        return ends
+    inside: Any = True
+    with np.errstate(invalid="ignore"):
+        for m, (first, last) in zip(maps, bounds):
+            inside = inside & (m >= _FLOAT(first)) & (m <= _FLOAT(last))  # NaN is outside
+    if not inside.any():
+        return None
+    return [(float(np.min(m, where=inside, initial=np.inf)), float(np.max(m, where=inside, initial=-np.inf)))
+            for m in maps]
