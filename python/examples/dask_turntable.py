@@ -39,7 +39,7 @@ def cluster(workers):
 
 def main(path, frames=8, workers=0, pixels=160):
     scene = vekr.Scene(*knot())
-    cameras = render.cameras_around((0, 4.5, 8), (0, 0, 0), frames, fov=40)
+    cameras = render.cameras_around((0, 4.5, 8), (0, 0, 0), frames, fov=50)
     with tempfile.TemporaryDirectory() as folder, cluster(workers):
         scene.save(folder)
         drawn = render.turntable(folder, cameras, pixels, pixels, tile=64).compute()

@@ -43,9 +43,9 @@ def main(path, side=128):
     with tempfile.TemporaryDirectory() as folder:
         vekr.dask.to_zarr(foam(side, side // 3), f"{folder}/foam.zarr")
         stored = zarr.open(f"{folder}/foam.zarr", "r")
-        for number, (what, volume, chunk) in enumerate([("dask chunks of a third, made of 40", foam(side, 40), side // 6),
-                                                        ("a zarr store, made of 24", stored, 24),
-                                                        ("dask chunks of 64, made of planes", foam(side, 64), (5, -1, -1))]):
+        for number, (what, volume, chunk) in enumerate([("from chunks of 40", foam(side, 40), side // 6),
+                                                        ("from a zarr store", stored, 24),
+                                                        ("from chunks of 64, into planes", foam(side, 64), (5, -1, -1))]):
             with ProgressBar(out=sys.stderr if sys.stderr.isatty() else open("/dev/null", "w")):
                 vekr.dask.to_zarr(smaller(volume, chunk), f"{folder}/{number}.zarr")
             results[what] = zarr.open(f"{folder}/{number}.zarr", "r")[...]

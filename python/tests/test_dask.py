@@ -182,11 +182,24 @@ def test_only_the_chunks_that_are_needed_are_made():
     assert made == [(3, 2, 1)]
 
 
-def test_the_graph_of_a_filter_has_a_task_for_a_chunk_and_one_for_a_piece():
-    lazy = da.zeros((160, 160, 160), chunks=40, dtype=np.int16)
-    graph = vd.filter(lazy, np.ones((3, 3, 3), int)).__dask_graph__()
-    inner = 64 + 2 * (3 * 48 + 3 * 36 * 2) + 8 * 27  # chunks; pieces of faces, edges and corners
-    assert len(graph) - len(lazy.__dask_graph__()) <= inner + 1
+def test_small_chunks_go_whole_and_of_large_ones_only_pieces():
+    kernel = np.ones((3, 3, 3), int)
+    small = da.zeros((160, 160, 160), chunks=40, dtype=np.int16)
+    assert len(vd.filter(small, kernel).__dask_graph__()) - len(small.__dask_graph__()) == 64 + 1
+    large = da.zeros((256, 256, 512), chunks=256, dtype=np.int16)
+    assert len(vd.filter(large, kernel).__dask_graph__()) - len(large.__dask_graph__()) == 2 + 2 + 1
+    many = da.zeros((1 << 12,) * 3, chunks=256, dtype=np.int16)  # 4096 chunks, with 26 neighbours but for those at the rim
+    tasks = len(vd.filter(many, kernel).__dask_graph__()) - len(many.__dask_graph__())
+    assert tasks == 16**3 + 1 + (16 + 2 * 15) ** 3 - 16**3
+
+
+def test_pieces_of_large_chunks_make_the_same(rng, monkeypatch):
+    source = rng.integers(-9000, 9000, (30, 31, 32)).astype(np.int16)
+    monkeypatch.setattr(_graph, "_WORTH", 1)
+    for border in ("reflect", "wrap"):
+        got = vd.filter(da.from_array(source, chunks=(9, 31, 12)), np.ones((5, 3, 3), int), border=border, chunks=11)
+        assert len(got.__dask_graph__()) > 100
+        assert same(got.compute(scheduler="sync"), vol.filter(source, np.ones((5, 3, 3), int), border=border))
 
 
 def test_needs_told_beforehand_and_wrong_ones_are_found_out(rng):

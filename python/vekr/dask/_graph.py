@@ -21,8 +21,9 @@ from ..chunks._plan import spans_of
 from ..volume._planes import Array
 
 _DEFAULT_SIDE = 128  # of chunks, where nothing tells
-# A source chunk of which a task needs this much goes there whole; of others only the piece does.
-_WHOLE = 0.5
+# A piece of a source chunk is a task of its own if that saves sending this much to another worker. Below it the chunk goes there
+# whole: a task costs a scheduler and a worker together about a millisecond, in which some megabytes are sent.
+_WORTH = 4 << 20
 
 
 class Mapped:
@@ -88,12 +89,16 @@ def blocks_of(chunks: "Sequence[Sequence[int]]") -> "Iterator[Tuple[Tuple[int, .
         yield (z[0], y[0], x[0]), (z[1], y[1], x[1])
 
 
+# Where a piece goes in a block, and which part of what is handed over it is; None: all of it.
+Place = Tuple[Slices, Optional[Slices]]
+
+
 class _Chunk:
     """One chunk of a result: its voxels, what it needs, and where pieces go. An object, so that dask doesn't look inside."""
 
     __slots__ = ("spans", "need", "places")
 
-    def __init__(self, spans: Spans, need: Optional[Need] = None, places: "Sequence[Slices]" = ()) -> None:
+    def __init__(self, spans: Spans, need: Optional[Need] = None, places: "Sequence[Place]" = ()) -> None:
         self.spans, self.need, self.places = spans, need, places
 
     def __reduce__(self) -> Any:
@@ -108,11 +113,12 @@ def _from_pieces(plan: Plan, chunk: _Chunk, pieces: "List[Array]", *maps: Any) -
     need = chunk.need
     if need is None:
         return plan.compute(chunk.spans, None, None, *maps)
-    if len(pieces) == 1 and not plan.margin:
-        return plan.compute(chunk.spans, need, pieces[0], *maps)
+    parts = [piece if part is None else piece[part] for piece, (_, part) in zip(pieces, chunk.places)]
+    if len(parts) == 1 and not plan.margin:
+        return plan.compute(chunk.spans, need, parts[0], *maps)
     block = plan.room(need)
-    for to, piece in zip(chunk.places, pieces):
-        block[to] = piece
+    for (to, _), part in zip(chunk.places, parts):
+        block[to] = part
     return plan.compute(chunk.spans, need, block, *maps)
 
 
@@ -139,30 +145,31 @@ class _Pieces:
         self.starts = [starts_of(line) for line in source.chunks]
         self.tasks: Dict[Any, Any] = {}
 
-    def of(self, need: Need) -> "Tuple[List[Any], List[Slices]]":
+    def of(self, need: Need) -> "Tuple[List[Any], List[Place]]":
         """Return what gives the pieces of a need, and where in the block each goes."""
         pieces, places = [], []
         for to, at in need.pieces():
             lines = [_cut((t.start, t.stop), (a.start, a.stop), starts) for t, a, starts in zip(to, at, self.starts)]
             for z, y, x in itertools.product(*lines):
-                places.append((slice(*z[1]), slice(*y[1]), slice(*x[1])))
-                pieces.append(self._piece((z[0], y[0], x[0]), (z[2], y[2], x[2])))
+                key, part = self._piece((z[0], y[0], x[0]), (z[2], y[2], x[2]))
+                pieces.append(key)
+                places.append(((slice(*z[1]), slice(*y[1]), slice(*x[1])), part))
         return pieces, places
 
-    def _piece(self, number: Tuple[int, int, int], part: Spans) -> Any:
+    def _piece(self, number: Tuple[int, int, int], part: Spans) -> "Tuple[Any, Optional[Slices]]":
+        """Return the key of a source chunk and which part of it is meant, or that of a task that cuts the part out."""
         key = (self.source.name, *number)
-        whole = [line[n] for line, n in zip(self.source.chunks, number)]
-        share = 1.0
-        for (a, b), side in zip(part, whole):
-            share *= (b - a) / side
-        if share == 1.0:
-            return key
-        task = (getitem, key, tuple(slice(a, b) for a, b in part))
-        if share >= _WHOLE:
-            return task
+        voxels = wanted = 1
+        for (a, b), line, n in zip(part, self.source.chunks, number):
+            voxels, wanted = voxels * line[n], wanted * (b - a)
+        z, y, x = (slice(a, b) for a, b in part)
+        if wanted == voxels:
+            return key, None
+        if (voxels - wanted) * self.source.dtype.itemsize < _WORTH:
+            return key, (z, y, x)
         name = (self.name, *number, *itertools.chain(*part))
-        self.tasks[name] = task
-        return name
+        self.tasks[name] = (getitem, key, (z, y, x))
+        return name, None
 
 
 def graph_of(plan: Plan, source: Any, chunks: Any, what: str, maps: "Sequence[da.Array]" = (),
