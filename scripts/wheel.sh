@@ -39,7 +39,7 @@ Section: python
 Priority: optional
 Architecture: amd64
 Depends: python3 (>= 3.9), python3-cffi-backend, python3-cffi, python3-numpy, libgomp1, libc6
-Suggests: python3-tqdm
+Suggests: python3-tqdm, python3-dask, python3-distributed, python3-zarr
 Maintainer: vekr developers <vekr@localhost>
 Description: rays, spherical harmonics and volumes, the same to the last bit on every run
  Resampling and filtering of volumes, ray intersection with triangle meshes, and real

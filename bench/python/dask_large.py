@@ -1,6 +1,7 @@
 """What dask costs, how workers scale, and a volume that is larger than the machine.
 
     dask_large.py costs                        processor time of chunks of 128^3 beside that of the calls alone
+    dask_large.py tasks                        what a task costs a cluster of two processes
     dask_large.py scaling                      one worker and two
     dask_large.py large 2048 4096 8192         a volume of that shape, made lazily, resized, filtered, hashed chunk by chunk
     dask_large.py halo                         processor time of a filter's chunks by their size
@@ -19,7 +20,6 @@ sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "python"))
 import dask
 import dask.array as da
 import numpy as np
-import zarr
 from dask.distributed import Client, LocalCluster, progress
 
 import vekr.dask as vd
@@ -99,7 +99,7 @@ def alone(plan, source, side):
     return time.process_time() - start
 
 
-def costs(side=512):
+def costs(side=384):
     values = np.concatenate([block(n, (128, side, side)) for n in range(side // 128)])
     wide, count = values.astype(np.int16), (side // 128) ** 3
     kept = da.from_array(values, chunks=128).persist(scheduler="sync")
@@ -107,38 +107,45 @@ def costs(side=512):
     filters = [("filter 3x3x3", vd.filter(v, KERNEL, divisor=27, chunks=128), plans.Filter((side,) * 3, KERNEL, divisor=27))
                for v in (Kept(wide), kept_wide)]
     both = [[*cases(Kept(values), side), filters[0]], [*cases(kept, side), filters[1]]]
-    print("ms of a processor for a chunk of 128^3 (least of 3); 'threads' of one worker")
+    print("ms of a processor for a chunk of 128^3 (least of 5); 'threads' of one worker")
     print("| call | alone | store: threads | share | dask chunks: threads | share |\n|---|---|---|---|---|---|")
     for (name, stored, plan), (_, lazy, _) in zip(*both):
         data = wide if "filter" in name else values
-        least = min(alone(plan, data, side) for _ in range(3)) / count
-        line = [1e3 * least]
-        for array in (stored, lazy):
-            took = []
-            for _ in range(3):
-                start = time.process_time()
-                dask.compute(nothing(array), scheduler="threads", num_workers=1)
-                took.append((time.process_time() - start) / count)
-            line += [1e3 * min(took), 100 * (min(took) / least - 1)]
-        print("| {} | {:.2f} | {:.2f} | {:.0f} % | {:.2f} | {:.0f} % |".format(name, *line))
-    print("\nwith a cluster of two processes: ms of all processors for a chunk, of which scheduler and client")
-    with cluster(2) as (_, client):
-        def used():
-            return sum(client.run(time.process_time).values()), time.process_time()
+        def spent(array):
+            start = time.process_time()
+            dask.compute(nothing(array), scheduler="threads", num_workers=1)
+            return time.process_time() - start
 
-        folder = tempfile.mkdtemp()
-        vd.to_zarr(kept, f"{folder}/a", compressor=None)
-        vd.to_zarr(kept_wide, f"{folder}/b", compressor=None)
-        stores = zarr.open(f"{folder}/a", "r"), zarr.open(f"{folder}/b", "r")
-        lazy = source_of((side,) * 3, 128)
-        for where, (volume, wider) in (("store", stores), ("dask chunks", (lazy.persist(), lazy.astype(np.int16).persist()))):
-            for name, array, _ in [*cases(volume, side), ("filter 3x3x3", vd.filter(wider, KERNEL, divisor=27, chunks=128), 0)]:
-                client.run(int)
-                before = used()
-                dask.compute(nothing(array))
-                after = used()
-                print(f"| {name}, {where} | {1e3 * (sum(after) - sum(before)) / count:.2f} | "
-                      f"{1e3 * (after[1] - before[1]) / count:.2f} |", flush=True)
+        # In turns, so that all three see the same neighbours.
+        turns = [(alone(plan, data, side), spent(stored), spent(lazy)) for _ in range(5)]
+        least, *others = (1e3 * min(times) / count for times in zip(*turns))
+        line = [least]
+        for other in others:
+            line += [other, 100 * (other / least - 1)]
+        print("| {} | {:.2f} | {:.2f} | {:.0f} % | {:.2f} | {:.0f} % |".format(name, *line), flush=True)
+
+def tasks():
+    """What a task costs a cluster: the difference between many small chunks and few, of the same voxels."""
+    values = np.zeros((240, 240, 240), np.uint8)
+    with cluster(2) as (_, client), tempfile.TemporaryDirectory() as folder:
+        vd.to_zarr(da.from_array(values, chunks=240), f"{folder}/a", compressor=None)
+        mapped = np.memmap(f"{folder}/a/0.0.0", np.uint8, "r", shape=values.shape)
+
+        def used(array):
+            before = sum(client.run(time.process_time).values()), time.process_time()
+            dask.compute(nothing(array))
+            return (sum(client.run(time.process_time).values()) - before[0], time.process_time() - before[1],
+                    len(array.__dask_graph__()))
+
+        print("| source | tasks | ms of the workers' processors for a task | of the scheduler's and the client's |\n|---|---|---|---|")
+        used(vd.resize(mapped, 1.0, chunks=60))
+        for name, made in (("none, zeros of dask's own", lambda c: da.zeros(values.shape, chunks=c, dtype=np.uint8)),
+                           ("memory map", lambda c: vd.resize(mapped, 1.0, interpolation="nearest", chunks=c)),
+                           ("dask chunks", lambda c: vd.filter(source_of(values.shape, c).astype(np.int16), KERNEL, chunks=c))):
+            few, many = used(made(80)), used(made(24))
+            more = many[2] - few[2]
+            print(f"| {name} | {few[2]}, {many[2]} | {1e3 * (many[0] - few[0]) / more:.2f} | "
+                  f"{1e3 * (many[1] - few[1]) / more:.2f} |", flush=True)
 
 
 class cluster:
@@ -149,7 +156,7 @@ class cluster:
 
     def __enter__(self):
         dask.config.set({"distributed.worker.daemon": True})
-        self.made = LocalCluster(n_workers=self.workers, threads_per_worker=1, memory_limit=MEMORY, dashboard_address=None)
+        self.made = LocalCluster(n_workers=self.workers, threads_per_worker=1, memory_limit=MEMORY, dashboard_address=":0")
         self.client = Client(self.made)
         return self.made, self.client
 
@@ -200,9 +207,10 @@ def large(*shape, chunk=256):
         # A chunk in the middle against the plain calls on what lies around it: with a factor of 1/2 coordinates are exact.
         number = [n // 2 for n in hashes.numblocks]
         a = [n * chunk for n in number]
-        around = tuple(slice(2 * at - 16, 2 * at + 2 * chunk + 16) for at in a)
+        first = [max(2 * at - 16, 0) for at in a]
+        around = tuple(slice(f, 2 * at + 2 * chunk + 16) for f, at in zip(first, a))
         part = vol.resize(dask.compute(source[around])[0], 0.5, interpolation="mitchell").astype(np.int16)
-        here = vol.filter(part, KERNEL, divisor=27)[tuple(slice(8, 8 + chunk) for _ in a)]
+        here = vol.filter(part, KERNEL, divisor=27)[tuple(slice(at - f // 2, at - f // 2 + chunk) for at, f in zip(a, first))]
         wanted = hashlib.sha256(np.ascontiguousarray(here).data).digest()
         assert found[number[0], number[1]].reshape(-1, 32)[number[2]].tobytes() == wanted
         print(f"chunk {number} is that of the plain calls on the voxels around it")
@@ -220,4 +228,4 @@ def halo(side=512):
 
 
 if __name__ == "__main__":
-    {"costs": costs, "scaling": scaling, "large": large, "halo": halo}[sys.argv[1]](*map(int, sys.argv[2:]))
+    {"costs": costs, "scaling": scaling, "large": large, "halo": halo, "tasks": tasks}[sys.argv[1]](*map(int, sys.argv[2:]))

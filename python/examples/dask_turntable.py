@@ -33,7 +33,7 @@ def cluster(workers):
         yield
         return
     from dask.distributed import Client, LocalCluster
-    with LocalCluster(n_workers=workers, threads_per_worker=1, dashboard_address=None) as made, Client(made):
+    with LocalCluster(n_workers=workers, threads_per_worker=1, dashboard_address=":0") as made, Client(made):
         yield
 
 
