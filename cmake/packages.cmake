@@ -71,7 +71,7 @@ set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
   "libvekre9 (= ${VEKR_DEB_VERSION}), python3 (>= 3.9), python3:any, python3-cffi, python3-numpy")
-set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-tqdm")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-tqdm, python3-dask, python3-distributed, python3-zarr")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
   ${PROJECT_SOURCE_DIR}/packaging/python/postinst ${PROJECT_SOURCE_DIR}/packaging/python/prerm)
 include(CPack)

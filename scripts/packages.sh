@@ -41,4 +41,5 @@ test_packages=(clang clang-format clang-tidy libomp-14-dev libclang-rt-14-dev li
 demo_data=(assimp-testmodels mricron-data)
 python_demo_packages=(python3-cffi python3-numpy python3-matplotlib)
 python_packages=(pypy3 python3-cffi python3-numpy python3-setuptools python3-wheel python3-build python3-venv python3-pytest
-  python3-hypothesis mypy python3-matplotlib python3-scipy python3-nibabel python3-tqdm mricron-data)
+  python3-hypothesis mypy python3-matplotlib python3-scipy python3-nibabel python3-tqdm mricron-data
+  python3-dask python3-distributed python3-zarr)

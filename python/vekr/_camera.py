@@ -6,9 +6,12 @@ import math
 from typing import Sequence, Tuple
 
 import numpy as np
+import numpy.typing as npt
 
 from ._native import pointers, raw
 from ._rays import FLOAT, LIMIT, FloatArray, vector_planes
+
+Vector = npt.NDArray[np.float64]  # three numbers
 
 
 class Camera:
@@ -68,13 +71,27 @@ class Camera:
             float32. Directions are not normalised; they lie in planes as the library likes them.
         """
         width, height = int(width), int(height)
-        if min(width, height) < 1 or width * height > LIMIT:
-            raise ValueError(f"a picture has at least 1 and below 2**31 pixels, not {width} x {height}")
-        half = math.tan(math.radians(self.fov) / 2)
-        step = 2 * half / height
-        step_x, step_y = self._right * step, self._up * -step
-        corner = (self._forward + self._right * (step * (offset[0] - width / 2))
-                  - self._up * (step * (offset[1] - height / 2)))
+        corner, step_x, step_y = self.grid(width, height, offset)
         directions, places = vector_planes((height, width))
         raw.vekrCastEye_32f(list(corner), list(step_x), list(step_y), 0, 0, (0, 0), pointers(places), (width, height))
         return self.eye.astype(FLOAT), directions
+
+    def grid(self, width: int, height: int, offset: Tuple[float, float] = (0.5, 0.5)) -> Tuple[Vector, Vector, Vector]:
+        """Return the direction of a picture's first ray, and its steps from column to column and from row to row.
+
+        Parameters
+        ----------
+        width, height, offset
+            As for :meth:`rays`.
+
+        Returns
+        -------
+        corner, step_x, step_y : ndarray
+            float64 (3,). :meth:`rays` takes them as float32.
+        """
+        if min(width, height) < 1 or width * height > LIMIT:
+            raise ValueError(f"a picture has at least 1 and below 2**31 pixels, not {width} x {height}")
+        step = 2 * math.tan(math.radians(self.fov) / 2) / height
+        corner = (self._forward + self._right * (step * (offset[0] - width / 2))
+                  - self._up * (step * (offset[1] - height / 2)))
+        return corner, self._right * step, self._up * -step

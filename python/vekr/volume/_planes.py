@@ -34,11 +34,13 @@ class Planes:
     __slots__ = ("array", "pointer", "step", "_addresses")
 
     def __init__(self, array: Array, origin: Shape = (0, 0, 0), depth: Optional[int] = None) -> None:
-        plane_step, row_step, voxel_step = array.strides
+        plane_step, row_step, _ = array.strides
         count, rows, columns = array.shape
+        # numpy leaves the step of an axis of one voxel open.
+        self.step = row_step if rows > 1 else array.itemsize * columns
         first = address(array)
         if origin != (0, 0, 0):
-            first -= origin[1] * row_step + origin[2] * voxel_step
+            first -= origin[1] * self.step + origin[2] * array.itemsize
         if depth is not None:
             # Planes outside the array are never touched; they get the address of the nearest one that is there.
             nearest = np.clip(np.arange(depth) - origin[0], 0, count - 1)
@@ -51,7 +53,6 @@ class Planes:
             self._addresses = first + np.arange(count, dtype=np.intp) * plane_step
             self.pointer = pointer(address(self._addresses))
         self.array = array  # kept alive
-        self.step = row_step if rows > 1 else voxel_step * columns
 
     def at(self, plane: int) -> Any:
         """Return the list from one of its planes on."""
