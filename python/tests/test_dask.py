@@ -283,6 +283,16 @@ def test_processes_give_the_same(rng, tmp_path, cluster):
     assert same(vd.remap(da.from_zarr(stored), *maps).compute(), vol.remap(source, *maps))
 
 
+@pytest.mark.process
+def test_processes_draw_the_same_picture(rng, tmp_path, cluster):
+    scene = vekr.Scene(rng.normal(size=(600, 3)), np.arange(600).reshape(-1, 3))
+    scene.save(tmp_path / "scene")
+    cameras = vd.render.cameras_around((0, 1, 6), (0, 0, 0), 3)
+    frames = vd.render.turntable(tmp_path / "scene", cameras, 96, 64, tile=(32, 48)).compute()
+    for camera, frame in zip(cameras, frames):
+        assert same(frame, np.ascontiguousarray(vd.render.lambert(scene, scene.intersect(*camera.rays(96, 64)))))
+
+
 def _big_block(seed, block_info=None):
     told = block_info[None]
     number = np.ravel_multi_index(told["chunk-location"], told["num-chunks"])
