@@ -1,5 +1,6 @@
 // Load, by scripts/load.sh.
-//   load hosts THREADS SECONDS TABLE   host threads that run all rows of the table at once and compare
+//   load hosts THREADS SECONDS TABLE [GRANTED]   host threads that run all rows of the table at once and compare; their calls may use
+//                                                so many threads each, 2 unless told
 //   load builds COUNT                  so many trees: the process mustn't grow
 //   load far                           volumes and planes beyond 2^32 bytes, at their far end
 #include <sys/mman.h>
@@ -18,9 +19,9 @@ namespace {
 
 using namespace hashes;
 
-int hosts(int count, int seconds, const char *path) {
+int hosts(int count, int seconds, const char *path, int32_t granted) {
   const auto table = readTable(path);
-  vekSetNumThreads(2);
+  vekSetNumThreads(granted);
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
   std::atomic<int64_t> compared = 0, wrong = 0;
   std::vector<std::thread> threads;
@@ -30,7 +31,7 @@ int hosts(int count, int seconds, const char *path) {
       Random random(static_cast<uint64_t>(host));
       while (std::chrono::steady_clock::now() < end) {
         const Row &row = rows[static_cast<size_t>(random.below(static_cast<int32_t>(rows.size())))];
-        if (row.threads != 0 && row.threads != 2) continue;
+        if (row.threads != 0 && row.threads != granted) continue;
         const std::string line = lineOf(row, row.hash());
         ++compared;
         if (table.at(row.name) == line) continue;
@@ -229,6 +230,6 @@ int main(int count, char **arguments) {
     return hosts(std::atoi(arguments[2]), std::atoi(arguments[3]), arguments[4]);
   if (what == "builds" && count == 3) return builds(std::atoi(arguments[2]));
   if (what == "far") return far() != 0;
-  std::fprintf(stderr, "usage: load hosts THREADS SECONDS TABLE | builds COUNT | far\n");
+  std::fprintf(stderr, "usage: load hosts THREADS SECONDS TABLE [GRANTED] | builds COUNT | far\n");
   return 2;
 }
