@@ -25,7 +25,7 @@ for tool in "${arguments[@]}"; do
   case $tool in
     memcheck)
       release
-      valgrind -q --error-exitcode=9 --track-origins=no --leak-check=full --errors-for-leak-kinds=definite \
+      valgrind -q --error-exitcode=9 --leak-check=full --show-leak-kinds=definite --errors-for-leak-kinds=definite \
         build/release/bin/hashes --check "$table"
       ;;
     helgrind | drd)

@@ -226,8 +226,10 @@ int far() {
 
 int main(int count, char **arguments) {
   const std::string what = count > 1 ? arguments[1] : "";
-  if (what == "hosts" && count == 5)
-    return hosts(std::atoi(arguments[2]), std::atoi(arguments[3]), arguments[4]);
+  if (what == "hosts" && count >= 5) {
+    return hosts(std::atoi(arguments[2]), std::atoi(arguments[3]), arguments[4],
+                 count > 5 ? std::atoi(arguments[5]) : 2);
+  }
   if (what == "builds" && count == 3) return builds(std::atoi(arguments[2]));
   if (what == "far") return far() != 0;
   std::fprintf(stderr, "usage: load hosts THREADS SECONDS TABLE [GRANTED] | builds COUNT | far\n");
