@@ -118,7 +118,7 @@ void fillUp(Mesh &mesh) {
 }
 
 // Cameras stand in their nodes' coordinates.
-void appendCameras(const aiScene &scene, Axis up, Mesh &mesh) {
+void appendCameras(const aiScene &scene, Axis up, bool isGltf, Mesh &mesh) {
   for (unsigned i = 0; i < scene.mNumCameras; ++i) {
     const aiCamera &camera = *scene.mCameras[i];
     aiMatrix4x4 whole;
@@ -135,7 +135,8 @@ void appendCameras(const aiScene &scene, Axis up, Mesh &mesh) {
     };
     FileCamera found;
     found.name = camera.mName.C_Str();
-    found.position = point(whole * camera.mPosition);
+    // assimp's glTF importer gives cameras the translation of their nodes once more.
+    found.position = point(whole * (isGltf ? aiVector3D() : camera.mPosition));
     found.towards = point(turn * camera.mLookAt);
     found.up = point(turn * camera.mUp);
     found.horizontal = camera.mHorizontalFOV;
@@ -150,6 +151,7 @@ std::string importMesh(const std::string &path, const ImportOptions &options, Me
   Assimp::Importer importer;
   importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE, aiPrimitiveType_POINT | aiPrimitiveType_LINE);
   const std::string ending = lowerEnding(path);
+  const bool isGltf = ending == ".gltf" || ending == ".glb";
   const float crease = options.crease < 0 && ending == ".stl" ? kStlCrease : options.crease;
   unsigned steps = aiProcess_Triangulate | aiProcess_PreTransformVertices | aiProcess_JoinIdenticalVertices |
                    aiProcess_GenSmoothNormals | aiProcess_SortByPType;
@@ -161,7 +163,7 @@ std::string importMesh(const std::string &path, const ImportOptions &options, Me
   if (options.textures) steps |= aiProcess_TransformUVCoords | aiProcess_GenUVCoords;
   const aiScene *scene = importer.ReadFile(path, 0);
   if (scene != nullptr) {
-    appendCameras(*scene, options.up, mesh);
+    appendCameras(*scene, options.up, isGltf, mesh);
     scene = importer.ApplyPostProcessing(steps);
   }
   if (scene == nullptr) {
@@ -178,10 +180,9 @@ std::string importMesh(const std::string &path, const ImportOptions &options, Me
   if (options.textures) {
     if (const std::string error = importTextures(*scene, path, mesh); !error.empty()) return error;
   }
-  const bool linearColours = ending == ".gltf" || ending == ".glb";
-  appendMaterials(*scene, plainMaterials(*scene, linearColours), mesh);
+  appendMaterials(*scene, plainMaterials(*scene, isGltf), mesh);
   for (unsigned i = 0; i < scene->mNumMeshes; ++i) {
-    appendPart(*scene, *scene->mMeshes[i], options.up, linearColours, mesh);
+    appendPart(*scene, *scene->mMeshes[i], options.up, isGltf, mesh);  // whose colours are linear
   }
   fillUp(mesh);
   return "";

@@ -76,8 +76,8 @@ void BlockRenderer::shade() {
 
   findColours();
   const bool soft = !world_.lightSamples.empty();
-  if (soft || !world_.dome.empty()) splitIntoGroups();
   addSurroundings();
+  if (soft) splitIntoGroups(normals_, dot_);
   for (size_t i = 0; i < world_.lights.size(); ++i) {
     soft ? addSoftLight(world_.lights[i], world_.lightSamples[i]) : addPointLight(world_.lights[i]);
   }

@@ -90,7 +90,7 @@ class BlockRenderer {
   void xray();
 
   // soft_shading.cpp
-  void splitIntoGroups();
+  void splitIntoGroups(Vector3Plane &normals, const std::vector<float> &dot);
   int64_t lightGroup(int first, const LightSample &sample, bool wantPossible);
   int64_t lightGroups(const LightSamples &samples, bool wantPossible);
   void addSoftLight(const Light &light, const LightSamples &samples);

@@ -9,14 +9,14 @@ constexpr VekrBlockSize kGroup = {kGroupSide, kGroupSide};
 
 }  // namespace
 
-void BlockRenderer::splitIntoGroups() {
+void BlockRenderer::splitIntoGroups(Vector3Plane &normals, const std::vector<float> &dot) {
   for (int i = 0; i < kBlockRays; ++i) {
     const int32_t from = place_[i];
     groupTriangles_[i] = triangles_[from];
-    groupDot_[i] = dot_[from];
+    groupDot_[i] = dot[static_cast<size_t>(from)];
     for (int c = 0; c < 3; ++c) {
       groupPoints_[c][i] = points_[c][from];
-      groupNormals_[c][i] = normals_[c][from];
+      groupNormals_[c][i] = normals[c][from];
     }
   }
 }
@@ -70,8 +70,14 @@ void BlockRenderer::addSoftLight(const Light &light, const LightSamples &samples
                             colour_.planes(), kBlockRays);
 }
 
-// The light of the surroundings is weakened by how much of it, by brightness and cosine, can reach a point.
+// The light of the surroundings is weakened by how much of it, by brightness and cosine, can reach a point. By the normals of
+// triangles: those of a smooth surface ask for light from behind its triangles, which hide it.
 void BlockRenderer::findHidden() {
+  vekrSurfFlatNormal_32f(world_.scene.triangleNormals().data(), triangles_.data(), work_.planes(),
+                         kBlockRays);
+  vekrDotChangeNorm_32f_IM(directions_.planes(), triangles_.data(), work_.planes(), lightDistance_.data(),
+                           kBlockRays);
+  splitIntoGroups(work_, lightDistance_);
   counts_.occlusion += lightGroups(world_.dome, true);
   for (int i = 0; i < kBlockRays; ++i) {
     if (possible_[i] > 0.0f) factor_[place_[i]] *= reached_[i] / possible_[i];
