@@ -87,6 +87,7 @@ class Job {
   void fail(const std::string &error) const { throw std::runtime_error(name_ + ": " + error); }
 
   void readMesh() {
+    const auto start = std::chrono::steady_clock::now();
     if (a_.mesh.empty()) {
       mesh_ = makeKnot();
     } else if (const std::string error = loadMesh(a_.mesh, a_.importing, a_.importLimits, mesh_);
@@ -98,9 +99,12 @@ class Job {
     }
     tell("mesh       %s, %d triangles", name_.c_str(), mesh_.triangleCount());
     if (!mesh_.vertexColours.empty()) tell(", coloured vertices");
-    if (!mesh_.textures.empty()) tell(", %zu textures", mesh_.textures.size());
-    if (!mesh_.cameras.empty()) tell(", %zu cameras", mesh_.cameras.size());
-    tell("\n");
+    if (!mesh_.textures.empty())
+      tell(", %zu texture%s", mesh_.textures.size(), mesh_.textures.size() == 1 ? "" : "s");
+    if (!mesh_.cameras.empty())
+      tell(", %zu camera%s", mesh_.cameras.size(), mesh_.cameras.size() == 1 ? "" : "s");
+    tell(", read in %.2f s\n",
+         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     a_.floor.wanted = a_.floor.wanted && a_.shading.layers == 0;
     placement_ = placeOnFloor(mesh_, kRadius, a_.floor);
     for (size_t i = 1; i < mesh_.vertices.size(); i += 3) top_ = std::max(top_, mesh_.vertices[i]);
