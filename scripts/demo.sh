@@ -22,10 +22,10 @@ $bin/vekr-render "$models/glTF2/2CylinderEngine-glTF-Binary/2CylinderEngine.glb"
   --save-tree build/demo/engine.tree
 $bin/vekr-render "$models/glTF2/2CylinderEngine-glTF-Binary/2CylinderEngine.glb" -o build/demo/engine-xray.png --xray 24
 $bin/vekr-render "$models/glTF2/2CylinderEngine-glTF-Binary/2CylinderEngine.glb" -o build/demo/engine-soft.png \
-  --tree build/demo/engine.tree --soft-shadows 4 --ambient-occlusion 4 --size 640x480
-$bin/vekr-render "$models/OBJ/spider.obj" -o build/demo/spider.jpg --soft-shadows 4 --ambient-occlusion 4 --size 640x480
+  --tree build/demo/engine.tree --samples 4 --soft-shadows 2 --ambient-occlusion 2 --size 640x480
+$bin/vekr-render "$models/OBJ/spider.obj" -o build/demo/spider.jpg --samples 4 --soft-shadows 2 --ambient-occlusion 2 --size 640x480
 $bin/vekr-render "$models/OBJ/cube_with_vertexcolors.obj" -o build/demo/coloured-vertices.png --size 320x240 --background '#202830'
-$bin/vekr-render "$models/STL/Spider_binary.stl" -o build/demo/welded.png --size 320x240
+$bin/vekr-render "$models/STL/Spider_binary.stl" -o build/demo/welded.png --up z --size 320x240
 $bin/vekr-render "$models/Collada/duck.dae" --no-textures --camera 1 -o build/demo/camera-of-the-file.png --size 320x240
 $bin/vekr-render "$models/glTF/CesiumMilkTruck/CesiumMilkTruck.gltf" -o build/demo/turn.png --turntable 4 --size 320x240
 

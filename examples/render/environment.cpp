@@ -67,18 +67,13 @@ void Environment::seen(float x, float y, float z, float *rgb) const {
   }
 }
 
+Rgb Environment::plainLight() const {
+  constexpr Rgb kAmbient = {0.20f, 0.22f, 0.26f};
+  return {options_.ambient * kAmbient[0], options_.ambient * kAmbient[1], options_.ambient * kAmbient[2]};
+}
+
 void Environment::sentBack(const float *const *normals, float *const *light, float *const *work,
                            int32_t count) const {
-  if (panorama_ == nullptr) {
-    // More of it from above.
-    constexpr Rgb kAmbient = {0.20f, 0.22f, 0.26f};
-    for (size_t c = 0; c < 3; ++c) {
-      for (int32_t i = 0; i < count; ++i) {
-        light[c][i] = options_.ambient * kAmbient[c] * (0.6f + 0.4f * normals[1][i]);
-      }
-    }
-    return;
-  }
   for (int32_t i = 0; i < count; ++i) {
     float direction[3];
     toPanorama(normals[0][i], normals[1][i], normals[2][i], direction);

@@ -29,8 +29,11 @@ class Environment {
   // What a ray sees that leaves in this direction, of any length.
   void seen(float x, float y, float z, float *rgb) const;
 
-  // Light that white matt surfaces send back, by their normals: three planes of `count` unit vectors in, three planes out.
-  // `work`: three planes more. By the harmonics where there is a panorama.
+  // The light from everywhere where there is no panorama.
+  Rgb plainLight() const;
+
+  // Where there is one: light that white matt surfaces send back, by their normals, `count` unit vectors in three planes.
+  // `light`: three planes, out; `work`: three planes more.
   void sentBack(const float *const *normals, float *const *light, float *const *work, int32_t count) const;
 
   // How bright the surroundings are in a direction, never 0: what directions weigh that are sampled.

@@ -1,6 +1,7 @@
 #include "picture.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cmath>
 #include <mutex>
@@ -10,15 +11,44 @@
 
 namespace {
 
-uint8_t displayValue(float linear) {
-  const float x = linear > 0.0f ? std::min(linear, 1.0f) : 0.0f;  // black for what is no number
-  const float curved = x <= 0.0031308f ? 12.92f * x : 1.055f * std::pow(x, 1 / 2.4f) - 0.055f;  // sRGB
-  return static_cast<uint8_t>(std::lround(curved * 255.0f));
-}
+// What a screen shows of linear light: a curve (sRGB), rounded to 255 steps. The steps' beginnings are kept, as the curve takes
+// longer than some pixels' rays; `first` has the step at the beginning of each of many equal parts, so that few are looked at.
+class DisplayCurve {
+ public:
+  DisplayCurve() {
+    for (size_t step = 1; step < begins_.size(); ++step) {
+      float low = 0, high = 1;
+      // Between neighbours of all floats: the first that is rounded to this step.
+      for (float middle; (middle = 0.5f * (low + high)) > low && middle < high;) {
+        (exactly(middle) >= static_cast<long>(step) ? high : low) = middle;
+      }
+      begins_[step] = high;
+    }
+    for (size_t part = 0; part < first_.size(); ++part) {
+      first_[part] = static_cast<uint8_t>(exactly(static_cast<float>(part) / kParts));
+    }
+  }
+  uint8_t operator()(float linear) const {
+    const float x = linear > 0.0f ? std::min(linear, 1.0f) : 0.0f;  // black for what is no number
+    size_t step = first_[static_cast<size_t>(x * kParts)];
+    while (step < 255 && x >= begins_[step + 1]) ++step;
+    return static_cast<uint8_t>(step);
+  }
+
+ private:
+  static constexpr float kParts = 4096;
+  static long exactly(float x) {
+    const float curved = x <= 0.0031308f ? 12.92f * x : 1.055f * std::pow(x, 1 / 2.4f) - 0.055f;
+    return std::lround(curved * 255.0f);
+  }
+  std::array<float, 256> begins_ = {};
+  std::array<uint8_t, 4097> first_ = {};
+};
 
 // Averages the samples of each pixel. Blocks hold whole pixels, as `samples` divides their side.
 void storeBlock(BlockRenderer &block, int blockX, int blockY, const PictureOptions &options,
                 const Canvas &canvas) {
+  static const DisplayCurve curve;
   const int samples = options.samples, side = kBlockSide / samples;
   const int firstX = blockX * side, firstY = blockY * side;
   for (int y = 0; y < side && firstY + y < options.height; ++y) {
@@ -30,7 +60,7 @@ void storeBlock(BlockRenderer &block, int blockX, int blockY, const PictureOptio
           for (int sx = 0; sx < samples; ++sx) sum += row[sx];
         }
         const float linear = options.exposure * sum / static_cast<float>(samples * samples);
-        if (canvas.image != nullptr) canvas.image->at(firstX + x, firstY + y)[c] = displayValue(linear);
+        if (canvas.image != nullptr) canvas.image->at(firstX + x, firstY + y)[c] = curve(linear);
         if (canvas.light != nullptr) canvas.light->row(firstY + y)[3 * (firstX + x) + c] = linear;
       }
     }

@@ -84,6 +84,15 @@ void BlockRenderer::shade() {
 }
 
 void BlockRenderer::findColours() {
+  const Mesh &mesh = world_.scene.mesh();
+  if (world_.surface.isPlain()) {
+    for (int i = 0; i < kBlockRays; ++i) {
+      if (triangles_[i] < 0) continue;
+      const float *colour = &mesh.colours[3 * static_cast<size_t>(mesh.material[triangles_[i]])];
+      for (int c = 0; c < 3; ++c) albedo_[c][i] = colour[c];
+    }
+    return;
+  }
   for (int i = 0; i < kBlockRays; ++i) {
     if (triangles_[i] < 0) continue;
     // A surface that is seen from the side is covered in one direction only: the root is the mean of both.
@@ -99,12 +108,19 @@ void BlockRenderer::findColours() {
 void BlockRenderer::addSurroundings() {
   std::copy(throughput_.begin(), throughput_.end(), factor_.begin());
   if (!world_.dome.empty()) findHidden();
-  world_.environment.sentBack(normals_.planes(), surroundings_.planes(), work_.planes(), kBlockRays);
-  for (int c = 0; c < 3; ++c) {
-    for (int i = 0; i < kBlockRays; ++i) surroundings_[c][i] *= albedo_[c][i];
+  Rgb scale = {1, 1, 1};
+  Vector3Plane *colours = &albedo_;
+  if (world_.environment.hasPanorama()) {
+    world_.environment.sentBack(normals_.planes(), surroundings_.planes(), work_.planes(), kBlockRays);
+    for (int c = 0; c < 3; ++c) {
+      for (int i = 0; i < kBlockRays; ++i) surroundings_[c][i] *= albedo_[c][i];
+    }
+    colours = &surroundings_;
+  } else {
+    scale = world_.environment.plainLight();
+    for (int i = 0; i < kBlockRays; ++i) factor_[i] *= 0.6f + 0.4f * normals_[1][i];  // more of it from above
   }
-  constexpr float kWhole[3] = {1, 1, 1};
-  vekrAddMulMul_32f_AC1P3IM(kWhole, factor_.data(), surroundings_.planes(), triangles_.data(),
+  vekrAddMulMul_32f_AC1P3IM(scale.data(), factor_.data(), colours->planes(), triangles_.data(),
                             colour_.planes(), kBlockRays);
 }
 

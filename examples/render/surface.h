@@ -11,6 +11,9 @@ class Surface {
   // Smaller copies of the textures are made here. The mesh must stay where it is.
   explicit Surface(const Mesh &mesh);
 
+  // Whether all colours are those of the materials alone.
+  bool isPlain() const { return mesh_.vertexColours.empty() && mesh_.textures.empty(); }
+
   // The linear colour of a triangle at a place whose first two vertices weigh `a` and `b`. `footprint`: how much of the
   // surface a sample covers, a length; textures are averaged over as much.
   void colour(int32_t triangle, float a, float b, float footprint, float *rgb) const;
