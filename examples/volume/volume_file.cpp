@@ -4,9 +4,11 @@
 
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <stdexcept>
 
+#include "itk_file.h"
 #include "nifti_file.h"
 
 namespace vekr_example {
@@ -125,7 +127,12 @@ void VolumeWriter::write(const Volume &frame) {
   for (int32_t z = 0; z < depth; ++z) {
     for (int32_t y = 0; y < height; ++y) {
       std::byte *const to = plane_.data() + rowBytes * static_cast<size_t>(y);
-      if (type_ == VoxelType::s16 && frame.type != VoxelType::s16) {
+      if (slope_ != 1 || intercept_ != 0) {
+        for (int32_t x = 0; x < width; ++x) {
+          const auto voxel = static_cast<float>(frame.valueAt({x, y, z}) * slope_ + intercept_);
+          std::memcpy(to + static_cast<size_t>(x) * sizeof voxel, &voxel, sizeof voxel);
+        }
+      } else if (type_ == VoxelType::s16 && frame.type != VoxelType::s16) {
         for (int32_t x = 0; x < width; ++x) {
           const int16_t voxel = frame.biased ? static_cast<int16_t>(frame.row<uint16_t>(y, z)[x] ^ 0x8000)
                                              : rounded(frame.row<float>(y, z)[x]);
@@ -139,20 +146,34 @@ void VolumeWriter::write(const Volume &frame) {
   }
 }
 
-std::unique_ptr<VolumeReader> openVolume(const std::string &path) { return openNifti(path); }
-
-std::unique_ptr<VolumeWriter> createVolume(const VolumeFile &file, OutputFile &output) {
-  return createNifti(file, output);
+std::unique_ptr<VolumeReader> openVolume(const std::string &path) {
+  return isItkFile(path) ? openItk(path) : openNifti(path);
 }
 
+std::unique_ptr<VolumeWriter> createVolume(const VolumeFile &file, OutputFile &output) {
+  return isItkFile(output.path()) ? createItk(file, output) : createNifti(file, output);
+}
+
+namespace {
+
+#ifdef VEKR_ITK_MODULES
+constexpr const char *kEndings[] = {".nii.gz", ".nii", ".nrrd", ".mha"};
+#else
+constexpr const char *kEndings[] = {".nii.gz", ".nii"};
+#endif
+
+}  // namespace
+
 std::string endingOf(const std::string &path) {
-  for (const char *const ending : {".nii.gz", ".nii"}) {
+  for (const char *const ending : kEndings) {
     const std::string end = ending;
     if (path.size() > end.size() && path.compare(path.size() - end.size(), end.size(), end) == 0) return end;
   }
   return "";
 }
 
-const char *writtenEndings() { return ".nii or .nii.gz"; }
+const char *writtenEndings() {
+  return std::size(kEndings) > 2 ? ".nii, .nii.gz, .nrrd or .mha" : ".nii or .nii.gz";
+}
 
 }  // namespace vekr_example

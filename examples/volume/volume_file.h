@@ -57,10 +57,16 @@ class VolumeWriter {
 
  protected:
   explicit VolumeWriter(VoxelType type) : type_(type) {}
+  // Makes 32f of everything: what is stored times the slope, and the intercept.
+  void setScale(double slope, double intercept) {
+    slope_ = slope;
+    intercept_ = intercept;
+  }
   virtual void writePlane(const void *voxels, size_t bytes) = 0;
 
  private:
   VoxelType type_;
+  double slope_ = 1, intercept_ = 0;
   std::vector<std::byte> plane_;
 };
 
