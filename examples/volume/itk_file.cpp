@@ -80,7 +80,7 @@ bool tellsOfLoss(MemoryFile &log) {
   std::string text;
   for (char c; text.size() < 65536 && log.read(&c, 1);) text += c;
   for (const char *const phrase :
-       {"not read completely", "Read error", "bytes, expected", "Cannot handle zero"}) {
+       {"not read completely", "Read error", "bytes, expected", "Failed to read directory"}) {
     if (text.find(phrase) != std::string::npos) return true;
   }
   return false;
