@@ -132,12 +132,13 @@ void VolumeWriter::write(const Volume &frame) {
           const auto voxel = static_cast<float>(frame.valueAt({x, y, z}) * slope_ + intercept_);
           std::memcpy(to + static_cast<size_t>(x) * sizeof voxel, &voxel, sizeof voxel);
         }
-      } else if (type_ == VoxelType::s16 && frame.type != VoxelType::s16) {
-        for (int32_t x = 0; x < width; ++x) {
-          const int16_t voxel = frame.biased ? static_cast<int16_t>(frame.row<uint16_t>(y, z)[x] ^ 0x8000)
-                                             : rounded(frame.row<float>(y, z)[x]);
-          std::memcpy(to + static_cast<size_t>(x) * sizeof voxel, &voxel, sizeof voxel);
-        }
+      } else if (frame.biased) {
+        std::memcpy(to, frame.row<uint16_t>(y, z), rowBytes);
+        auto *const voxels = reinterpret_cast<uint16_t *>(to);
+        for (int32_t x = 0; x < width; ++x) voxels[x] ^= 0x8000;
+      } else if (type_ == VoxelType::s16 && frame.type == VoxelType::f32) {
+        auto *const voxels = reinterpret_cast<int16_t *>(to);
+        for (int32_t x = 0; x < width; ++x) voxels[x] = rounded(frame.row<float>(y, z)[x]);
       } else {
         withVoxelType(type_, [&]<class T>() { std::memcpy(to, frame.row<T>(y, z), rowBytes); });
       }
