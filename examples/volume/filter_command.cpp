@@ -29,7 +29,7 @@ using Border = int32_t (*)(int32_t, int32_t);
 // Voxels as the library filters them. Returns whether some had to be rounded.
 bool convertTo16s(const Volume &volume, Volume &result) {
   bool rounded = false;
-  const auto [width, height, depth] = volume.size();
+  const int32_t width = volume.size().width, height = volume.size().height, depth = volume.size().depth;
   withVoxelType(volume.type, [&]<class T>() {
     for (int32_t z = 0; z < depth; ++z) {
       for (int32_t y = 0; y < height; ++y) {

@@ -213,7 +213,7 @@ int64_t sampleAffine(const Volume &src, Volume &dst, const Affine &toSource, con
   const Affine forward = *fromSource * translation({-margin, -margin, -margin});
   const VekrVolumeBox box = sampledBox(src, sampling.region);
   const Bounds bounds(src);
-  const auto [width, height, depth] = dst.size();
+  const int32_t width = dst.size().width, height = dst.size().height;
   dst.fill(sampling.fill);
   int64_t inside = 0;
   bool refused = false;

@@ -26,7 +26,7 @@ void Volume::fillRow(int32_t y, int32_t z, int32_t from, int32_t end, double val
 }
 
 void Volume::fillMargin(int32_t z) {
-  const auto [width, height, depth] = size();
+  const int32_t width = size().width, height = size().height;
   withVoxelType(type, [&]<class T>() {
     for (int32_t y = 0; y < height; ++y) {
       T *const at = row<T>(y, z);
