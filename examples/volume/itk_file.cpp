@@ -63,8 +63,11 @@ class MemoryFile {
 
 void *loadModule(char *reason, size_t size) {
 #ifdef VEKR_ITK_MODULES
+  // Not by $ORIGIN, which is the sanitizer's where one stands between.
+  std::error_code code;
+  const std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe", code).parent_path();
   for (const char *const place : {VEKR_ITK_MODULES}) {
-    if (void *const module = dlopen((std::string("$ORIGIN/") + place).c_str(), RTLD_NOW)) return module;
+    if (void *const module = dlopen((folder / place).c_str(), RTLD_NOW)) return module;
     std::snprintf(reason, size, "the module that reads it can't be loaded: %s", dlerror());
   }
 #else
