@@ -54,6 +54,10 @@ set(VEKR_INSTALL_ZSHDIR ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE STRING
 vekr_install_program(vekr-render render)
 vekr_install_program(vekr-volume volume)
 vekr_install_program(vekr-sh-light sh-light)
+# A component of its own, of which no package is made: it would bring the toolkit to everybody.
+if(TARGET vekr-volume-itk AND NOT VEKR_SANITIZE)
+  install(TARGETS vekr-volume-itk LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/vekr COMPONENT itk)
+endif()
 if(vekr_pages)
   add_custom_target(vekr_manual ALL DEPENDS ${vekr_pages})
 endif()

@@ -37,10 +37,20 @@ $bin/vekr-render build/demo/room.obj -o build/demo/room.png --panorama build/dem
   --ambient-occlusion 12 --ambient 3 --bounces 0 --no-floor --smooth 40 --samples 4 --eye 5,1.7,4.4 --look-at 1.5,1,1.2 --fov 55 --size 640x480
 
 echo
-echo "== a brain template is turned, deformed, enlarged and smoothed"
-$bin/vekr-volume warp "$brain" build/demo/brain-warp.nii.gz --rotate 10,5,20 --scale 1.1 \
-  --interpolation catmull-rom --preview build/demo/brain-warp.png
+echo "== a brain template is turned in the world, behind a mask; two volumes come onto its grid, one of them labels"
+templates=/usr/share/mricron/templates
+$bin/vekr-volume warp "$brain" build/demo/brain-warp.nii.gz --rotate 10,5,20 --scale 1.1 --keep-header \
+  --interpolation catmull-rom --mask "$templates/ch2bet.nii.gz" --preview build/demo/brain-warp.png --difference
+$bin/vekr-volume warp "$templates/ch2better.nii.gz" build/demo/brain-like.nii.gz --like "$brain" \
+  --interpolation mitchell --preview build/demo/brain-like.png
+$bin/vekr-volume warp "$templates/AICHAmc.nii.gz" build/demo/brain-labels.nii.gz --like "$brain" --preview build/demo/brain-labels.png
+
+echo
+echo "== it is deformed, also by a displacement field, enlarged and smoothed"
 $bin/vekr-volume remap "$brain" build/demo/brain-remap.nii.gz --interpolation linear --preview build/demo/brain-remap.png
+/usr/bin/python3 scripts/demo_field.py build/demo/field.nii
+$bin/vekr-volume remap "$brain" build/demo/brain-field.nii.gz --field build/demo/field.nii --like "$brain" \
+  --interpolation catmull-rom --preview build/demo/brain-field.png --difference
 $bin/vekr-volume resize "$brain" build/demo/brain-resize.nii.gz --factor 1.5,1.5,1.5 --interpolation mitchell \
   --preview build/demo/brain-resize.png
 $bin/vekr-volume filter "$brain" build/demo/brain-filter.nii.gz --kernel gaussian:7 --preview build/demo/brain-filter.png
