@@ -61,6 +61,13 @@ class MemoryFile {
   int descriptor_;
 };
 
+// A folder is a DICOM series to the module, and nothing without it.
+#ifdef VEKR_ITK_MODULES
+constexpr bool kReadsFolders = true;
+#else
+constexpr bool kReadsFolders = false;
+#endif
+
 void *loadModule(char *reason, size_t size) {
 #ifdef VEKR_ITK_MODULES
   // Not by $ORIGIN, which is the sanitizer's where one stands between.
@@ -123,7 +130,7 @@ class ItkReader : public VolumeReader {
  public:
   explicit ItkReader(const std::string &path) {
     std::error_code code;
-    if (!std::filesystem::is_directory(path, code)) {
+    if (!kReadsFolders || !std::filesystem::is_directory(path, code)) {
       if (const std::string reason = whyUnreadable(path); !reason.empty()) fail(path, reason);
     }
     ItkVolume v = {};
