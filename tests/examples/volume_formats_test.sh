@@ -3,16 +3,10 @@
 volume=$(realpath "$1")
 here=$(cd "$(dirname "$0")" && pwd)
 source "$here/check.sh"
+source "$here/nifti.sh"
 out=$work/out
 mkdir "$out"
 cd "$work" || exit 1
-
-make() { perl "$here/nifti.pl" make "$@"; }
-holds() {
-  local said
-  said=$(perl "$here/nifti.pl" check "$@" 2>&1)
-  [ -z "$said" ] || wrong "$*: $said"
-}
 
 turned="-1.4 -0.3 0.2 32  -0.3 1.2 -0.1 -24  -0.2 0.1 2 -20"
 formula="5 -3 4 100"

@@ -3,17 +3,10 @@
 volume=$(realpath "$1")
 here=$(cd "$(dirname "$0")" && pwd)
 source "$here/check.sh"
+source "$here/nifti.sh"
 out=$work/out
 mkdir "$out"
 cd "$work" || exit 1
-
-make() { perl "$here/nifti.pl" make "$@"; }
-# holds FILE TYPE SIDES TOLERANCE SHARE FORMULA...: the file holds the formula of each voxel's place.
-holds() {
-  local said
-  said=$(perl "$here/nifti.pl" check "$@" 2>&1)
-  [ -z "$said" ] || wrong "$*: $said"
-}
 
 # Voxels that are turned, mirrored and of three widths; another grid that is none of it; a formula of the place.
 turned="-1.4 -0.3 0.2 32  -0.3 1.2 -0.1 -24  -0.2 0.1 2 -20"
