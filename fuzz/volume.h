@@ -1,9 +1,8 @@
 // Volumes from bytes: every plane ends where its allocation ends, rows may have gaps and run backwards.
 #pragma once
 
-#include <type_traits>
-
 #include "input.h"
+#include "support/volumes.h"
 
 namespace vekr_fuzz {
 
@@ -96,21 +95,10 @@ inline int32_t codeFrom(Input &in) {
 }
 
 template <class Voxel>
-Voxel voxelFrom(Random &random) {
-  if constexpr (std::is_same_v<Voxel, float>) {
-    const int32_t kind = random.below(16);
-    return kind == 0 ? -0.0f : kind == 1 ? 1e-41f : random.within(-1000.0f, 1000.0f);
-  } else {
-    const int32_t kind = random.below(8);
-    return kind == 0 ? Voxel(0) : kind <= 2 ? Voxel(~Voxel(0)) : static_cast<Voxel>(random.bits());
-  }
-}
-
-template <class Voxel>
 Volume<Voxel> sourceFrom(Input &in, VekrVolumeSize size) {
   Volume<Voxel> source(size, stepFrom<Voxel>(in, size.width));
   Random random = in.contents();
-  source.fill([&] { return voxelFrom<Voxel>(random); });
+  source.fill([&] { return vekr_test::randomVoxel<Voxel>(random); });
   return source;
 }
 
