@@ -39,6 +39,13 @@ namespace {
   return ::testing::AssertionSuccess();
 }
 
+// The builder's blocks are many MiB, of which small meshes touch a page; the address sanitizer marks all of them.
+#ifdef __SANITIZE_ADDRESS__
+constexpr uint32_t kSeeds = 1;
+#else
+constexpr uint32_t kSeeds = 5;
+#endif
+
 Mesh scaled(Mesh mesh, float x, float y, float z, float shift) {
   for (size_t i = 0; i < mesh.vertices.size(); i += 3) {
     mesh.vertices[i] = mesh.vertices[i] * x + shift;
@@ -52,7 +59,7 @@ Mesh scaled(Mesh mesh, float x, float y, float z, float shift) {
 
 TEST(PsahTwin, EveryMeshOfAFewTriangles) {
   for (int32_t count = 1; count <= 40; ++count) {
-    for (uint32_t seed = 0; seed < 5; ++seed) {
+    for (uint32_t seed = 0; seed < kSeeds; ++seed) {
       for (const float size : {0.05f, 0.4f, 1.5f}) {
         const Mesh mesh = triangleSoup(count, size, 100 * static_cast<uint32_t>(count) + seed);
         ASSERT_TRUE(sameAsTwin(mesh, {.maxDepth = 12, .splitBias = static_cast<float>(seed) * 0.2f}))
