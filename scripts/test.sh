@@ -3,7 +3,7 @@
 # and the interface against the record of it. Only the packages have a check of their own, scripts/deb.sh.
 #   scripts/test.sh            everything
 # Each stage tells its seconds at the end. Long runs have scripts of their own: hashes.sh, fuzz.sh, memory.sh, coverage.sh,
-# mutate.py, load.sh.
+# mutate.py, load.sh, models.sh.
 #   scripts/test.sh release    only the named presets (release debug clang asan tsan), without the other checks
 # Debian packages that are missing are named and installed; with --no-install they are only named.
 set -euo pipefail

@@ -25,11 +25,11 @@ enum class Outcome : uint32_t { good = 0x4d455348, refused, noMemory };
 using Clock = std::chrono::steady_clock;
 
 // Bounds what this process may take beyond what it has: a limit of the whole would count what a sanitizer reserves.
-void limitMemory(int memoryMB) {
+void limitMemory(uint64_t memoryMB) {
   uint64_t pages = 0;
   std::ifstream("/proc/self/statm") >> pages;
-  const auto most = static_cast<rlim_t>(pages * static_cast<uint64_t>(sysconf(_SC_PAGESIZE)) +
-                                        (static_cast<uint64_t>(memoryMB) << 20));
+  const auto most =
+      static_cast<rlim_t>(pages * static_cast<uint64_t>(sysconf(_SC_PAGESIZE)) + (memoryMB << 20));
   rlimit limit;
   if (getrlimit(RLIMIT_AS, &limit) != 0) return;
   limit.rlim_cur = std::min(most, limit.rlim_max);  // RLIM_INFINITY is the largest number
@@ -39,11 +39,7 @@ void limitMemory(int memoryMB) {
 [[noreturn]] void readAndSend(int pipe, pid_t parent, const ReaderLimits &limits, const std::string &kind,
                               const std::function<std::string()> &read,
                               const std::function<void(PipeSender &)> &send) {
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (getppid() != parent) _exit(1);
-  const rlimit noCore = {0, 0};
-  setrlimit(RLIMIT_CORE, &noCore);
-  limitMemory(limits.memoryMB);
+  bindReader(parent, static_cast<uint64_t>(limits.memoryMB));
   // What a reader and its assertions print is not for the user.
   const int nowhere = open("/dev/null", O_WRONLY);
   dup2(nowhere, STDOUT_FILENO);
@@ -84,6 +80,14 @@ struct Child {
 std::string seeOption(const std::string &option) { return option.empty() ? "" : " (see " + option + ")"; }
 
 }  // namespace
+
+void bindReader(pid_t parent, uint64_t memoryMB) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (getppid() != parent) _exit(1);
+  const rlimit noCore = {0, 0};
+  setrlimit(RLIMIT_CORE, &noCore);
+  limitMemory(memoryMB);
+}
 
 void PipeSender::send(const void *data, size_t bytes) {
   for (auto at = static_cast<const char *>(data); bytes > 0;) {

@@ -2,6 +2,8 @@
 // memory and time on others. There it is one clear line.
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -15,6 +17,10 @@ struct ReaderLimits {
   int memoryMB = 4096;  // beyond what the program itself takes
   int seconds = 120;
 };
+
+// For the process that reads, first of all: it ends with its parent, leaves no core file, and may take `memoryMB` beyond what
+// it has; beyond that allocations fail.
+void bindReader(pid_t parent, uint64_t memoryMB);
 
 // The reading process's end of the pipe. It ends the process when nobody listens any more.
 class PipeSender {

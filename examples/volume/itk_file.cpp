@@ -16,6 +16,7 @@
 #include <stdexcept>
 
 #include "itk_module.h"
+#include "reader_process.h"
 
 namespace vekr_example {
 
@@ -96,6 +97,11 @@ bool tellsOfLoss(MemoryFile &log) {
   return false;
 }
 
+// Headers may claim more than there is. Time has no bound: large volumes on slow disks are what the program is for.
+uint64_t memoryOfMachineMB() {
+  return static_cast<uint64_t>(sysconf(_SC_PHYS_PAGES)) * static_cast<uint64_t>(sysconf(_SC_PAGESIZE)) >> 20;
+}
+
 // Calls the module in a process of its own: damaged files end that one alone. Returns the reason of a failure.
 std::string inChild(ItkVolume &volume, const char *function,
                     const std::function<bool(void *, ItkVolume &)> &call) {
@@ -105,8 +111,9 @@ std::string inChild(ItkVolume &volume, const char *function,
   auto *const told = new (shared) ItkVolume(volume);
   MemoryFile log;
   std::fflush(stdout);
-  const pid_t child = fork();
+  const pid_t parent = getpid(), child = fork();
   if (child == 0) {
+    bindReader(parent, memoryOfMachineMB());
     dup2(log.descriptor(), STDERR_FILENO);
     dup2(log.descriptor(), STDOUT_FILENO);
     void *const module = loadModule(told->reason, sizeof told->reason);

@@ -79,8 +79,9 @@ for ending in nrrd mha dcm tif; do
 done
 sed 's/^sizes:.*/sizes: 30000 30000 30000/' whole.nrrd >huge.nrrd
 sed 's/^DimSize =.*/DimSize = 30000 30000 30000/' whole.mha >huge.mha
+sed 's/^sizes:.*/sizes: 30000 30000 200/' whole.nrrd >large.nrrd  # 720 GB: an address space has room for them
 sed 's/^space directions:.*/space directions: (0,0,0) (0,0,0) (0,0,0)/' whole.nrrd >flat.nrrd
-for file in huge.nrrd huge.mha flat.nrrd two gap out; do names $file; done
+for file in huge.nrrd huge.mha large.nrrd flat.nrrd two gap out; do names $file; done
 refuses 2 "$volume" warp in.nii "$work/out/o.dcm"
 refuses 2 "$volume" warp in.nii "$work/out/o.tif"
 refuses 1 "$volume" warp in.nii "$work/no/such/o.nrrd"
