@@ -9,12 +9,12 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
 take_no_install "$@"
-install_missing "${build_packages[@]}" clang libomp-14-dev libclang-rt-14-dev
+install_missing "${build_packages[@]}" "${example_packages[@]}" clang libomp-14-dev libclang-rt-14-dev
 set -- "${arguments[@]}"
 [[ ${1:-} =~ ^[0-9]+s?$ ]] || { sed -n 3,4p "$0" >&2; exit 2; }
 if [[ $1 = *s ]]; then seconds=${1%s}; else seconds=$(($1 * 60)); fi
 shift
-if [ $# -eq 0 ]; then set -- shading tree rays resampling resize filter harmonics; fi
+if [ $# -eq 0 ]; then set -- shading tree rays resampling resize filter harmonics readers; fi
 
 cmake --preset fuzz -DVEKR_WERROR=ON >/dev/null
 log=$(mktemp)
@@ -25,8 +25,11 @@ cmake --build --preset fuzz >"$log" 2>&1 || { grep -v '^\[[0-9]*/[0-9]*\]' "$log
 fuzz() {
   local target=$1 corpus=build/fuzz/corpus/$1 output=build/fuzz/$1.log
   mkdir -p "$corpus" build/fuzz/findings
+  # Bytes of a file, or those that arguments are made of.
+  local longest=256
+  if [ "$1" = readers ]; then longest=4096; fi
   # Blocks of 16 MiB are what a tree takes: they may stay with the sanitizer only for a while.
-  if ! ASAN_OPTIONS=quarantine_size_mb=64 "build/fuzz/bin/fuzz_$target" -max_total_time="$seconds" -seed="${VEKR_SEED:-0}" -max_len=256 -timeout=60 \
+  if ! ASAN_OPTIONS=quarantine_size_mb=64 "build/fuzz/bin/fuzz_$target" -max_total_time="$seconds" -seed="${VEKR_SEED:-0}" -max_len=$longest -timeout=60 \
     -rss_limit_mb=4096 -print_final_stats=1 -artifact_prefix="build/fuzz/findings/$target-" "$corpus" "fuzz/corpus/$target" \
     >"$output" 2>&1; then
     echo "fuzz_$target has found something:"
