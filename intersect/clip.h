@@ -5,8 +5,8 @@
 
 namespace vekr {
 
-// What distinguishes rays from one point and rays with an origin each, as far as the box goes. Every
-// difference is contract [C16].
+// What distinguishes rays from one point and rays with an origin each, as far as the box goes [C16], and by which numbers
+// in the triangle test [C17]. Every difference is contract.
 struct EyeRays {
   // Reciprocal of a parallel axis, which clips nothing: a ray outside the slab finds nothing on its walk.
   static constexpr float kParallelInverse = std::bit_cast<float>(0x4e480000u);  // 838860800.0
@@ -18,6 +18,8 @@ struct EyeRays {
 
 struct ManyOriginRays {
   static constexpr float kParallelInverse = std::bit_cast<float>(0x47a3d70au);  // 83886.078125
+  static constexpr float kSmallestDen = std::bit_cast<float>(0x35a00000u);      // 1.1920929e-6
+  static constexpr float kHitMargin = std::bit_cast<float>(0x3727c5acu);        // 1e-5
   static bool missesSlab(float low, float origin, float high) { return !(low < origin && origin < high); }
   static float toPlane(float plane, float origin, float, float inverse) { return (plane - origin) * inverse; }
 };

@@ -1,6 +1,7 @@
 // Ray blocks against a scene: the doors. They test nothing; a block of no rays reads and writes nothing. What they do is
 // to choose between the packet form and the one-ray form, whose results differ: the rule is contract [C15].
 #include "frame/checks.h"
+#include "intersect/lane_forms.h"
 #include "intersect/one_ray.h"
 #include "intersect/packet_forms.h"
 #include "vekr.h"
@@ -25,7 +26,7 @@ VekStatus vekrIntersectMO_32f(const float *const *pOrigins, const float *const *
   if (isEmpty(size)) return vekOk;
   const bool packets = isTiled(size) && planesAligned(pOrigins) && planesAligned(pDirections) &&
                        hitsAligned(pDistances, pHits, pHitTriangles);
-  const auto form = packets ? VEKR_DISPATCH(ownIntersectBlock4_w7) : &ownIntersectBlock;
+  const auto form = packets ? VEKR_DISPATCH(ownIntersectBlock4_w7) : VEKR_DISPATCH(ownIntersectBlock_w7);
   return form(pOrigins, pDirections, *pScene, pDistances, pHits, pHitTriangles, size);
 }
 
@@ -35,7 +36,8 @@ VekStatus vekrIntersectEyeSO_32f(const float *pOrigin, const float *const *pDire
   if (isEmpty(size)) return vekOk;
   const bool packets =
       isTiled(size) && planesAligned(pDirections) && hitsAligned(pDistances, pHits, pHitTriangles);
-  const auto form = packets ? VEKR_DISPATCH(ownIntersectEyeBlock4_w7) : &ownIntersectEyeBlock;
+  const auto form =
+      packets ? VEKR_DISPATCH(ownIntersectEyeBlock4_w7) : VEKR_DISPATCH(ownIntersectEyeBlock_w7);
   return form(pOrigin, pDirections, *pScene, pDistances, pHits, pHitTriangles, size);
 }
 
@@ -54,6 +56,7 @@ VekStatus vekrIntersectMultipleSO_32f(const float *pOrigin, const float *const *
   if (isEmpty(size)) return vekOk;
   const bool packets =
       isTiled(size) && planesAligned(pDirections) && hitsAligned(pDistances, pHits, pHitTriangles);
-  const auto form = packets ? VEKR_DISPATCH(ownIntersectMultipleBlock4_w7) : &ownIntersectMultipleBlock;
+  const auto form =
+      packets ? VEKR_DISPATCH(ownIntersectMultipleBlock4_w7) : VEKR_DISPATCH(ownIntersectMultipleBlock_w7);
   return form(pOrigin, pDirections, *pScene, pDistances, pHits, pHitTriangles, volume);
 }

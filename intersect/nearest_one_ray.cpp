@@ -19,8 +19,6 @@ struct Eye : EyeRays {
 
 struct ManyOrigins : ManyOriginRays {
   static constexpr bool kTakesTurns = true;
-  static constexpr float kSmallestDen = std::bit_cast<float>(0x35a00000u);  // 1.1920929e-6
-  static constexpr float kHitMargin = std::bit_cast<float>(0x3727c5acu);    // 1e-5
   static bool skips(int32_t triangle, int32_t best) { return triangle == best; }
   static bool isTooParallel(float den) { return kSmallestDen > std::fabs(den); }
   static bool isNearer(float t, float best) { return best - kHitMargin > t; }

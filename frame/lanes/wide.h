@@ -125,6 +125,8 @@ VEKR_HALVES_UNARY(Mask, isNegative, Int)
 VEKR_HALVES_UNARY(Float, toFloat, Int)
 VEKR_HALVES_UNARY(Int, truncated, Float)
 VEKR_HALVES_UNARY(Int, rounded, Float)
+VEKR_HALVES_UNARY(Int, asInts, Float)
+VEKR_HALVES_UNARY(Float, asFloats, Int)
 VEKR_HALVES_SELECT(Mask, Int)
 
 VEKR_HALVES_BINARY(Mask, operator&, Mask)
@@ -225,6 +227,17 @@ Int<N / 2> pairProducts(Short<N> a, Short<N> b) {
 template <int N>
 Short<2 * N> asWords(Int<N> a) {
   return {asWords(a.low), asWords(a.high)};
+}
+
+template <int N>
+void loadColumns(const float *const (&rows)[N], int first, Float<N> (&columns)[4]) {
+  const float *half[N / 2];
+  Float<N / 2> low[4], high[4];
+  for (int k = 0; k < N / 2; ++k) half[k] = rows[k];
+  loadColumns(half, first, low);
+  for (int k = 0; k < N / 2; ++k) half[k] = rows[k + N / 2];
+  loadColumns(half, first, high);
+  for (int k = 0; k < 4; ++k) columns[k] = {low[k], high[k]};
 }
 
 template <int N>

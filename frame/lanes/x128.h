@@ -213,6 +213,10 @@ inline Float<4> toFloat(Int<4> a) { return _mm_cvtepi32_ps(a.v); }
 inline Int<4> truncated(Float<4> a) { return _mm_cvttps_epi32(a.v); }
 inline Int<4> rounded(Float<4> a) { return _mm_cvtps_epi32(a.v); }
 
+// The same bits.
+inline Int<4> asInts(Float<4> a) { return _mm_castps_si128(a.v); }
+inline Float<4> asFloats(Int<4> a) { return _mm_castsi128_ps(a.v); }
+
 inline Float<2> lowHalf(Float<4> a) { return a.v; }
 inline Float<2> highHalf(Float<4> a) { return _mm_movehl_ps(a.v, a.v); }
 inline Int<2> lowHalf(Int<4> a) { return a.v; }
@@ -259,6 +263,12 @@ inline Int<4> orOfLanes(Int<4> a) {
 // Rows to columns.
 inline void transpose(Float<4> (&a)[4]) { _MM_TRANSPOSE4_PS(a[0].v, a[1].v, a[2].v, a[3].v); }
 
+// Four floats from column `first` on of each of the rows, which lie anywhere.
+inline void loadColumns(const float *const (&rows)[4], int first, Float<4> (&columns)[4]) {
+  for (int k = 0; k < 4; ++k) columns[k] = Float<4>::load(rows[k] + first);
+  transpose(columns);
+}
+
 inline void loadTransposed(const float (*rows)[4], Float<4> (&columns)[4]) {
   for (int k = 0; k < 4; ++k) columns[k] = Float<4>::load(rows[k]);
   transpose(columns);
@@ -302,6 +312,13 @@ inline Neighbours<4> loadNeighbours(Lanes<4>, const float *row, const int32_t *i
   const __m128 low = loadTwice(row + index[0], row + index[1]).v;
   const __m128 high = loadTwice(row + index[2], row + index[3]).v;
   return {_mm_shuffle_ps(low, high, 0x88), _mm_shuffle_ps(low, high, 0xDD)};
+}
+
+template <int N>
+Neighbours<N> loadNeighbours(Lanes<N>, const float *row, const int32_t *index) {
+  const Neighbours<N / 2> low = loadNeighbours(Lanes<N / 2>(), row, index),
+                          high = loadNeighbours(Lanes<N / 2>(), row, index + N / 2);
+  return {joined(low.here, high.here), joined(low.next, high.next)};
 }
 
 inline Neighbours<4> gatherNeighbours(const float *row, Int<4> index) {

@@ -86,6 +86,13 @@ inline Mask<8> operator!(Mask<8> a) {
 inline int bits(Mask<8> m) { return _mm256_movemask_ps(m.v); }
 inline bool anyOf(Mask<8> m) { return _mm256_movemask_ps(m.v) != 0; }
 
+template <>
+inline Mask<8> maskOfBits<8>(unsigned bitsOfLanes) {
+  const __m256i one = _mm256_setr_epi32(1, 2, 4, 8, 16, 32, 64, 128);
+  const __m256i all = _mm256_set1_epi32(static_cast<int>(bitsOfLanes));
+  return {_mm256_castsi256_ps(_mm256_cmpeq_epi32(_mm256_and_si256(all, one), one))};
+}
+
 // ---------------------------------------------------------------- floats
 
 inline Float<8> operator+(Float<8> a, Float<8> b) { return _mm256_add_ps(a.v, b.v); }
@@ -210,6 +217,9 @@ inline Float<8> toFloat(Int<8> a) { return _mm256_cvtepi32_ps(a.v); }
 inline Int<8> truncated(Float<8> a) { return _mm256_cvttps_epi32(a.v); }
 inline Int<8> rounded(Float<8> a) { return _mm256_cvtps_epi32(a.v); }
 
+inline Int<8> asInts(Float<8> a) { return _mm256_castps_si256(a.v); }
+inline Float<8> asFloats(Int<8> a) { return _mm256_castsi256_ps(a.v); }
+
 inline Float<4> lowHalf(Float<8> a) { return _mm256_castps256_ps128(a.v); }
 inline Float<4> highHalf(Float<8> a) { return _mm256_extractf128_ps(a.v, 1); }
 inline Int<4> lowHalf(Int<8> a) { return _mm256_castsi256_si128(a.v); }
@@ -269,6 +279,13 @@ inline void transposeBlocks(Float<8> (&a)[4]) {
   a[1].v = _mm256_shuffle_ps(ab0, cd0, 0xEE);
   a[2].v = _mm256_shuffle_ps(ab1, cd1, 0x44);
   a[3].v = _mm256_shuffle_ps(ab1, cd1, 0xEE);
+}
+
+inline void loadColumns(const float *const (&rows)[8], int first, Float<8> (&columns)[4]) {
+  for (int k = 0; k < 4; ++k) {
+    columns[k] = joined(Float<4>::load(rows[k] + first), Float<4>::load(rows[k + 4] + first));
+  }
+  transposeBlocks(columns);
 }
 
 // Rows k and k + 4 share a register from the start, so that the lanes need to be exchanged within halves only.

@@ -2,9 +2,11 @@
 // once for each set, like a kernel.
 #include "tests/frame/lanes_checks.h"
 
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 #include <limits>
 
 #include "frame/planes.h"
@@ -131,6 +133,10 @@ struct FloatChecks {
     floats("select", select(x < y, x, y), true, [](float p, float q) { return p < q ? p : q; });
     floats("kept", kept(x < y, x), true, [](float p, float q) { return p < q ? p : 0.0f; });
     floats("negatedWhere", negatedWhere(x < y, x), true, [](float p, float q) { return p < q ? -p : p; });
+    if constexpr (N > 1) {
+      ints("asInts", asInts(x), [](float p, float) { return std::bit_cast<int32_t>(p); });
+      floats("asFloats", asFloats(asInts(x)), true, [](float p, float) { return p; });
+    }
     ints("truncated", truncated(x), [](float p, float) { return truncatedTo32(p); });
     ints("rounded", rounded(x), [](float p, float) { return roundedTo32(p); });
     // The estimates are those of the 128-bit instructions, lane by lane.
@@ -345,6 +351,17 @@ void checkRegister(Report &report) {
                            rows[1][block] + rows[1][block + 1], rows[1][block + 2] + rows[1][block + 3]};
     for (int k = 0; k < 4; ++k) report.expect(out[block + k] == want[k], "pairSums", N, block, k);
     report.expect(firstOfBlock(four[2], block / 4) == rows[2][block], "firstOfBlock", N, block, 0);
+  }
+  const float *anywhere[N];
+  for (int k = 0; k < N; ++k) anywhere[k] = rows[(5 * k + 1) % N];
+  const int lastFour = N - 4;
+  for (const int first : {0, lastFour}) {
+    loadColumns(anywhere, first, four);
+    for (int i = 0; i < 4; ++i) {
+      four[i].store(out);
+      for (int k = 0; k < N; ++k)
+        report.expect(out[k] == anywhere[k][first + i], "loadColumns", N, first + i, k);
+    }
   }
   int32_t index[N];
   float row[3 * N + 1];

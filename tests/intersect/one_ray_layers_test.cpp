@@ -125,7 +125,7 @@ TEST(OneRayLayered, EveryRayKindAndDepthAgreesWithTheTwinOnEveryScene) {
     Random random(seed + 400);
     for (const Tiles tiles : kAllTiles) {
       for (int32_t depth = -1; depth <= 12; ++depth) {
-        RayBlock block({5 + 4 * random.below(2), 3 + random.below(4)}, std::max(depth, 2));
+        RayBlock block({5 + 4 * random.below(3), 3 + random.below(6)}, std::max(depth, 2));
         setOrigin(block, originFor(scene, random));
         fillDirections(block, tiles, scene.mesh(), random);
         fillLimits(block, depth % 4 == 3 ? Limits::mixed : depth == 10 ? Limits::dead : Limits::far, random);
@@ -172,7 +172,7 @@ TEST(OneRayLayered, RaysThatStickGoOnAsTheTwinDoes) {
     TracedScene scene(stuckStack(copies), {2, 3, Leaves::mixed, 2}, 512.0f);
     Random random(static_cast<uint32_t>(copies));
     for (int32_t depth = 1; depth <= 20; ++depth) {
-      RayBlock block({9, 3}, std::max(depth, 2));
+      RayBlock block({9, depth % 2 == 0 ? 3 : 9}, std::max(depth, 2));
       setOrigin(block, {kStuckX, 1.0f, 0.0f});
       for (size_t i = 0; i < block.rays; ++i) {
         setDirection(block, i,

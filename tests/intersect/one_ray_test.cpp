@@ -279,23 +279,29 @@ struct Shot {
   int32_t triangle = -99;
 };
 
+// The ray alone, and as each of so many that several walk at once.
 Shot shoot(bool many, const VekrIntersectScene &scene, const float (&origin)[3], const float (&direction)[3],
            float distance = 1000) {
-  RayArrays a(kPlanes, 1), b(kPlanes, 1);
-  for (int c = 0; c < 3; ++c) {
-    a.plane(kOrigin + c)[0] = origin[c];
-    a.plane(kDirection + c)[0] = direction[c];
+  Shot shot;
+  for (const int32_t rays : {67, 1}) {
+    const auto count = static_cast<size_t>(rays);
+    RayArrays a(kPlanes, rays), b(kPlanes, rays);
+    for (size_t c = 0; c < 3; ++c) {
+      std::fill_n(a.plane(kOrigin + static_cast<int>(c)), count, origin[c]);
+      std::fill_n(a.plane(kDirection + static_cast<int>(c)), count, direction[c]);
+    }
+    std::fill_n(a.plane(kDistance), count, distance);
+    std::fill_n(a.plane(kHit0), count, 77.0f);
+    std::fill_n(a.plane(kHit1), count, 78.0f);
+    std::fill_n(a.mask(), count, -99);
+    copyArrays(b, a);
+    EXPECT_EQ(trace(many, a, scene, {rays, 1}, origin), vekOk);
+    traceTwin(many, b, scene, {rays, 1}, origin);
+    const std::vector<int32_t> live(count, 0);
+    EXPECT_TRUE(sameRays(a, b, live.data())) << rays;
+    shot = {a.plane(kDistance)[0], a.plane(kHit0)[0], a.plane(kHit1)[0], a.mask()[0]};
   }
-  a.plane(kDistance)[0] = distance;
-  a.plane(kHit0)[0] = 77;
-  a.plane(kHit1)[0] = 78;
-  a.mask()[0] = -99;
-  copyArrays(b, a);
-  EXPECT_EQ(trace(many, a, scene, {1, 1}, origin), vekOk);
-  traceTwin(many, b, scene, {1, 1}, origin);
-  const int32_t live = 0;
-  EXPECT_TRUE(sameRays(a, b, &live));
-  return {a.plane(kDistance)[0], a.plane(kHit0)[0], a.plane(kHit1)[0], a.mask()[0]};
+  return shot;
 }
 
 const float kBox[6] = {-1, -1, -1, 1, 1, 1};

@@ -9,6 +9,9 @@ namespace {
 
 using namespace vekr_test;
 
+// A row in which several rays walk at once.
+constexpr VekrBlockSize kManyRays = {67, 1};
+
 // Inner nodes in a chain: each has the next one on its near side for rays along +x, and a leaf on the other side.
 // Leaf number `fullLeaf` holds triangle 0, the others are empty.
 std::vector<int32_t> chain(const std::vector<float> &planes, size_t fullLeaf) {
@@ -29,7 +32,7 @@ std::vector<int32_t> chain(const std::vector<float> &planes, size_t fullLeaf) {
 
 // Runs all four functions in both forms on rays along +x and sees that each ray finds the wall.
 void expectWallFound(TracedScene &scene, float distance) {
-  for (const VekrBlockSize size : {VekrBlockSize{4, 4}, VekrBlockSize{3, 1}}) {
+  for (const VekrBlockSize size : {VekrBlockSize{4, 4}, VekrBlockSize{3, 1}, kManyRays}) {
     for (const bool mixed : {false, true}) {
       RayBlock eye(size);
       setOrigin(eye, {-1.0f, 0.25f, 0.5f});
@@ -94,9 +97,10 @@ struct Entered {
 // Rays along +x from originX, and segments along +x of length 1 from x = 0.
 void expectEntered(TracedScene &scene, float originX, TracedScene &segmentScene, const Entered &expected,
                    float plane) {
-  for (const bool packet : {true, false}) {
+  for (const VekrBlockSize size : {VekrBlockSize{4, 4}, VekrBlockSize{4, 1}, kManyRays}) {
+    const bool packet = size.height == 4;
     for (const bool mixed : {false, true}) {
-      RayBlock eye(packet ? VekrBlockSize{4, 4} : VekrBlockSize{4, 1});
+      RayBlock eye(size);
       setOrigin(eye, {originX, 0.25f, 0.5f});
       for (size_t i = 0; i < eye.rays; ++i) {
         eye.directions[0][i] = 1.0f;
@@ -111,7 +115,7 @@ void expectEntered(TracedScene &scene, float originX, TracedScene &segmentScene,
       runMO(many, scene.get());
       runMultiple(layered, scene.get(), 1);
       setOrigin(eye, {0.0f, 0.25f, 0.5f});
-      for (size_t i = 12; i < eye.rays; ++i)
+      for (size_t i = 12; packet && i < eye.rays; ++i)
         eye.mask[i] = -1;  // a seed would find it with the margins of its own walk
       runAny(eye, segmentScene.get());
       for (size_t i = 0; i < eye.rays; ++i) {
@@ -151,24 +155,26 @@ TEST(TreeWalk, AOneRayWalkEndsWhereACellEndsAtTheHit) {
   mesh.addTriangle({-2, -2, -2}, {2, 2, 2}, {-2, -2, -2});
   // Triangle 1 in front of the plane, 0 behind it.
   TracedScene scene(mesh, oneSplit(0, 0.5f, vekr::leafOfOne(1), vekr::leafOfOne(0)));
-  RayBlock eye({5, 1});
-  setOrigin(eye, {0.0f, 0.25f, 0.5f});
-  for (size_t i = 0; i < eye.rays; ++i) {
-    eye.directions[0][i] = 1.0f;
-    eye.directions[1][i] = 0.001f;
-    eye.directions[2][i] = 0.002f;
-    eye.distances[i] = 1e30f;
-  }
-  RayBlock many(eye.size), layered(eye.size);
-  many.copyFrom(eye);
-  layered.copyFrom(eye);
-  runEye(eye, scene.get());
-  runMO(many, scene.get());
-  runMultiple(layered, scene.get(), 1);
-  for (size_t i = 0; i < eye.rays; ++i) {
-    for (const RayBlock *block : {&eye, &many, &layered}) {
-      EXPECT_EQ(block->triangles[i], 1) << i;
-      EXPECT_EQ(block->distances[i], 0.5f) << i;
+  for (const VekrBlockSize size : {VekrBlockSize{5, 1}, kManyRays}) {
+    RayBlock eye(size);
+    setOrigin(eye, {0.0f, 0.25f, 0.5f});
+    for (size_t i = 0; i < eye.rays; ++i) {
+      eye.directions[0][i] = 1.0f;
+      eye.directions[1][i] = 0.001f;
+      eye.directions[2][i] = 0.002f;
+      eye.distances[i] = 1e30f;
+    }
+    RayBlock many(eye.size), layered(eye.size);
+    many.copyFrom(eye);
+    layered.copyFrom(eye);
+    runEye(eye, scene.get());
+    runMO(many, scene.get());
+    runMultiple(layered, scene.get(), 1);
+    for (size_t i = 0; i < eye.rays; ++i) {
+      for (const RayBlock *block : {&eye, &many, &layered}) {
+        EXPECT_EQ(block->triangles[i], 1) << i;
+        EXPECT_EQ(block->distances[i], 0.5f) << i;
+      }
     }
   }
 }
@@ -195,17 +201,21 @@ TEST(TreeWalk, AOneRayCellNeverEndsBeforeItsBeginning) {
   TracedScene scene(mesh, oneSplit(0, -5e-6f, vekr::leafOfOne(0), vekr::leafOfOne(2)));
   scene.box()[0] = 0.0f;  // entered at t = 1, behind both
   scene.box()[3] = 1.0f;
-  RayBlock eye({1, 1}), layered({1, 1});
-  setOrigin(eye, {-1.0f, 0.25f, 0.5f});
-  eye.directions[0][0] = 1.0f;
-  eye.directions[1][0] = 0.001f;
-  eye.directions[2][0] = 0.002f;
-  eye.distances[0] = 9.0f;
-  layered.copyFrom(eye);
-  runEye(eye, scene.get());
-  runMultiple(layered, scene.get(), 1);
-  EXPECT_EQ(eye.triangles[0], 0);
-  EXPECT_EQ(layered.triangles[0], 0);
+  for (const VekrBlockSize size : {VekrBlockSize{1, 1}, kManyRays}) {
+    RayBlock eye(size), layered(size);
+    setOrigin(eye, {-1.0f, 0.25f, 0.5f});
+    eye.directions[0].fill(1.0f);
+    eye.directions[1].fill(0.001f);
+    eye.directions[2].fill(0.002f);
+    eye.distances.fill(9.0f);
+    layered.copyFrom(eye);
+    runEye(eye, scene.get());
+    runMultiple(layered, scene.get(), 1);
+    for (size_t i = 0; i < eye.rays; ++i) {
+      EXPECT_EQ(eye.triangles[i], 0);
+      EXPECT_EQ(layered.triangles[i], 0);
+    }
+  }
 }
 
 // Behind a first hit the far end of a ray is found anew, with the same margin.
@@ -229,8 +239,10 @@ TEST(TreeWalk, LaterLayersHaveTheFarMarginToo) {
   for (const bool mixed : {false, true}) {
     EXPECT_TRUE(secondHit(1.00005f, {4, 4}, mixed));
     EXPECT_FALSE(secondHit(1.00012f, {4, 4}, mixed));
-    EXPECT_TRUE(secondHit(1.00028f, {4, 1}, mixed));
-    EXPECT_FALSE(secondHit(1.0003f, {4, 1}, mixed));
+    for (const VekrBlockSize size : {VekrBlockSize{4, 1}, kManyRays}) {
+      EXPECT_TRUE(secondHit(1.00028f, size, mixed));
+      EXPECT_FALSE(secondHit(1.0003f, size, mixed));
+    }
   }
 }
 

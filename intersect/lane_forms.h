@@ -1,0 +1,17 @@
+// One-ray forms whose rays walk at once, a lane each: the results of those in one_ray.h, sooner.
+#pragma once
+
+#include "frame/dispatch.h"
+#include "vekr.h"
+
+VEKR_KERNELS(VekStatus ownIntersectBlock_w7(const float *const *pOrigins, const float *const *pDirections,
+                                            const VekrIntersectScene &scene, float *pDistances,
+                                            float *const *pHits, int32_t *pHitTriangles, VekrBlockSize size);
+             VekStatus ownIntersectEyeBlock_w7(const float *pOrigin, const float *const *pDirections,
+                                               const VekrIntersectScene &scene, float *pDistances,
+                                               float *const *pHits, int32_t *pHitTriangles,
+                                               VekrBlockSize size);
+             VekStatus ownIntersectMultipleBlock_w7(const float *pOrigin, const float *const *pDirections,
+                                                    const VekrIntersectScene &scene, float *pDistances,
+                                                    float *const *pHits, int32_t *pHitTriangles,
+                                                    VekrVolumeSize volume);)
