@@ -38,6 +38,7 @@ build_packages=(g++ cmake ninja-build pkg-config libgomp1)
 docs_packages=(python3-sphinx furo python3-myst-parser python3-breathe doxygen)
 example_packages=(libassimp-dev libcli11-dev libpng-dev libnifti-dev zlib1g-dev)
 test_packages=(clang clang-format clang-tidy libomp-14-dev libclang-rt-14-dev libgtest-dev libbenchmark-dev binutils abigail-tools)
+cross_packages=(g++-aarch64-linux-gnu qemu-user googletest)
 demo_data=(assimp-testmodels mricron-data)
 python_demo_packages=(python3-cffi python3-numpy python3-matplotlib)
 python_packages=(python3-cffi python3-numpy python3-setuptools python3-wheel python3-build python3-venv python3-pytest

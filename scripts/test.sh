@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # Runs every check: formatting, clang-tidy, both compilers without warnings, all tests, and all tests again under the sanitizers,
-# and the interface against the record of it. Only the packages have a check of their own, scripts/deb.sh.
+# the interface against the record of it, and of 64-bit ARM, under emulation, what tells it from x86. Only the packages have a check of their own, scripts/deb.sh.
 #   scripts/test.sh            everything
-#   scripts/test.sh release    only the named presets (release debug clang asan tsan), without the other checks
+#   scripts/test.sh release    only the named presets (release debug clang asan tsan cross-aarch64), without the other checks
 # Debian packages that are missing are named and installed; with --no-install they are only named.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
 take_no_install "$@"
-install_missing "${build_packages[@]}" "${example_packages[@]}" "${test_packages[@]}"
+install_missing "${build_packages[@]}" "${example_packages[@]}" "${test_packages[@]}" "${cross_packages[@]}"
 
 # build cmake-arguments...: one line when all is well, otherwise what the compilers said.
 build() {
@@ -45,6 +45,13 @@ check_library_alone() {
   build build/alone
 }
 
+# Emulation is slow, so that these stand for all tests: every lane operation, the estimates, and the hashes of what every
+# function writes in every form.
+check_arm() {
+  command -v aarch64-linux-gnu-g++ qemu-aarch64 >/dev/null || { echo "== cross-aarch64: left out, its packages are missing"; return 0; }
+  run_preset cross-aarch64 vekr_arm_tests -L arm
+}
+
 if [ ${#arguments[@]} -gt 0 ]; then
   for preset in "${arguments[@]}"; do run_preset "$preset" all; done
   exit 0
@@ -63,4 +70,5 @@ run_preset debug all -E "_test[.]sse41"
 echo "== interface"
 scripts/interface.sh
 run_preset release all
+check_arm
 for library in asan release; do scripts/python.sh "$library"; done

@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "frame/planes.h"
+#include "tests/reference/estimates.h"
 
 namespace vekr::VEKR_ISA {
 
@@ -133,15 +134,13 @@ struct FloatChecks {
     floats("negatedWhere", negatedWhere(x < y, x), true, [](float p, float q) { return p < q ? -p : p; });
     ints("truncated", truncated(x), [](float p, float) { return truncatedTo32(p); });
     ints("rounded", rounded(x), [](float p, float) { return roundedTo32(p); });
-    // The estimates are those of the 128-bit instructions, lane by lane.
-    const auto estimate = [](__m128 (*of)(__m128)) {
-      return [of](float p, float) { return _mm_cvtss_f32(of(_mm_set1_ps(p))); };
-    };
+    // The estimates are those of one element, in every lane.
     if constexpr (N > 1) {
-      floats("approxReciprocal", approxReciprocal(x), true, estimate([](__m128 p) { return _mm_rcp_ps(p); }));
+      floats("approxReciprocal", approxReciprocal(x), true,
+             [](float p, float) { return vekr_reference::approximateReciprocal(p); });
     }
     floats("approxReciprocalSqrt", approxReciprocalSqrt(x), true,
-           estimate([](__m128 p) { return _mm_rsqrt_ps(p); }));
+           [](float p, float) { return vekr_reference::approximateReciprocalSqrt(p); });
   }
 };
 
