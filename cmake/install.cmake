@@ -1,5 +1,5 @@
-# Header, libraries, CMake package and pkg-config file; the programs with manual pages and completion. Three components,
-# which are the three packages of packages.cmake: runtime, dev, tools; and python, of which no package is made yet.
+# Header, libraries, CMake package and pkg-config file; the programs with manual pages and completion; the Python package.
+# Four components, which are the four packages of packages.cmake: runtime, dev, tools, python.
 
 include(CMakePackageConfigHelpers)
 
@@ -54,16 +54,30 @@ set(VEKR_INSTALL_ZSHDIR ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE STRING
 vekr_install_program(vekr-render render)
 vekr_install_program(vekr-volume volume)
 vekr_install_program(vekr-sh-light sh-light)
+# A component of its own, of which no package is made: it would bring the toolkit to everybody.
+if(TARGET vekr-volume-itk AND NOT VEKR_SANITIZE)
+  install(TARGETS vekr-volume-itk LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/vekr COMPONENT itk)
+endif()
 if(vekr_pages)
   add_custom_target(vekr_manual ALL DEPENDS ${vekr_pages})
 endif()
 
-# The Python package, in a folder beside the libraries, where it finds them: PYTHONPATH=PREFIX/lib/python.
-option(VEKR_INSTALL_PYTHON "Install the Python package beside the library" OFF)
+# The Python package: beside the libraries, where it finds them (PYTHONPATH=PREFIX/lib/python), or in another folder, if the
+# linker finds them.
+option(VEKR_INSTALL_PYTHON "Install the Python package" OFF)
+set(VEKR_INSTALL_PYTHONDIR ${CMAKE_INSTALL_LIBDIR}/python CACHE STRING "Folder of the Python package")
 if(VEKR_INSTALL_PYTHON)
-  install(DIRECTORY python/vekr DESTINATION ${CMAKE_INSTALL_LIBDIR}/python COMPONENT python
+  file(STRINGS python/vekr/__init__.py vekr_python_version REGEX "^__version__ = ")
+  if(NOT vekr_python_version STREQUAL "__version__ = \"${PROJECT_VERSION}\"")
+    message(FATAL_ERROR "python/vekr/__init__.py tells another version than ${PROJECT_VERSION}: ${vekr_python_version}")
+  endif()
+  install(DIRECTORY python/vekr DESTINATION ${VEKR_INSTALL_PYTHONDIR} COMPONENT python
     FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)
-  install(FILES include/vekr.h DESTINATION ${CMAKE_INSTALL_LIBDIR}/python/vekr/_native COMPONENT python)
+  install(FILES include/vekr.h DESTINATION ${VEKR_INSTALL_PYTHONDIR}/vekr/_native COMPONENT python)
+  # What pip and importlib.metadata know of it.
+  set(vekr_python_metadata ${PROJECT_BINARY_DIR}/vekr-${PROJECT_VERSION}.dist-info)
+  configure_file(packaging/python/METADATA.in ${vekr_python_metadata}/METADATA @ONLY)
+  install(DIRECTORY ${vekr_python_metadata} DESTINATION ${VEKR_INSTALL_PYTHONDIR} COMPONENT python)
 endif()
 
 if(PROJECT_IS_TOP_LEVEL)

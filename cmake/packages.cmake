@@ -1,5 +1,6 @@
 # Debian packages by cpack -G DEB: libvekre9 (libraries), libvekr-dev (headers, CMake and pkg-config files), vekr-tools
-# (programs). scripts/deb.sh configures for them, with Debian's folders.
+# (programs), python3-vekr (the Python package, over the libraries of libvekre9). scripts/deb.sh configures for them, with
+# Debian's folders.
 
 set(VEKR_PACKAGER "vekr maintainers <maintainers@vekr.invalid>" CACHE STRING "Maintainer of Debian packages")
 set(VEKR_DEB_VERSION ${PROJECT_VERSION})  # no packager of its own, so no revision
@@ -31,6 +32,11 @@ vekr_package(dev libvekr-dev libdevel "ray tracing and volume resampling (develo
   "${vekr_about}This package holds headers, the CMake package and the pkg-config file.")
 vekr_package(tools vekr-tools graphics "programs that render meshes, resample volumes and project light"
   "${vekr_about}This package holds vekr-render, vekr-volume and vekr-sh-light.")
+if(VEKR_INSTALL_PYTHON)
+  vekr_package(python python3-vekr python "rays, harmonics and volumes on numpy arrays, exact to the last bit"
+    "${vekr_about}This package holds the Python package vekr: numpy in, numpy out.")
+  install(FILES python/README.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/python3-vekr COMPONENT python EXCLUDE_FROM_ALL)
+endif()
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vekr)
@@ -42,6 +48,9 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL runtime dev)
 if(vekr_pages)
   list(APPEND CPACK_COMPONENTS_ALL tools)
+endif()
+if(VEKR_INSTALL_PYTHON)
+  list(APPEND CPACK_COMPONENTS_ALL python)
 endif()
 set(CPACK_COMPONENTS_GROUPING IGNORE)  # a package for each component
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -57,4 +66,12 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/lib)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libvekre9 (= ${VEKR_DEB_VERSION})")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libvekre9 (= ${VEKR_DEB_VERSION})")
+# No machine code in it. Bytecode is made at installation, for the interpreters that are there, and taken away again.
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+  "libvekre9 (= ${VEKR_DEB_VERSION}), python3 (>= 3.9), python3:any, python3-cffi, python3-numpy")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-tqdm, python3-dask, python3-distributed, python3-zarr")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+  ${PROJECT_SOURCE_DIR}/packaging/python/postinst ${PROJECT_SOURCE_DIR}/packaging/python/prerm)
 include(CPack)

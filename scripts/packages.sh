@@ -36,10 +36,13 @@ install_missing() {
 
 build_packages=(g++ cmake ninja-build pkg-config libgomp1)
 docs_packages=(python3-sphinx furo python3-myst-parser python3-breathe doxygen)
-example_packages=(libassimp-dev libcli11-dev libpng-dev libnifti-dev zlib1g-dev)
-test_packages=(clang clang-format clang-tidy libomp-14-dev libclang-rt-14-dev libgtest-dev libbenchmark-dev binutils abigail-tools)
+example_packages=(libassimp-dev libcli11-dev libpng-dev libjpeg-dev libopenexr-dev nlohmann-json3-dev libnifti-dev zlib1g-dev)
+# What lets vekr-volume read and write more than NIfTI: 130 MB with all that it needs, so that only tests ask for it.
+volume_formats_packages=(libinsighttoolkit5-dev)
+test_packages=("${volume_formats_packages[@]}" clang clang-format clang-tidy libomp-14-dev libclang-rt-14-dev libgtest-dev libbenchmark-dev binutils abigail-tools)
 cross_packages=(g++-aarch64-linux-gnu qemu-user googletest)
 demo_data=(assimp-testmodels mricron-data)
 python_demo_packages=(python3-cffi python3-numpy python3-matplotlib)
-python_packages=(python3-cffi python3-numpy python3-setuptools python3-wheel python3-build python3-venv python3-pytest
-  python3-hypothesis mypy python3-matplotlib python3-scipy python3-nibabel python3-tqdm mricron-data)
+python_packages=(pypy3 python3-cffi python3-numpy python3-setuptools python3-wheel python3-build python3-venv python3-pytest
+  python3-hypothesis mypy python3-matplotlib python3-scipy python3-nibabel python3-tqdm mricron-data
+  python3-dask python3-distributed python3-zarr)

@@ -1,8 +1,11 @@
 #!/usr/bin/env bash
 # Runs every check: formatting, clang-tidy, both compilers without warnings, all tests, and all tests again under the sanitizers,
-# the interface against the record of it, and of 64-bit ARM, under emulation, what tells it from x86. Only the packages have a check of their own, scripts/deb.sh.
+# the interface against the record of it, and what tells 64-bit ARM from x86, under emulation. Only the packages have a check of
+# their own, scripts/deb.sh.
 #   scripts/test.sh            everything
 #   scripts/test.sh release    only the named presets (release debug clang asan tsan cross-aarch64), without the other checks
+# Each stage tells its seconds at the end. Long runs have scripts of their own: hashes.sh, fuzz.sh, memory.sh, coverage.sh,
+# mutate.py, load.sh.
 # Debian packages that are missing are named and installed; with --no-install they are only named.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -23,24 +26,30 @@ build() {
   rm -f "$log"
 }
 
+# stage title command...: a title, the command, and the seconds that it took.
+stage() {
+  local title=$1 start=$SECONDS
+  shift
+  echo "== $title"
+  "$@"
+  echo "== $title: $((SECONDS - start)) s, $SECONDS s in all"
+}
+
 # run_preset preset target ctest-arguments...
 run_preset() {
   local preset=$1 target=$2
   shift 2
-  echo "== $preset"
   cmake --preset "$preset" -DVEKR_WERROR=ON >/dev/null
   build --preset "$preset" --target "$target"
   ctest --preset "$preset" -j "$(nproc)" "$@"
 }
 
 check_format() {
-  echo "== format"
   git ls-files '*.h' '*.c' '*.cpp' | xargs clang-format-14 --dry-run -Werror
 }
 
 # The library by itself must need no more than a compiler, CMake and OpenMP.
 check_library_alone() {
-  echo "== library alone"
   cmake --preset release -B build/alone -DBUILD_TESTING=OFF -DVEKR_BUILD_BENCHMARKS=OFF -DVEKR_BUILD_EXAMPLES=OFF >/dev/null
   build build/alone
 }
@@ -48,27 +57,27 @@ check_library_alone() {
 # Emulation is slow, so that these stand for all tests: every lane operation, the estimates, and the hashes of what every
 # function writes in every form.
 check_arm() {
-  command -v aarch64-linux-gnu-g++ qemu-aarch64 >/dev/null || { echo "== cross-aarch64: left out, its packages are missing"; return 0; }
+  command -v aarch64-linux-gnu-g++ qemu-aarch64 >/dev/null || { echo "left out: its packages are missing"; return 0; }
   run_preset cross-aarch64 vekr_arm_tests -L arm
 }
 
 if [ ${#arguments[@]} -gt 0 ]; then
-  for preset in "${arguments[@]}"; do run_preset "$preset" all; done
+  for preset in "${arguments[@]}"; do stage "$preset" run_preset "$preset" all; done
   exit 0
 fi
 
-check_format
-check_library_alone
-echo "== clang-tidy"
-scripts/tidy.sh
-scripts/docs.sh --look
+stage format check_format
+stage "library alone" check_library_alone
+stage clang-tidy scripts/tidy.sh
+stage documentation scripts/docs.sh --look
 # The tests whose threads matter; the other presets run everything.
-run_preset tsan vekr_thread_tests -L threads
-run_preset asan all
-run_preset clang all
-run_preset debug all -E "_test[.]sse41"
-echo "== interface"
-scripts/interface.sh
-run_preset release all
-check_arm
-for library in asan release; do scripts/python.sh "$library"; done
+stage tsan run_preset tsan vekr_thread_tests -L threads
+stage asan run_preset asan all
+stage clang run_preset clang all
+stage debug run_preset debug all -E "_test[.]sse41"
+stage interface scripts/interface.sh
+stage release run_preset release all
+stage cross-aarch64 check_arm
+# The same inputs in the same order: what a change breaks shows, and nobody's change meets what long runs have yet to find.
+VEKR_SEED=1 stage fuzz scripts/fuzz.sh 20s
+for library in asan release; do stage "python, $library" scripts/python.sh "$library"; done

@@ -1,8 +1,6 @@
 #!/usr/bin/env bash
-# Makes build/wheel/dist/vekr-...-py3-none-linux_x86_64.whl, which holds the package and both libraries, and on request a
-# Debian package of the same files.
-#   scripts/wheel.sh          the wheel
-#   scripts/wheel.sh --deb    build/wheel/python3-vekr_..._amd64.deb too
+# Makes build/wheel/dist/vekr-...-py3-none-linux_x86_64.whl, which holds the package and both libraries. (The Debian package
+# python3-vekr, which uses the libraries of libvekre9, is made by scripts/deb.sh with the others.)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
@@ -24,26 +22,3 @@ for library in libvekre9 libvekcore; do
 done
 (cd $stage && /usr/bin/python3 -m build --wheel --no-isolation --outdir ../dist . >../build.log 2>&1) || { cat $top/build.log; exit 1; }
 ls $top/dist/*.whl
-
-if [ "${1:-}" = --deb ]; then
-  root=$top/deb
-  version=6.1-1
-  rm -rf $root
-  mkdir -p $root/DEBIAN $root/usr/lib/python3/dist-packages $root/usr/share/doc/python3-vekr
-  cp -r $stage/vekr $root/usr/lib/python3/dist-packages/
-  cp python/README.md $root/usr/share/doc/python3-vekr/
-  cat >$root/DEBIAN/control <<CONTROL
-Package: python3-vekr
-Version: $version
-Section: python
-Priority: optional
-Architecture: amd64
-Depends: python3 (>= 3.9), python3-cffi-backend, python3-cffi, python3-numpy, libgomp1, libc6
-Suggests: python3-tqdm
-Maintainer: vekr developers <vekr@localhost>
-Description: rays, spherical harmonics and volumes, the same to the last bit on every run
- Resampling and filtering of volumes, ray intersection with triangle meshes, and real
- spherical harmonics, on numpy arrays. Results are the same on every run and thread count.
-CONTROL
-  dpkg-deb --root-owner-group --build $root $top/python3-vekr_${version}_amd64.deb
-fi

@@ -105,7 +105,7 @@ def rays():
     blocks = PlainBlocks(scene, origin, directions)
     points = scene.points(scene.intersect(origin, directions), 0.9995)
     light = np.array([2, 4, 1], np.float32)
-    segments = _rays.vector_planes((PIXELS, PIXELS))
+    segments, _ = _rays.vector_planes((PIXELS, PIXELS))
     segments[...] = points - light
     shadows = PlainBlocks(scene, light, segments)
     yield "eye rays of a camera", blocks.eye, lambda: scene.intersect(origin, directions)

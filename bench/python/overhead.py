@@ -7,6 +7,8 @@ import numpy as np
 import vekr
 from vekr import volume as vol
 
+RUN = 100  # calls in a row, as in a loop of a program
+
 
 def main():
     vekr.set_threads(1)
@@ -39,10 +41,10 @@ def main():
     repeated = []
     for call in calls.values():
         call()
-        repeated.append(lambda call=call: [call() for _ in range(10)])
+        repeated.append(lambda call=call: [call() for _ in range(RUN)])
     print(timing.machine())
-    for name, best in zip(calls, timing.best(repeated, 400)):
-        print(f"{name:36} {best / 10 * 1e6:7.1f} us")
+    for name, best in zip(calls, timing.best(repeated, 60)):
+        print(f"{name:36} {best / RUN * 1e6:7.1f} us")
 
 
 if __name__ == "__main__":

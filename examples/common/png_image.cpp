@@ -18,6 +18,16 @@ constexpr uint64_t kMostPixels = uint64_t{1} << 27;
 
 uint32_t formatOf(int channels) { return channels == 1 ? PNG_FORMAT_GRAY : PNG_FORMAT_RGB; }
 
+// What the PNG library is told of a picture to write.
+png_image descriptionOf(const Image &image) {
+  png_image png{};
+  png.version = PNG_IMAGE_VERSION;
+  png.width = static_cast<uint32_t>(image.width());
+  png.height = static_cast<uint32_t>(image.height());
+  png.format = formatOf(image.channels());
+  return png;
+}
+
 // Encodes into an open file. Null on success, else the reason; the file is closed in any case.
 const char *encode(FILE *file, png_image &png, const uint8_t *bytes) {
   const bool encoded = png_image_write_to_stdio(&png, file, 0, bytes, 0, nullptr) != 0;
@@ -31,12 +41,15 @@ const char *encode(FILE *file, png_image &png, const uint8_t *bytes) {
 void Image::write(OutputFile &output) const {
   FILE *file = std::fopen(output.create().c_str(), "wb");
   if (file == nullptr) output.fail(std::strerror(errno));
-  png_image png{};
-  png.version = PNG_IMAGE_VERSION;
-  png.width = static_cast<uint32_t>(width_);
-  png.height = static_cast<uint32_t>(height_);
-  png.format = formatOf(channels_);
+  png_image png = descriptionOf(*this);
   if (const char *reason = encode(file, png, bytes_.data()); reason != nullptr) output.fail(reason);
+}
+
+void Image::writeTo(FILE *file, const std::string &name) const {
+  png_image png = descriptionOf(*this);
+  if (png_image_write_to_stdio(&png, file, 0, bytes_.data(), 0, nullptr) == 0) {
+    throw std::runtime_error("cannot write '" + name + "': " + png.message);
+  }
 }
 
 Image Image::read(const std::string &path, int channels) {

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,9 @@ class Image {
 
   // Writes a PNG; the caller commits it. Throws std::runtime_error, with one line that names the file and the reason.
   void write(OutputFile &output) const;
+
+  // Writes a PNG into a file that is open, and stays so. Throws std::runtime_error, with one line that calls it `name`.
+  void writeTo(FILE *file, const std::string &name) const;
 
   // Reads a PNG of any kind and converts it to `channels`; transparent parts are laid over black. Throws
   // std::runtime_error, with one line that names the file and the reason.

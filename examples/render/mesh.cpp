@@ -54,7 +54,7 @@ Mesh makeKnot() {
   return mesh;
 }
 
-void placeOnFloor(Mesh &mesh, float radius, bool floor) {
+Placement placeOnFloor(Mesh &mesh, float radius, const Floor &floor) {
   double low[3] = {1e300, 1e300, 1e300}, high[3] = {-1e300, -1e300, -1e300};
   for (size_t i = 0; i < mesh.vertices.size(); ++i) {
     low[i % 3] = std::min<double>(low[i % 3], mesh.vertices[i]);
@@ -62,14 +62,15 @@ void placeOnFloor(Mesh &mesh, float radius, bool floor) {
   }
   const double diagonal = std::hypot(high[0] - low[0], high[1] - low[1], high[2] - low[2]);
   const double scale = diagonal > 0 ? 2 * radius / diagonal : 1;
-  const double move[3] = {(low[0] + high[0]) / 2, low[1], (low[2] + high[2]) / 2};
+  const Point move = {(low[0] + high[0]) / 2, low[1], (low[2] + high[2]) / 2};
   for (size_t i = 0; i < mesh.vertices.size(); ++i) {
     mesh.vertices[i] = static_cast<float>((mesh.vertices[i] - move[i % 3]) * scale);
   }
-  if (!floor) return;
+  if (!floor.wanted) return {move, scale};
   const int32_t first = mesh.vertexCount();
   const auto grey = static_cast<int32_t>(mesh.colours.size() / 3);
-  mesh.colours.insert(mesh.colours.end(), {0.55f, 0.55f, 0.52f});
+  mesh.colours.insert(mesh.colours.end(), floor.colour.begin(), floor.colour.end());
+  if (!mesh.materialTextures.empty()) mesh.materialTextures.push_back(-1);
   const float reach = 12 * radius, y = -0.002f * radius;
   for (const float x : {-reach, reach}) {
     for (const float z : {-reach, reach}) {
@@ -77,6 +78,9 @@ void placeOnFloor(Mesh &mesh, float radius, bool floor) {
       mesh.normals.insert(mesh.normals.end(), {0.0f, 1.0f, 0.0f});
     }
   }
+  if (!mesh.vertexColours.empty()) mesh.vertexColours.resize(mesh.vertices.size(), 1.0f);
+  if (!mesh.textureCoordinates.empty()) mesh.textureCoordinates.resize(mesh.vertices.size() / 3 * 2, 0.0f);
   mesh.addTriangle(first, first + 1, first + 2, grey);
   mesh.addTriangle(first + 1, first + 3, first + 2, grey);
+  return {move, scale};
 }

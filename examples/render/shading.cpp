@@ -8,25 +8,19 @@ namespace {
 
 constexpr float kFar = std::numeric_limits<float>::max();
 constexpr float kInFront =
-    0.9999f;                      // points lie this far along their rays, so that they don't shade themselves
-constexpr float kMirror = 0.18f;  // share of light that a surface mirrors
+    0.9999f;  // points lie this far along their rays, so that they don't shade themselves
 constexpr VekrBlockSize kBlock = {kBlockSide, kBlockSide};
-
-// A clear sky: white at the horizon, blue above, ground colour below.
-void skyColour(float x, float y, float z, float *rgb) {
-  const float up = y / std::max(std::sqrt(x * x + y * y + z * z), 1e-20f);
-  const float t = std::sqrt(std::clamp(up, 0.0f, 1.0f));
-  constexpr float kHorizon[3] = {0.80f, 0.84f, 0.88f}, kZenith[3] = {0.22f, 0.40f, 0.72f};
-  for (int c = 0; c < 3; ++c) rgb[c] = kHorizon[c] + t * (kZenith[c] - kHorizon[c]);
-}
 
 }  // namespace
 
-BlockRenderer::BlockRenderer(const Scene &scene, const Camera &camera, const std::vector<Light> &lights,
-                             const ShadingOptions &options)
-    : scene_(scene), camera_(camera), lights_(lights), options_(options) {
+BlockRenderer::BlockRenderer(const World &world, const Camera &camera, const ShadingOptions &options)
+    : world_(world),
+      camera_(camera),
+      options_(options),
+      sampleSize_(std::hypot(camera.stepX[0], camera.stepX[1], camera.stepX[2])) {
   const auto layers = static_cast<size_t>(std::max(options.layers, 1));
-  for (auto *plane : {&dot_, &lightDot_, &lightDistance_, &throughput_, &factor_, &reflectivity_}) {
+  for (auto *plane : {&dot_, &lightDot_, &lightDistance_, &throughput_, &factor_, &reflectivity_, &travelled_,
+                      &groupDot_, &reached_, &possible_}) {
     plane->resize(kBlockRays);
   }
   distances_.resize(kBlockRays * layers);
@@ -34,6 +28,14 @@ BlockRenderer::BlockRenderer(const Scene &scene, const Camera &camera, const std
   triangles_.resize(kBlockRays * layers);
   mask_.resize(kBlockRays);
   occluders_.resize(kBlockRays);
+  groupTriangles_.resize(kBlockRays);
+  for (int group = 0; group < kGroups; ++group) {
+    for (int i = 0; i < kGroupRays; ++i) {
+      const int x = i % kGroupSide * kGroupStep + group % kGroupStep;
+      const int y = i / kGroupSide * kGroupStep + group / kGroupStep;
+      place_.push_back(y * kBlockSide + x);
+    }
+  }
 }
 
 void BlockRenderer::render(int32_t x, int32_t y) {
@@ -49,8 +51,9 @@ void BlockRenderer::render(int32_t x, int32_t y) {
   }
   float *const hits[2] = {weights_.data(), weights_.data() + kBlockRays};
   vekrIntersectEyeSO_32f(camera_.eye, directions_.planes(), distances_.data(), hits, triangles_.data(),
-                         scene_.view(), kBlock);
+                         world_.scene.view(), kBlock);
   addSky();
+  travelled_.assign(distances_.begin(), distances_.begin() + kBlockRays);
   vekrHitPoint3DEpsS0_32f_M(camera_.eye, directions_.planes(), distances_.data(), triangles_.data(),
                             points_.planes(), kBlockRays, kInFront);
   shade();
@@ -59,9 +62,10 @@ void BlockRenderer::render(int32_t x, int32_t y) {
 
 // Light and surroundings of the points that the last rays have hit.
 void BlockRenderer::shade() {
-  const Mesh &mesh = scene_.mesh();
+  const Mesh &mesh = world_.scene.mesh();
   if (options_.flat) {
-    vekrSurfFlatNormal_32f(scene_.triangleNormals().data(), triangles_.data(), normals_.planes(), kBlockRays);
+    vekrSurfFlatNormal_32f(world_.scene.triangleNormals().data(), triangles_.data(), normals_.planes(),
+                           kBlockRays);
   } else {
     const float *const hits[2] = {weights_.data(), weights_.data() + kBlockRays};
     vekrSurfSmoothNormal_32f(mesh.normals.data(), mesh.indices.data(), triangles_.data(), hits,
@@ -70,27 +74,63 @@ void BlockRenderer::shade() {
   vekrDotChangeNorm_32f_IM(directions_.planes(), triangles_.data(), normals_.planes(), dot_.data(),
                            kBlockRays);
 
-  for (int i = 0; i < kBlockRays; ++i) {
-    const int32_t triangle = triangles_[i];
-    if (triangle < 0) continue;
-    const float *colour = &mesh.colours[3 * static_cast<size_t>(mesh.material[triangle])];
-    for (int c = 0; c < 3; ++c) albedo_[c][i] = colour[c];
-    // What comes from all around, more of it from above.
-    factor_[i] = throughput_[i] * (0.6f + 0.4f * normals_[1][i]);
+  findColours();
+  const bool soft = !world_.lightSamples.empty();
+  addSurroundings();
+  if (soft) splitIntoGroups(normals_, dot_);
+  for (size_t i = 0; i < world_.lights.size(); ++i) {
+    soft ? addSoftLight(world_.lights[i], world_.lightSamples[i]) : addPointLight(world_.lights[i]);
   }
-  constexpr float kAmbient[3] = {0.20f, 0.22f, 0.26f};
-  vekrAddMulMul_32f_AC1P3IM(kAmbient, factor_.data(), albedo_.planes(), triangles_.data(), colour_.planes(),
-                            kBlockRays);
-  for (const Light &light : lights_) addLight(light);
 }
 
-void BlockRenderer::addLight(const Light &light) {
+void BlockRenderer::findColours() {
+  const Mesh &mesh = world_.scene.mesh();
+  if (world_.surface.isPlain()) {
+    for (int i = 0; i < kBlockRays; ++i) {
+      if (triangles_[i] < 0) continue;
+      const float *colour = &mesh.colours[3 * static_cast<size_t>(mesh.material[triangles_[i]])];
+      for (int c = 0; c < 3; ++c) albedo_[c][i] = colour[c];
+    }
+    return;
+  }
+  for (int i = 0; i < kBlockRays; ++i) {
+    if (triangles_[i] < 0) continue;
+    // A surface that is seen from the side is covered in one direction only: the root is the mean of both.
+    const float slant = std::sqrt(std::max(std::abs(dot_[i]), 0.01f));
+    float colour[3];
+    world_.surface.colour(triangles_[i], weights_[i], weights_[kBlockRays + i],
+                          travelled_[i] * sampleSize_ / slant, colour);
+    for (int c = 0; c < 3; ++c) albedo_[c][i] = colour[c];
+  }
+}
+
+// Light from everywhere, as much of it as nothing hides.
+void BlockRenderer::addSurroundings() {
+  std::copy(throughput_.begin(), throughput_.end(), factor_.begin());
+  if (!world_.dome.empty()) findHidden();
+  Rgb scale = {1, 1, 1};
+  Vector3Plane *colours = &albedo_;
+  if (world_.environment.hasPanorama()) {
+    world_.environment.sentBack(normals_.planes(), surroundings_.planes(), work_.planes(), kBlockRays);
+    for (int c = 0; c < 3; ++c) {
+      for (int i = 0; i < kBlockRays; ++i) surroundings_[c][i] *= albedo_[c][i];
+    }
+    colours = &surroundings_;
+  } else {
+    scale = world_.environment.plainLight();
+    for (int i = 0; i < kBlockRays; ++i) factor_[i] *= 0.6f + 0.4f * normals_[1][i];  // more of it from above
+  }
+  vekrAddMulMul_32f_AC1P3IM(scale.data(), factor_.data(), colours->planes(), triangles_.data(),
+                            colour_.planes(), kBlockRays);
+}
+
+void BlockRenderer::addPointLight(const Light &light) {
   std::copy_n(triangles_.begin(), kBlockRays, mask_.begin());
   vekrCastShadowSO_32f(light.position, dot_.data(), normals_.planes(), points_.planes(), mask_.data(),
                        lightDot_.data(), shadowDirections_.planes(), kBlockRays);
   counts_.shadow += std::count_if(mask_.begin(), mask_.end(), [](int32_t m) { return m >= 0; });
   vekrIntersectAnySO_32f(light.position, shadowDirections_.planes(), occluders_.data(), mask_.data(), kBlock,
-                         scene_.view());
+                         world_.scene.view());
   vekrDistAttenuationSO_32f_M(light.position, points_.planes(), mask_.data(), lightDistance_.data(),
                               kBlockRays);
   vekrDiv_32f_C1IM(lightDistance_.data(), mask_.data(), lightDot_.data(), kBlockRays);  // now a cosine
@@ -104,7 +144,7 @@ void BlockRenderer::addSky() {
   for (int i = 0; i < kBlockRays; ++i) {
     if (triangles_[i] >= 0 || throughput_[i] == 0.0f) continue;
     float sky[3];
-    skyColour(directions_[0][i], directions_[1][i], directions_[2][i], sky);
+    world_.environment.seen(directions_[0][i], directions_[1][i], directions_[2][i], sky);
     for (int c = 0; c < 3; ++c) colour_[c][i] += throughput_[i] * sky[c];
   }
 }
@@ -113,15 +153,16 @@ void BlockRenderer::addSky() {
 void BlockRenderer::bounce() {
   vekrCastReflectionRay_32f(directions_.planes(), triangles_.data(), normals_.planes(), reflected_.planes(),
                             kBlockRays);
-  std::fill(reflectivity_.begin(), reflectivity_.end(), kMirror);
+  std::fill(reflectivity_.begin(), reflectivity_.end(), options_.mirror);
   vekrMul_32f_C1IM(reflectivity_.data(), triangles_.data(), throughput_.data(), kBlockRays);
   for (int c = 0; c < 3; ++c) std::copy_n(reflected_[c], kBlockRays, directions_[c]);
   for (int i = 0; i < kBlockRays; ++i) distances_[i] = triangles_[i] < 0 ? 0.0f : kFar;
   counts_.reflection += std::count_if(triangles_.begin(), triangles_.end(), [](int32_t t) { return t >= 0; });
   float *const hits[2] = {weights_.data(), weights_.data() + kBlockRays};
   vekrIntersectMO_32f(points_.planes(), directions_.planes(), distances_.data(), hits, triangles_.data(),
-                      scene_.view(), kBlock);
+                      world_.scene.view(), kBlock);
   addSky();
+  for (int i = 0; i < kBlockRays; ++i) travelled_[i] += distances_[i];
   vekrHitPoint3DEpsM0_32f_M(points_.planes(), directions_.planes(), distances_.data(), triangles_.data(),
                             points_.planes(), kBlockRays, kInFront);
   shade();
@@ -132,7 +173,7 @@ void BlockRenderer::xray() {
   const auto plane = static_cast<size_t>(options_.layers) * kBlockRays;
   float *const hits[2] = {weights_.data(), weights_.data() + plane};
   vekrIntersectMultipleSO_32f(camera_.eye, directions_.planes(), distances_.data(), hits, triangles_.data(),
-                              scene_.view(), {kBlockSide, kBlockSide, options_.layers});
+                              world_.scene.view(), {kBlockSide, kBlockSide, options_.layers});
   for (int i = 0; i < kBlockRays; ++i) {
     int passed = 0;
     while (passed < options_.layers && triangles_[static_cast<size_t>(passed) * kBlockRays + i] >= 0)

@@ -192,13 +192,13 @@ void drawRow(Band &band, const Camera &camera, int bands, int l, int row, int ti
 
 }  // namespace
 
-vekr_example::Image drawBasis(int bands, int tileSize, int threads) {
+vekr_example::Image drawBasis(int bands, int tileSize, int threads, bool showProgress) {
   vekr_example::Image image((2 * bands - 1) * tileSize, bands * tileSize, 3);
   std::fill_n(image.data(), 3 * static_cast<size_t>(image.width()) * static_cast<size_t>(image.height()),
               uint8_t{255});
   const Camera camera;
   const int rows = bands * tileSize;
-  vekr_example::Progress progress("drawing", rows);
+  vekr_example::Progress progress("drawing", rows, showProgress);
   std::atomic<int> next = 0;
   vekr_example::onThreads(vekr_example::threadsOrProcessors(threads), [&] {
     for (int number; (number = next++) < rows; progress.step()) {

@@ -1,15 +1,11 @@
 // vekr-volume filter: smooths, sharpens or differentiates a volume by a kernel of integers.
 #include <algorithm>
 #include <atomic>
-#include <climits>
 #include <cmath>
-#include <cstdio>
-#include <memory>
+#include <stdexcept>
 
 #include "commands.h"
 #include "filter_kernel.h"
-#include "options.h"
-#include "standard_streams.h"
 #include "team.h"
 #include "vekcore.h"
 
@@ -30,42 +26,45 @@ int32_t reflected(int32_t i, int32_t length) {
 
 using Border = int32_t (*)(int32_t, int32_t);
 
-// Voxels as the library filters them.
-Volume as16s(const Volume &volume) {
-  Volume result(VoxelType::s16, volume.size, volume.header.get());
-  int16_t *const to = result.data<int16_t>();
+// Voxels as the library filters them. Returns whether some had to be rounded.
+bool convertTo16s(const Volume &volume, Volume &result) {
   bool rounded = false;
+  const int32_t width = volume.size().width, height = volume.size().height, depth = volume.size().depth;
   withVoxelType(volume.type, [&]<class T>() {
-    const T *const from = volume.data<T>();
-    for (size_t i = 0; i < volume.count(); ++i) {
-      const float value = std::nearbyint(static_cast<float>(from[i]));
-      if (!(value >= -32768 && value <= 32767)) {
-        throw std::runtime_error("a voxel doesn't fit into signed 16 bits, and the filter knows no others");
+    for (int32_t z = 0; z < depth; ++z) {
+      for (int32_t y = 0; y < height; ++y) {
+        const T *const from = volume.row<T>(y, z);
+        int16_t *const to = result.row<int16_t>(y, z);
+        for (int32_t x = 0; x < width; ++x) {
+          const float value = std::nearbyint(static_cast<float>(from[x]));
+          if (!(value >= -32768 && value <= 32767)) {
+            throw std::runtime_error(
+                "a voxel doesn't fit into signed 16 bits, and the filter knows no others");
+          }
+          rounded = rounded || value != static_cast<float>(from[x]);
+          to[x] = static_cast<int16_t>(value);
+        }
       }
-      rounded = rounded || value != static_cast<float>(from[i]);
-      to[i] = static_cast<int16_t>(value);
     }
   });
-  if (rounded) std::fprintf(stderr, "note: voxels are rounded to integers of 16 bits\n");
-  return result;
+  return rounded;
 }
 
 // A volume with the margin that a kernel reaches for.
 class Padded {
  public:
   Padded(const Volume &volume, const FilterKernel &kernel, Border border)
-      : width_(volume.size.width + kernel.size.width - 1),
+      : width_(volume.size().width + kernel.size.width - 1),
         before_{kernel.size.width - 1 - kernel.anchor().x, kernel.size.height - 1 - kernel.anchor().y,
                 kernel.size.depth - 1 - kernel.anchor().z} {
-    const auto [width, height, depth] = volume.size;
+    const auto [width, height, depth] = volume.size();
     const int32_t rows = height + kernel.size.height - 1, planes = depth + kernel.size.depth - 1;
     planeVoxels_ = static_cast<size_t>(width_) * static_cast<size_t>(rows);
     voxels_.reserve(planeVoxels_ * static_cast<size_t>(planes));
     for (int32_t z = 0; z < planes; ++z) {
       for (int32_t y = 0; y < rows; ++y) {
-        const auto row = static_cast<size_t>(border(z - before_.z, depth)) * static_cast<size_t>(height) +
-                         static_cast<size_t>(border(y - before_.y, height));
-        const int16_t *const from = volume.data<int16_t>() + row * static_cast<size_t>(width);
+        const int16_t *const from =
+            volume.row<int16_t>(border(y - before_.y, height), border(z - before_.z, depth));
         for (int32_t x = 0; x < width_; ++x) voxels_.push_back(from[border(x - before_.x, width)]);
       }
     }
@@ -91,95 +90,69 @@ class Padded {
   std::vector<int16_t> voxels_;
 };
 
-struct FilterCommand {
-  FileOptions files;
-  std::string kernelName = "gaussian:3", border = "replicate";
-  int32_t divisor = 0;
+// Planes z to z + count - 1, on the calling thread.
+VekStatus filterPlanes(const Padded &src, Volume &dst, const FilterKernel &kernel, int32_t z, int32_t count) {
+  const int32_t width = dst.size().width, strip = stripWidth(kernel);
+  auto to = dst.planes<int16_t>();
+  for (int32_t x = 0, now = width; x < width; x += now) {
+    now = width - x;
+    // Strips of 16 leave a last one of up to 31: the fast form takes no narrower ones.
+    if (strip != 0 && now >= 2 * strip) now = strip;
+    if (strip == 15) now = std::min(now, strip);
+    const VekrVolumeSize size = {now, dst.size().height, count};
+    int32_t bytes = 0;
+    if (const VekStatus status = vekrFilterGetBufSize(size, kernel.size, 1, &bytes); status != vekOk)
+      return status;
+    std::vector<uint8_t> buffer(static_cast<size_t>(bytes));
+    const auto from = src.planesAt(x);
+    std::vector<int16_t *> toStrip;
+    for (int32_t k = z; k < z + count; ++k) toStrip.push_back(to[static_cast<size_t>(k)] + x);
+    const VekStatus status = vekrFilter_16s_C1PV(from.data() + src.planesBefore() + z, src.step(),
+                                                 toStrip.data(), dst.step(), size, kernel.taps.data(),
+                                                 kernel.size, kernel.anchor(), kernel.divisor, buffer.data());
+    if (status != vekOk) return status;
+  }
+  return vekOk;
+}
 
-  // Planes z to z + count - 1, on the calling thread.
-  static VekStatus filterPlanes(const Padded &src, Volume &dst, const FilterKernel &kernel, int32_t z,
-                                int32_t count) {
-    const int32_t width = dst.size.width, strip = stripWidth(kernel);
-    auto to = dst.planes<int16_t>();
-    for (int32_t x = 0, now = width; x < width; x += now) {
-      now = width - x;
-      // Strips of 16 leave a last one of up to 31: the fast form takes no narrower ones.
-      if (strip != 0 && now >= 2 * strip) now = strip;
-      if (strip == 15) now = std::min(now, strip);
-      const VekrVolumeSize size = {now, dst.size.height, count};
-      int32_t bytes = 0;
-      if (const VekStatus status = vekrFilterGetBufSize(size, kernel.size, 1, &bytes); status != vekOk)
-        return status;
-      std::vector<uint8_t> buffer(static_cast<size_t>(bytes));
-      const auto from = src.planesAt(x);
-      std::vector<int16_t *> toStrip;
-      for (int32_t k = z; k < z + count; ++k) toStrip.push_back(to[static_cast<size_t>(k)] + x);
-      const VekStatus status = vekrFilter_16s_C1PV(
-          from.data() + src.planesBefore() + z, src.step(), toStrip.data(), dst.step(), size,
-          kernel.taps.data(), kernel.size, kernel.anchor(), kernel.divisor, buffer.data());
-      if (status != vekOk) return status;
+// The filter itself starts no threads: planes are shared out here.
+VekStatus filterOnThreads(const Padded &src, Volume &dst, const FilterKernel &kernel, int32_t z,
+                          int32_t count) {
+  const int32_t shares = std::min(std::max(ownGetNumThreads(), 1), count);
+  std::atomic<int32_t> next = 0;
+  std::atomic<VekStatus> bad = vekOk;
+  onThreads(shares, [&] {
+    for (int32_t t; (t = next++) < shares;) {
+      const int32_t first = z + count * t / shares, end = z + count * (t + 1) / shares;
+      const VekStatus status = filterPlanes(src, dst, kernel, first, end - first);
+      if (status != vekOk) bad = status;
     }
-    return vekOk;
-  }
-
-  // The filter itself starts no threads: planes are shared out here.
-  static VekStatus filterOnThreads(const Padded &src, Volume &dst, const FilterKernel &kernel, int32_t z,
-                                   int32_t count) {
-    const int32_t shares = std::min(std::max(ownGetNumThreads(), 1), count);
-    std::atomic<int32_t> next = 0;
-    std::atomic<VekStatus> bad = vekOk;
-    onThreads(shares, [&] {
-      for (int32_t t; (t = next++) < shares;) {
-        const int32_t first = z + count * t / shares, end = z + count * (t + 1) / shares;
-        const VekStatus status = filterPlanes(src, dst, kernel, first, end - first);
-        if (status != vekOk) bad = status;
-      }
-    });
-    return bad;
-  }
-
-  void run() {
-    FilterKernel kernel = kernelNamed(kernelName);
-    if (divisor != 0) kernel.divisor = divisor;
-    const Volume given = files.read(Keep16s::yes);
-    const Volume src = as16s(given);
-    Volume dst(VoxelType::s16, src.size, src.header.get());
-    const Padded padded(src, kernel, border == "reflect" ? reflected : replicated);
-    Stopwatch stopwatch;
-    {
-      forPlaneRuns("filter", dst.size.depth, [&](int32_t z, int32_t planes) {
-        check(stopwatch.time([&] { return filterOnThreads(padded, dst, kernel, z, planes); }));
-      });
-    }
-    stopwatch.report(dst, "filter, " + kernelName + " / " + std::to_string(kernel.divisor));
-    files.write(src, dst);
-  }
-};
+  });
+  return bad;
+}
 
 }  // namespace
 
-void addFilterCommand(CLI::App &app) {
-  auto options = std::make_shared<FilterCommand>();
-  CLI::App &command = *app.add_subcommand(
-      "filter", "Smooths, sharpens or differentiates a volume; the result is of type 16s");
-  options->files.addTo(command);
-  command.add_option("--kernel", options->kernelName,
-                     "gaussian:SIZE (gaussian:3 by default), box:SIZE, sharpen, sobel-x, or a text file: "
-                     "width, height, depth, "
-                     "then the taps, integers, x fastest");
-  const CLI::Option *const given = command.add_option(
-      "--divisor", options->divisor,
-      "What the sums are divided by; by default the kernel's own, of a file the sum of its taps "
-      "if that is positive");
-  command
-      .add_option("--border", options->border,
-                  "replicate (default) or reflect: what stands beyond the volume's border")
-      ->check(CLI::IsMember({"replicate", "reflect"}));
-  command.callback([options, given] {
-    const bool none = options->divisor == 0 || options->divisor == INT_MIN;  // in whatever way they are spelt
-    if (!given->empty() && none)
-      throw UsageError("--divisor must not be " + std::to_string(options->divisor));
-    options->run();
+void FilterCommand::run() const {
+  FilterKernel taps = kernelNamed(kernel);
+  if (divisor != 0) taps.divisor = divisor;
+  Job job(files);
+  job.refuseLabels("a filter");
+  job.result.type = VoxelType::s16;
+  bool told = false;
+  const std::string what = "filter, " + kernel + " / " + std::to_string(taps.divisor);
+  job.run(what, Hold16s::asTheyAre, [&](Volume &given, Volume &dst) {
+    Volume src(VoxelType::s16, given.grid);
+    if (convertTo16s(given, src) && !told) {
+      note("voxels are rounded to integers of 16 bits");
+      told = true;
+    }
+    const Padded padded(src, taps, border == "reflect" ? reflected : replicated);
+    for (int32_t z = 0; z < dst.size().depth; z += kPlanesAtOnce) {
+      const int32_t planes = std::min(kPlanesAtOnce, dst.size().depth - z);
+      check(job.stopwatch().time([&] { return filterOnThreads(padded, dst, taps, z, planes); }));
+      job.done(planes);
+    }
   });
 }
 

@@ -53,14 +53,17 @@ void judgeSides(const nifti_1_header &header, const std::string &path) {
   const int dimensions = header.dim[0];
   if (dimensions < 1 || dimensions > 7)
     fail(path, "its header is damaged: it has " + std::to_string(dimensions) + " dimensions");
+  double voxels = 1;
   for (int axis = 1; axis <= dimensions; ++axis) {
     const int side = header.dim[axis];
     if (side < 1) {
       fail(path, "its header is damaged: axis " + std::to_string(axis) + " has " + std::to_string(side) +
                      " voxels");
     }
-    if (axis > 3 && side > 1) fail(path, "has " + std::to_string(dimensions) + " dimensions; volumes have 3");
+    voxels *= side;
   }
+  constexpr double kMost = 1e12;  // counts of 64 bits would wrap around
+  if (voxels > kMost) fail(path, "is truncated or damaged: no file holds so many voxels");
 }
 
 void judgeType(const nifti_1_header &header, const std::string &path) {

@@ -14,8 +14,8 @@ struct HeaderMends {
   bool sform = false;        // not finite, or singular: left out
 };
 
-// Reads the header and judges it. Throws std::runtime_error with one line if it can't be used: not of NIfTI-1, more than three
-// dimensions, a side below 1, a type that disagrees with its bits, voxels at no place of the file.
+// Reads the header and judges it. Throws std::runtime_error with one line if it can't be used: not of NIfTI-1, a side
+// below 1, a type that disagrees with its bits, voxels at no place of the file.
 HeaderMends judgeHeader(const std::string &path);
 
 // Does to a header that libnifti has read what judgeHeader() has announced.

@@ -1,15 +1,13 @@
-// A volume in memory, with the header that it came with.
+// A volume in memory: voxels, and where they lie.
 #pragma once
 
-#include <nifti1_io.h>
-
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <stdexcept>
-#include <string>
 #include <vector>
 
+#include "affine.h"
 #include "vekr.h"
 
 namespace vekr_example {
@@ -40,52 +38,89 @@ void withVoxelType(VoxelType type, const Body &body) {
   }
 }
 
-struct HeaderDelete {
-  void operator()(nifti_image *header) const { nifti_image_free(header); }
-};
-using Header = std::unique_ptr<nifti_image, HeaderDelete>;
-
-// Dense: x fastest, then y, then z.
-struct Volume {
-  VoxelType type;
+// Voxels of a box, and the map from their coordinates to millimetres: x to the right, y to the front, z upwards.
+struct Grid {
   VekrVolumeSize size;
-  std::vector<std::byte> voxels;
-  Header header;  // without its data; its sizes and type are brought in line when the volume is written
+  Affine toWorld;
 
-  Volume(VoxelType voxelType, VekrVolumeSize volumeSize, const nifti_image *like)
+  Point spacing() const {
+    Point mm;
+    for (size_t k = 0; k < 3; ++k) mm[k] = std::hypot(toWorld.at(0, k), toWorld.at(1, k), toWorld.at(2, k));
+    return mm;
+  }
+  std::array<int32_t, 3> sides() const { return {size.width, size.height, size.depth}; }
+};
+
+// x fastest, then y, then z. Sources have a margin around each plane, in which the outermost voxels are repeated: the
+// library can then sample up to the outer edges of the outermost voxels, and treats all of them alike.
+class Volume {
+ public:
+  static constexpr int32_t kMargin = 2;
+
+  Volume(VoxelType voxelType, const Grid &where, int32_t marginVoxels = 0)
       : type(voxelType),
-        size(volumeSize),
-        voxels(static_cast<size_t>(volumeSize.width) * static_cast<size_t>(volumeSize.height) *
-               static_cast<size_t>(volumeSize.depth) * static_cast<size_t>(bytesOf(voxelType))),
-        header(nifti_copy_nim_info(like)) {
-    if (header == nullptr) throw std::runtime_error("no memory for a header");
-  }
+        grid(where),
+        margin(marginVoxels),
+        voxels_(static_cast<size_t>(rowVoxels()) * static_cast<size_t>(grid.size.height + 2 * margin) *
+                static_cast<size_t>(grid.size.depth) * static_cast<size_t>(bytesOf(type))) {}
 
-  int32_t step() const { return size.width * bytesOf(type); }
-  size_t count() const { return voxels.size() / static_cast<size_t>(bytesOf(type)); }
+  VoxelType type;
+  Grid grid;
+  int32_t margin;
+  bool biased = false;  // 16u voxels are those of a 16s volume, and 32768 more
+
+  const VekrVolumeSize &size() const { return grid.size; }
+  size_t count() const {
+    return static_cast<size_t>(size().width) * static_cast<size_t>(size().height) *
+           static_cast<size_t>(size().depth);
+  }
+  int32_t rowVoxels() const { return grid.size.width + 2 * margin; }
+  int32_t step() const { return rowVoxels() * bytesOf(type); }
 
   template <class T>
-  T *data() {
-    return reinterpret_cast<T *>(voxels.data());
+  T *row(int32_t y, int32_t z) {
+    return reinterpret_cast<T *>(voxels_.data()) + rowOffset(y, z);
   }
   template <class T>
-  const T *data() const {
-    return reinterpret_cast<const T *>(voxels.data());
+  const T *row(int32_t y, int32_t z) const {
+    return reinterpret_cast<const T *>(voxels_.data()) + rowOffset(y, z);
   }
 
-  // The list that the library takes. T may be const.
+  // The list that the library takes, of voxels (0, 0, z). T may be const.
   template <class T>
   std::vector<T *> planes() {
     std::vector<T *> list;
-    for (int32_t z = 0; z < size.depth; ++z) {
-      list.push_back(data<T>() + static_cast<size_t>(z) * static_cast<size_t>(size.width) *
-                                     static_cast<size_t>(size.height));
-    }
+    for (int32_t z = 0; z < size().depth; ++z) list.push_back(row<T>(0, z));
     return list;
   }
+  // The same with the margin on all sides: before the first plane and behind the last one these are repeated.
+  template <class T>
+  std::vector<const T *> planesWithMargin() const {
+    std::vector<const T *> list;
+    for (int32_t z = -margin; z < size().depth + margin; ++z)
+      list.push_back(row<T>(-margin, std::clamp(z, 0, size().depth - 1)) - margin);
+    return list;
+  }
+  VekrVolumeSize sizeWithMargin() const {
+    return {size().width + 2 * margin, size().height + 2 * margin, size().depth + 2 * margin};
+  }
 
-  // Voxel coordinates to millimetres, as the header has it.
-  mat44 toWorld() const { return header->sform_code > 0 ? header->sto_xyz : header->qto_xyz; }
+  void fill(double value);
+  void fillRow(int32_t y, int32_t z, int32_t from, int32_t end, double value);
+  // Repeats the outermost voxels of plane z in its margin.
+  void fillMargin(int32_t z);
+  // As a number, without the bias.
+  double valueAt(const std::array<int32_t, 3> &at) const;
+
+ private:
+  std::ptrdiff_t rowOffset(int32_t y, int32_t z) const {
+    const std::ptrdiff_t rows = std::ptrdiff_t(z) * (grid.size.height + 2 * margin) + y + margin;
+    return rows * rowVoxels() + margin;
+  }
+
+  std::vector<std::byte> voxels_;
 };
+
+constexpr double kBias = 32768;  // of biased voxels
 
 }  // namespace vekr_example

@@ -57,6 +57,7 @@ raw: Any = _open()
 _VOID, _INTEGER, _BYTES = ffi.typeof("void *"), ffi.typeof("intptr_t"), ffi.typeof("char[]")
 _FLOATS, _FLOAT_LIST = ffi.typeof("float *"), ffi.typeof("float *[]")
 _ADDRESSES, _INT, _SIZE = ffi.typeof("uintptr_t[]"), ffi.typeof("int32_t *"), ffi.typeof("float[3]")
+_ADDRESS_BYTES = ffi.sizeof("uintptr_t")
 _cast, _from_buffer, _new = backend.cast, backend.from_buffer, backend.newp
 
 
@@ -82,8 +83,13 @@ def address_list(places: Sequence[int]) -> Any:
     return _new(_ADDRESSES, places)
 
 
+def within(memory: Any, number: int = 0) -> Any:
+    """Return what :func:`address_list` has made, from one of its addresses on, as a pointer parameter takes it."""
+    return _cast(_VOID, place_of(memory) + number * _ADDRESS_BYTES if number else memory)
+
+
 def place_of(memory: Any) -> int:
-    """Return the address of what :func:`address_list` has made."""
+    """Return the address of what :func:`address_list` has made, or of what is pointed to."""
     return int(_cast(_INTEGER, memory))
 
 

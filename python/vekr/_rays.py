@@ -1,14 +1,17 @@
 """Rays as the library takes them: blocks of planes whose sides are multiples of four, 16-byte aligned.
 
-Rays of any leading shape are numbered in one row. A picture whose width is a multiple of four is cut into bands
-of rows. Up to 128 columns a band of the picture's own planes is a block, and nothing is copied but interleaved directions;
-in a wider one each band goes through blocks of 128 columns, which is worth the copies: neighbours in both directions meet the
-same nodes. A list becomes blocks of four columns, so that sixteen rays in a row are a tile. The last rays that fill no tile
-go through a block of their own.
+Rays of any leading shape are numbered in one row. A picture whose width is a multiple of four is cut into strips of whole
+rows, which are blocks as they lie: results are written where they stay, and directions are read where they lie if they are
+planes. A list becomes blocks of four columns, so that sixteen rays in a row are a tile. The last rays that fill no tile go
+through a block of their own.
+
+Rows of a wide picture often lie 4096 bytes apart, and so would equal places of its planes: all of them would compete for
+the same few lines of the first cache. So planes are set off against each other.
 """
 
 from __future__ import annotations
 
+from functools import lru_cache
 from typing import Any, Callable, List, NamedTuple, Optional, Sequence, Tuple
 
 import numpy as np
@@ -20,13 +23,13 @@ FloatArray = npt.NDArray[np.float32]
 Array = npt.NDArray[Any]
 
 TILE = 4
-_TILE_RAYS = TILE * TILE
-_BLOCK_RAYS = 1 << 14  # about; a block's planes then stay in the second cache
+TILE_RAYS = TILE * TILE
+_BLOCK_RAYS = 1 << 15  # about
 _LEAST_PICTURE_WIDTH = 16
-_WIDEST_BLOCK = 128
-BAND = 128  # rows of a band, and columns of its blocks
 _CACHE_LINE = 64
 _PLANE_ALIGNMENT = 16
+_PAGE = 4096
+_OFFSET = 9 * _CACHE_LINE  # between planes, beyond their size; a row of tiles takes some lines of each
 ENTRY = 4  # bytes of an entry of a plane
 FLOAT = np.dtype(np.float32)
 LIMIT = 2**31 - 1
@@ -44,9 +47,48 @@ def aligned(shape: Sequence[int], dtype: Any = np.float32, make: Callable[[int, 
     return made
 
 
-def vector_planes(leading: Sequence[int]) -> FloatArray:
-    """Return an uninitialised array (..., 3) whose components lie in planes, as the library likes them."""
-    return np.moveaxis(aligned((3, *leading)), 0, -1)
+class PlaneRoom:
+    """Uninitialised memory of several planes; plane k begins at `start` + k * `step`."""
+
+    __slots__ = ("start", "step", "_offset", "_memory")
+
+    def __init__(self, planes: int, entries: int) -> None:
+        size = entries * ENTRY
+        self.step = -(-size // _CACHE_LINE) * _CACHE_LINE + (_OFFSET if size >= _PAGE else 0)
+        self._memory = np.empty(self.step * planes + _CACHE_LINE, np.uint8)
+        place = address(self._memory)
+        self._offset = -place % _CACHE_LINE
+        self.start = place + self._offset
+
+    def plane(self, number: int, shape: Sequence[int], dtype: "np.dtype[Any]" = FLOAT) -> Array:
+        """Return a plane, or the first entries of it, as an array."""
+        return np.ndarray(shape, dtype, self._memory, self._offset + number * self.step)
+
+    def planes(self, first: int, count: int, entries: int) -> FloatArray:
+        """Return some planes as rows of one array."""
+        return np.ndarray((count, entries), FLOAT, self._memory, self._offset + first * self.step, (self.step, ENTRY))
+
+    def vectors(self, shape: Tuple[int, ...]) -> FloatArray:
+        """Return the first three planes as the components of vectors (..., 3)."""
+        steps = [ENTRY]
+        for side in shape[:0:-1]:
+            steps.append(steps[-1] * max(side, 1))
+        strides = (*reversed(steps), self.step) if shape else (self.step,)
+        return np.ndarray((*shape, 3), FLOAT, self._memory, self._offset, strides)
+
+
+def count_of(shape: Tuple[int, ...]) -> int:
+    """Return how many entries a shape has."""
+    count = 1
+    for side in shape:
+        count *= side
+    return count
+
+
+def vector_planes(leading: Tuple[int, ...]) -> "Tuple[FloatArray, List[int]]":
+    """Return an uninitialised array (..., 3) whose components lie in planes, as the library likes them, and their addresses."""
+    room = PlaneRoom(3, count_of(leading))
+    return room.vectors(leading), [room.start, room.start + room.step, room.start + 2 * room.step]
 
 
 class Block(NamedTuple):
@@ -57,88 +99,69 @@ class Block(NamedTuple):
     height: int
 
 
-def bands_of(leading: Tuple[int, ...]) -> "List[Tuple[int, int]]":
-    """Return first row and number of rows of each band of a wide picture; none of anything else."""
-    if len(leading) < 2 or leading[-1] <= _WIDEST_BLOCK or leading[-1] % TILE:
-        return []
-    rows = 1
-    for side in leading[:-1]:
-        rows *= side
-    return [(first, min(BAND, rows // TILE * TILE - first)) for first in range(0, rows // TILE * TILE, BAND)]
-
-
-def blocks_of(leading: Tuple[int, ...]) -> "Tuple[List[Block], int]":
-    """Return the blocks of rays of a leading shape that are in no band, and how many rays at the end are in none.
+@lru_cache(maxsize=256)
+def blocks_of(leading: Tuple[int, ...]) -> "Tuple[Tuple[Block, ...], int]":
+    """Return the blocks of rays of a leading shape, and how many rays at the end are in none.
 
     Where rays are cut does not depend on the number of threads.
     """
-    count = 1
-    for side in leading:
-        count *= side
+    count = count_of(leading)
     blocks: List[Block] = []
-    first = sum(height for _, height in bands_of(leading)) * (leading[-1] if leading else 1)
-    if not first and len(leading) >= 2 and leading[-1] >= _LEAST_PICTURE_WIDTH and leading[-1] % TILE == 0:
+    first = 0
+    if len(leading) >= 2 and leading[-1] >= _LEAST_PICTURE_WIDTH and leading[-1] % TILE == 0:
         width = leading[-1]
         strip = max(TILE, _BLOCK_RAYS // width // TILE * TILE)
         while count - first >= TILE * width:
             height = min(strip, (count - first) // width // TILE * TILE)
             blocks.append(Block(first, width, height))
             first += width * height
-    while count - first >= _TILE_RAYS:
-        tiles = min(_BLOCK_RAYS, count - first) // _TILE_RAYS
+    while count - first >= TILE_RAYS:
+        tiles = min(_BLOCK_RAYS, count - first) // TILE_RAYS
         blocks.append(Block(first, TILE, tiles * TILE))
-        first += tiles * _TILE_RAYS
-    return blocks, count - first
+        first += tiles * TILE_RAYS
+    return tuple(blocks), count - first
 
 
 class Vectors:
-    """Three components of every ray: planes where they lie, or an interleaved array that is taken apart block by block."""
+    """Three components of every ray: planes where they lie, or an interleaved array that is taken apart block by block.
+
+    `planes` has the components as rows. `places` are their addresses, if the library can read them where they lie.
+    """
+
+    __slots__ = ("count", "planes", "places")
 
     def __init__(self, array: FloatArray) -> None:
-        self.count = array.size // 3
-        self.flat: Optional[FloatArray] = None
+        self.count = count = array.size // 3
+        self.places: Optional[List[int]] = None
         if not array.flags.c_contiguous:
-            planes = np.moveaxis(array, -1, 0)
-            first, step = address(planes), planes.strides[0]
-            if planes[0].flags.c_contiguous and (first | step) % _PLANE_ALIGNMENT == 0:
-                self.places = [first, first + step, first + 2 * step]
-                self.kept = array
-                return
+            component, step = array[..., 0], array.strides[-1]
+            if component.flags.c_contiguous and step > 0:
+                place = address(component)
+                if (place | step) % _PLANE_ALIGNMENT == 0:
+                    self.places = [place, place + step, place + 2 * step]
+                    self.planes: FloatArray = np.moveaxis(array, -1, 0).reshape(3, count)
+                    return
             array = np.ascontiguousarray(array)
-        self.flat = array.reshape(-1, 3)
+        self.planes = array.reshape(count, 3).T
 
-    def of(self, block: Block) -> "Tuple[List[int], Any]":
-        """Return the addresses of a block's three planes, and what keeps them there."""
-        if self.flat is None:
-            return [place + ENTRY * block.first for place in self.places], None
-        count = block.width * block.height
-        room = aligned((3, count))
-        np.copyto(room, self.flat[block.first : block.first + count].T)
-        start = address(room)
-        return [start + ENTRY * count * c for c in range(3)], room
-
-    def component(self, c: int, first: int, count: int) -> FloatArray:
-        """Return one component of some rays."""
-        if self.flat is not None:
-            return self.flat[first : first + count, c]
-        return self.kept[..., c].reshape(-1)[first : first + count]
-
-    def picture(self, width: int) -> FloatArray:
-        """Return the components as three pictures."""
-        if self.flat is not None:
-            return np.moveaxis(self.flat.reshape(-1, width, 3), -1, 0)
-        return np.moveaxis(self.kept, -1, 0).reshape(3, -1, width)
+    def whole(self) -> "Tuple[List[int], Any]":
+        """Return the addresses of the three planes, and what keeps them there; interleaved ones are copied."""
+        if self.places is not None:
+            return self.places, self.planes
+        room = PlaneRoom(3, self.count)
+        room.planes(0, 3, self.count)[...] = self.planes
+        return [room.start, room.start + room.step, room.start + 2 * room.step], room
 
     def rows(self, chosen: Array) -> FloatArray:
         """Return the vectors of chosen rays as three planes."""
-        if self.flat is not None:
-            return np.ascontiguousarray(self.flat[chosen].T)
-        return np.stack([self.kept[..., c].reshape(-1)[chosen] for c in range(3)])
+        return np.ascontiguousarray(self.planes[:, chosen])
 
 
 def vectors_of(array: Any, name: str) -> FloatArray:
     """Return an array (..., 3) as float32, converted once if it is of another type."""
-    made = np.asarray(array)
+    made = array if type(array) is np.ndarray else np.asarray(array)
+    if made.dtype is FLOAT and made.ndim and made.shape[-1] == 3:
+        return made
     if made.dtype.kind not in "fiu":
         raise TypeError(f"{name} must hold numbers, not {made.dtype}")
     if made.ndim < 1 or made.shape[-1] != 3:

@@ -1,256 +1,337 @@
-"""One query to a scene: the rays, the planes of the result, and how a part of them is traced."""
+"""One query to a scene: the rays, the planes of the result, and how a block of them is traced."""
 
 from __future__ import annotations
 
-from typing import Any, Callable, Optional, Tuple
+from typing import Any, Callable, Dict, List, Optional, Tuple
 
 import numpy as np
 import numpy.typing as npt
 
-from ._native import address, pointer, pointers, raw, triple
-from ._rays import BAND, ENTRY, TILE, Array, Block, FloatArray, Vectors, aligned, bands_of, blocks_of, vectors_of
+from ._native import address, address_list, pointer, pointers, raw, within
+from ._rays import (ENTRY, FLOAT, TILE, Array, Block, FloatArray, PlaneRoom, Vectors, blocks_of, vectors_of)
 from ._work import Progress, run_blocks, thread_count
 
 IntArray = npt.NDArray[np.int32]
+BoolArray = npt.NDArray[np.bool_]
 
 FAR = float(np.finfo(np.float32).max)
+_FAR_BITS = np.float32(FAR).view(np.int32)
 _PARALLEL = np.float32(1.1920929e-7)  # up to here a direction's component counts as 0
+_WIDEST, _HIGHEST = 128, 16  # columns and rows of a block whose layers are copied
+_INT = np.dtype(np.int32)
+_DISTANCE, _U, _V, _TRIANGLE = range(4)  # planes of the result
+_abs, _least, _shift, _and, _or = np.absolute, np.fmin.reduce, np.right_shift, np.bitwise_and, np.bitwise_or
+_nearest_of_eye, _nearest_of_many = raw.vekrIntersectEyeSO_32f, raw.vekrIntersectMO_32f
+_any_of_one, _layers_of_one = raw.vekrIntersectAnySO_32f, raw.vekrIntersectMultipleSO_32f
+
+
+class Desk:
+    """Memory of a block at work, and lists of planes whose pointers are made once.
+
+    A block takes a desk for itself and puts it back, so that the next one finds it warm.
+    """
+
+    __slots__ = ("along", "starts", "masked", "scratch", "own_along", "own_starts", "there_along", "there_starts", "weights",
+                 "slots", "mask", "occluders", "layers", "layer_places", "depth",
+                 "_room", "_layer_room")
+
+    def __init__(self, count: int) -> None:
+        self._room = room = PlaneRoom(7, count)
+        self.along, self.starts, self.scratch = room.planes(0, 3, count), room.planes(3, 3, count), room.plane(6, (count,))
+        start, step = room.start, room.step
+        # Addresses: the room's own directions and origins, those that lie elsewhere, and weights.
+        self.slots = address_list([start + k * step for k in range(6)] + [0] * 8)
+        self.own_along, self.own_starts, self.there_along, self.there_starts, self.weights = (
+            within(self.slots, place) for place in (0, 3, 6, 9, 12))
+        # Segments have one origin, and leave the room for origins to masks.
+        self.masked = room.plane(3, (count,), _INT)
+        self.mask, self.occluders = pointer(start + 3 * step), pointer(start + 4 * step)
+        self.depth = 0
+        self.layers: List[IntArray] = []
+        self.layer_places: List[int] = []
+
+    def take_layers(self, depth: int, count: int) -> None:
+        """Make room for some layers of results."""
+        self._layer_room = room = PlaneRoom(4, depth * count)
+        self.depth = depth
+        self.layers = [room.plane(k, (depth, count), _INT) for k in range(4)]
+        self.layer_places = [room.start + k * room.step for k in range(4)]
+
+
+_MOST_SIZES = 16
+_desks: Dict[int, List[Desk]] = {}
+
+
+def _take(count: int) -> Desk:
+    """Return a desk that nobody else has."""
+    try:
+        return _desks[count].pop()
+    except (KeyError, IndexError):
+        return Desk(count)
+
+
+def _give(count: int, desk: Desk) -> None:
+    """Put a desk back for the next block of its size."""
+    free = _desks.get(count)
+    if free is None:
+        if len(_desks) >= _MOST_SIZES:
+            _desks.clear()
+        free = _desks.setdefault(count, [])
+    free.append(desk)
 
 
 class Rays:
     """One query: the rays, the result's planes, and how a block of them is traced."""
 
-    def __init__(self, origins: Any, directions: Any, max_distance: Any, view: Any, depth: Optional[int] = None) -> None:
+    __slots__ = ("directions", "origins", "leading", "is_single", "view", "along", "starts", "count",
+                 "origin", "limit", "mask", "result", "blocked", "depth", "_room", "_start", "_step")
+
+    def __init__(self, origins: Any, directions: Any, max_distance: Any, view: Any) -> None:
         self.directions = vectors_of(directions, "directions")
         self.origins = vectors_of(origins, "origins")
-        self.leading = self.directions.shape[:-1]
         self.is_single = self.origins.ndim == 1
         if not self.is_single and self.origins.shape != self.directions.shape:
             try:
-                leading = np.broadcast_shapes(self.origins.shape, self.directions.shape)
+                whole = np.broadcast_shapes(self.origins.shape, self.directions.shape)
             except ValueError:
                 raise ValueError(f"origins {self.origins.shape} and directions {self.directions.shape} do not fit") from None
-            self.leading = leading[:-1]
-            self.origins = np.broadcast_to(self.origins, leading)
-            self.directions = np.broadcast_to(self.directions, leading)
+            self.origins = np.broadcast_to(self.origins, whole)
+            self.directions = np.broadcast_to(self.directions, whole)
+        self.leading = self.directions.shape[:-1]
         self.view = view
-        self.before = () if depth is None else (depth,)
-        self.depth = 1 if depth is None else depth
         self.along = Vectors(self.directions)
         self.count = self.along.count
         self.starts = None if self.is_single else Vectors(self.origins)
+        self.origin = self.origins.tolist() if self.is_single else None
+        self.limit = FAR if max_distance is None else _limits(max_distance, self.leading)
+        self.mask: Optional[BoolArray] = None
+
+    # ------------------------------------------------------------ queries
+
+    def nearest(self, threads: Optional[int], progress: Progress) -> None:
+        """Find the nearest hits."""
+        self._make_room(4, self.count)
+        self.result = [self._room.plane(k, (self.count,), _INT if k == _TRIANGLE else FLOAT) for k in range(4)]
+        self._run(self._nearest, threads, progress)
+
+    def any(self, mask: Any, threads: Optional[int], progress: Progress) -> BoolArray:
+        """Tell which segments are blocked."""
+        if mask is not None:
+            self.mask = np.broadcast_to(np.asarray(mask, bool), self.leading).reshape(-1)
         if self.is_single:
-            self.origin = triple(self.origins.tolist())
-        self.limit = _limits(max_distance, self.leading)
-        self.mask: Optional[npt.NDArray[np.bool_]] = None
-        # Rows of the result: distance, u, v, triangle. Packets that miss the box leave weights as they are.
-        self.planes = aligned((4, self.depth, self.count), make=np.zeros)
-        self.distance, self.u, self.v = (self.planes[k] for k in range(3))
-        self.triangle = self.planes[3].view(np.int32)
+            self.blocked = np.empty(self.count, bool)
+            self._run(self._any, threads, progress)
+        else:
+            self.nearest(threads, progress)
+            self.blocked = self.result[_TRIANGLE] >= 0
+            if self.mask is not None:
+                self.blocked &= self.mask
+        return self.blocked.reshape(self.leading)
 
-    def run(self, trace: Callable[["Span"], None], threads: Optional[int], progress: Progress) -> None:
-        """Trace all blocks, and the rays that fill none."""
-        blocks, rest = blocks_of(self.leading)
-        spans = [Span(block, block.width * block.height, block.width, block.height) for block in blocks]
-        if rest:
-            spans.append(Span(Block(self.count - rest, rest, 1), rest, TILE, TILE))
-        bands = bands_of(self.leading)
+    def layers(self, depth: int, threads: Optional[int], progress: Progress) -> None:
+        """Find successive hits."""
+        self.depth = depth
+        self._make_room(4, depth * self.count)
+        self.result = [self._room.plane(k, (depth, self.count), _INT if k == _TRIANGLE else FLOAT) for k in range(4)]
+        self._run(self._layers, threads, progress)
 
-        def block(number: int) -> int:
-            if number < len(bands):
-                self._band(trace, *bands[number])
-            else:
-                trace(spans[number - len(bands)])
-            return 0
-
-        run_blocks(block, len(bands) + len(spans), thread_count(threads), progress)
-
-    def _band(self, trace: Callable[["Span"], None], first: int, height: int) -> None:
-        """Trace some rows of a wide picture, block by block."""
-        width = self.leading[-1]
-        target = self.planes.reshape(4, self.depth, -1, width)
-        along = self.along.picture(width)[:, first : first + height]
-        starts = None if self.starts is None else self.starts.picture(width)[:, first : first + height]
-        limit = self.limit if isinstance(self.limit, float) else self.limit.reshape(-1, width)[first : first + height]
-        mask = None if self.mask is None else self.mask.reshape(-1, width)[first : first + height]
-        is_any, is_layered = trace == self.any, trace == self.layers
-        tile: Optional[_Tile] = None
-        for left in range(0, width, BAND):
-            columns = slice(left, min(left + BAND, width))
-            if tile is None or columns.stop - left != BAND:
-                tile = _Tile(self.depth, height, columns.stop - left, starts is not None)
-            _gather(along, columns, tile.vectors[:3])
-            if starts is not None:
-                _gather(starts, columns, tile.vectors[3:])
-            result = target[:, :, first : first + height, columns]
-            if is_any:
-                tile.masked[...] = 0 if mask is None else np.where(mask[:, columns], 0, -1)
-                raw.vekrIntersectAnySO_32f(self.origin, tile.along, tile.triangle, tile.distance, tile.size, self.view)
-                np.subtract(-1, tile.masked, out=result[3, 0].view(np.int32))
-                continue
-            tile.results[1:3] = 0
-            tile.results[0, 0] = limit if isinstance(limit, float) else limit[:, columns]
-            outputs = (tile.distance, tile.weights, tile.triangle, self.view)
-            if is_layered:
-                raw.vekrIntersectMultipleSO_32f(self.origin, tile.along, *outputs, (*tile.size, self.depth))
-                np.copyto(tile.results[0, 1:], np.float32(FAR), where=tile.results[3, 1:].view(np.int32) < 0)
-            elif starts is None:
-                raw.vekrIntersectEyeSO_32f(self.origin, tile.along, *outputs, tile.size)
-            else:
-                raw.vekrIntersectMO_32f(tile.starts, tile.along, *outputs, tile.size)
-            result[...] = tile.results
-        if trace == self.nearest:
-            self._again(Span(Block(first * width, width, height), height * width, width, height))
-
-    def hits(self) -> "Tuple[FloatArray, IntArray, FloatArray, FloatArray, FloatArray, FloatArray]":
-        """Return distances, triangles, u and v in the rays' shape, and the rays."""
-        shape = (*self.before, *self.leading)
-        distance, u, v, triangle = (a.reshape(shape) for a in (self.distance, self.u, self.v, self.triangle))
+    def hits(self, shape: Tuple[int, ...]) -> "Tuple[FloatArray, IntArray, FloatArray, FloatArray, FloatArray, FloatArray]":
+        """Return distances, triangles, u and v in a shape, and the rays."""
+        distance, u, v, triangle = self.result
+        if distance.shape != shape:
+            distance, u, v, triangle = (distance.reshape(shape), u.reshape(shape), v.reshape(shape), triangle.reshape(shape))
         return distance, triangle, u, v, self.origins, self.directions
 
-    def blocked(self) -> npt.NDArray[np.bool_]:
-        """Return which segments are blocked."""
-        result: npt.NDArray[np.bool_] = (self.triangle >= 0).reshape(self.leading)
-        return result if self.mask is None else result & self.mask
+    def _make_room(self, planes: int, entries: int) -> None:
+        self._room = room = PlaneRoom(planes, entries)
+        self._start, self._step = room.start, room.step
 
-    def _limit(self, first: int, count: int) -> Any:
-        return self.limit if isinstance(self.limit, float) else self.limit[first : first + count]
-
-    def _inputs(self, span: "Span", vectors: Vectors) -> "Tuple[Any, Any]":
-        """Return a span's planes as a list, and what keeps them; a span that fills no block is filled up."""
-        if span.is_whole:
-            places, kept = vectors.of(span.block)
-            return pointers(places), kept
-        room = aligned((3, TILE * TILE))
-        chosen = np.minimum(np.arange(TILE * TILE), span.count - 1) + span.block.first
-        room[...] = vectors.rows(chosen)
-        start = address(room)
-        return pointers([start + ENTRY * TILE * TILE * c for c in range(3)]), room
-
-    def nearest(self, span: "Span") -> None:
-        """Find the nearest hits of a span."""
-        first, count = span.block.first, span.count
-        size = span.width * span.height
-        room = None if span.is_whole else aligned((4, 1, size))
-        target = self.planes if room is None else room
-        start = address(target) + (ENTRY * first if room is None else 0)
-        row = ENTRY * target.shape[2]
-        distance = self.distance[0, first : first + count] if room is None else target[0, 0]
-        if room is None:
-            distance[...] = self._limit(first, count)
-        else:
-            room[1:3] = 0
-            distance[...] = np.resize(self._limit(first, count), size)
-        self._call(span, start, row)
-        if room is not None:
-            self.planes[:, 0, first:] = room[:, 0, :count]
-        self._again(span)
-
-    def _call(self, span: "Span", start: int, row: int) -> None:
-        along, kept = self._inputs(span, self.along)
-        outputs = (pointer(start), pointers([start + row, start + 2 * row]), pointer(start + 3 * row), self.view,
-                   (span.width, span.height))
-        if self.starts is None:
-            raw.vekrIntersectEyeSO_32f(self.origin, along, *outputs)
-        else:
-            origins, kept_too = self._inputs(span, self.starts)
-            raw.vekrIntersectMO_32f(origins, along, *outputs)
-            del kept_too
-        del kept
-
-    def _again(self, span: "Span") -> None:
-        """Trace the rays again by themselves that packets lose: parallel to y, or, with an origin each, to y or z."""
-        first, count = span.block.first, span.count
-        lost: Optional[npt.NDArray[np.bool_]] = None
-        for axis in (1,) if self.is_single else (1, 2):
-            component = np.abs(self.along.component(axis, first, count))
-            if component.min() <= _PARALLEL:
-                found = component <= _PARALLEL
-                lost = found if lost is None else lost | found
-        if lost is None:
+    def _run(self, trace: "Callable[[Block, int], None]", threads: Optional[int], progress: Progress) -> None:
+        """Trace all blocks, and the rays that fill none as a block that is filled up."""
+        blocks, rest = blocks_of(self.leading)
+        if rest:
+            blocks = (*blocks, Block(self.count - rest, TILE, TILE))
+        if len(blocks) <= 1 and progress is None:
+            if threads is not None:
+                thread_count(threads)
+            for block in blocks:
+                trace(block, rest or block.width * block.height)
             return
+        last = len(blocks) - 1 if rest else len(blocks)
+
+        def work(number: int) -> int:
+            block = blocks[number]
+            trace(block, rest if number == last else block.width * block.height)
+            return 0
+
+        run_blocks(work, len(blocks), thread_count(threads), progress)
+
+    # ------------------------------------------------------------ blocks
+
+    def _gathered(self, vectors: Vectors, first: int, count: int, own: FloatArray) -> None:
+        """Copy a block's vectors to its desk; the last one fills a block that is not full."""
+        if count == own.shape[1]:
+            own[...] = vectors.planes[:, first : first + count]
+        else:
+            own[:, :count] = vectors.planes[:, first:]
+            own[:, count:] = vectors.planes[:, first + count - 1 :]
+
+    def _along(self, desk: Desk, first: int, count: int, is_whole: bool) -> "Tuple[Any, FloatArray]":
+        """Return a block's directions as a list of planes, and as rows."""
+        places = self.along.places
+        if places is None or not is_whole:
+            self._gathered(self.along, first, count, desk.along)
+            return desk.own_along, desk.along
+        slots, place = desk.slots, first * ENTRY
+        slots[6], slots[7], slots[8] = places[0] + place, places[1] + place, places[2] + place
+        return desk.there_along, self.along.planes[:, first : first + count]
+
+    def _starts(self, desk: Desk, first: int, count: int, is_whole: bool) -> Any:
+        """Return a block's origins as a list of planes."""
+        assert self.starts is not None
+        places = self.starts.places
+        if places is None or not is_whole:
+            self._gathered(self.starts, first, count, desk.starts)
+            return desk.own_starts
+        slots, place = desk.slots, first * ENTRY
+        slots[9], slots[10], slots[11] = places[0] + place, places[1] + place, places[2] + place
+        return desk.there_starts
+
+    def _nearest(self, block: Block, count: int) -> None:
+        first, width, height = block
+        size = width * height
+        desk = _take(size)
+        if count == size:
+            start, step, end = self._start + ENTRY * first, self._step, first + count
+            distance, u, v = self.result[_DISTANCE][first:end], self.result[_U][first:end], self.result[_V][first:end]
+            # Packets that miss the box leave weights as they are.
+            u.fill(0)
+            v.fill(0)
+        else:
+            room = np.zeros((4, size), FLOAT)
+            start, step = address(room), ENTRY * size
+            distance, end = room[_DISTANCE, :count], first + count
+        if isinstance(self.limit, float):
+            distance.fill(self.limit)
+        else:
+            distance[...] = self.limit[first:end]
+        along, components = self._along(desk, first, count, count == size)
+        slots = desk.slots
+        slots[12], slots[13] = start + step, start + 2 * step
+        if self.starts is None:
+            _nearest_of_eye(self.origin, along, pointer(start), desk.weights, pointer(start + 3 * step), self.view, (width, height))
+        else:
+            _nearest_of_many(self._starts(desk, first, count, count == size), along, pointer(start), desk.weights,
+                             pointer(start + 3 * step), self.view, (width, height))
+        if count != size:
+            for k in range(4):
+                self.result[k][first:] = room[k, :count].view(self.result[k].dtype)
+        # Packets lose rays that are parallel to y, or, with an origin each, to y or z.
+        scratch = desk.scratch
+        is_lossy = not _least(_abs(components[1], scratch)) > _PARALLEL
+        if self.starts is not None:
+            is_lossy = is_lossy or not _least(_abs(components[2], scratch)) > _PARALLEL
+        if is_lossy:
+            self._again(first, components[:, :count])
+        _give(size, desk)
+
+    def _again(self, first: int, components: FloatArray) -> None:
+        """Trace those of some rays by themselves that packets lose."""
+        lost = np.abs(components[1]) <= _PARALLEL
+        if self.starts is not None:
+            lost |= np.abs(components[2]) <= _PARALLEL
         chosen = np.flatnonzero(lost) + first
         rays = len(chosen)
-        room = np.zeros((4, rays), np.float32)
-        room[0] = self.limit if isinstance(self.limit, float) else self.limit[chosen]
+        if not rays:
+            return
+        room = np.zeros((4, rays), FLOAT)
+        room[_DISTANCE] = self.limit if isinstance(self.limit, float) else self.limit[chosen]
         along = self.along.rows(chosen)
         start, row = address(room), ENTRY * rays
-        planes = [address(along) + row * c for c in range(3)]
+        planes = pointers([address(along) + row * c for c in range(3)])
         outputs = (pointer(start), pointers([start + row, start + 2 * row]), pointer(start + 3 * row), self.view, (rays, 1))
         if self.starts is None:
-            raw.vekrIntersectEyeSO_32f(self.origin, pointers(planes), *outputs)
+            _nearest_of_eye(self.origin, planes, *outputs)
         else:
             origins = self.starts.rows(chosen)
-            raw.vekrIntersectMO_32f(pointers([address(origins) + row * c for c in range(3)]), pointers(planes), *outputs)
-        self.planes[:, 0, chosen] = room
+            _nearest_of_many(pointers([address(origins) + row * c for c in range(3)]), planes, *outputs)
+        for k in range(4):
+            self.result[k][chosen] = room[k].view(self.result[k].dtype)
 
-    def any(self, span: "Span") -> None:
-        """Find out which segments of a span are blocked; into the row of triangles."""
-        first, count, size = span.block.first, span.count, span.width * span.height
-        mask = aligned((2, size), np.int32)  # mask, occluders
-        mask[0] = 0
-        if self.mask is not None:
-            wanted = self.mask.reshape(-1)[first : first + count]
-            mask[0, :count][~wanted] = -1
-        along, kept = self._inputs(span, self.along)
-        start = address(mask)
-        raw.vekrIntersectAnySO_32f(self.origin, along, pointer(start + ENTRY * size), pointer(start),
-                                   (span.width, span.height), self.view)
-        del kept
-        np.negative(mask[0, :count], out=self.triangle[0, first : first + count])
-        self.triangle[0, first : first + count] -= 1  # 0 where blocked, otherwise -1
+    def _any(self, block: Block, count: int) -> None:
+        first, width, height = block
+        size = width * height
+        desk = _take(size)
+        masked = desk.masked
+        wanted = None if self.mask is None else self.mask[first : first + count]
+        if wanted is None:
+            masked.fill(0)
+        else:
+            masked[:count] = wanted
+            masked[count:] = 1
+            masked -= 1  # -1: not to be traced
+        along, _ = self._along(desk, first, count, count == size)
+        _any_of_one(self.origin, along, desk.occluders, desk.mask, (width, height), self.view)
+        blocked = self.blocked[first : first + count]
+        np.not_equal(masked if count == size else masked[:count], 0, blocked)
+        if wanted is not None:
+            blocked &= wanted
+        _give(size, desk)
 
-    def layers(self, span: "Span") -> None:
-        """Find the successive hits of a span."""
-        first, count, size = span.block.first, span.count, span.width * span.height
-        room = aligned((4, self.depth, size), make=np.zeros)
-        room[0, 0] = self._limit(first, count) if span.is_whole else np.resize(self._limit(first, count), size)
-        along, kept = self._inputs(span, self.along)
-        start, row = address(room), ENTRY * size * self.depth
-        raw.vekrIntersectMultipleSO_32f(self.origin, along, pointer(start), pointers([start + row, start + 2 * row]),
-                                        pointer(start + 3 * row), self.view, (span.width, span.height, self.depth))
-        del kept
-        np.copyto(room[0, 1:], np.float32(FAR), where=room[3, 1:].view(np.int32) < 0)
-        self.planes[:, :, first : first + count] = room[:, :, :count]
+    def _layers(self, block: Block, count: int) -> None:
+        first, width, height = block
+        if count != width * height or width <= _WIDEST:
+            targets = [plane[:, first : first + count] for plane in self.result]
+            size = width * height
+            desk = _take(size)
+            along, _ = self._along(desk, first, count, count == size)
+            limit = self.limit if isinstance(self.limit, float) else self.limit[first : first + count]
+            self._layers_at(desk, along, width, height, count, limit, targets)
+            _give(size, desk)
+            return
+        # Results are copied in any case: columns by columns they stay in the second cache until then.
+        rows = slice(first // width, first // width + height)
+        pictures = [plane.reshape(self.depth, -1, width)[:, rows] for plane in self.result]
+        sources = self.along.planes.reshape(3, -1, width)[:, rows]
+        limits = self.limit if isinstance(self.limit, float) else self.limit.reshape(-1, width)[rows]
+        for left in range(0, width, _WIDEST):
+            columns = slice(left, min(left + _WIDEST, width))
+            for top in range(0, height, _HIGHEST):
+                part = slice(top, min(top + _HIGHEST, height))
+                sides = columns.stop - left, part.stop - top
+                size = sides[0] * sides[1]
+                desk = _take(size)
+                for c in range(3):
+                    desk.along[c].reshape(sides[1], sides[0])[...] = sources[c, part, columns]
+                limit = limits if isinstance(limits, float) else limits[part, columns].reshape(-1)
+                self._layers_at(desk, desk.own_along, *sides, size, limit, [p[:, part, columns] for p in pictures])
+                _give(size, desk)
 
-
-def _gather(source: FloatArray, columns: slice, target: FloatArray) -> None:
-    """Copy some columns of three pictures."""
-    if source.strides[2] == ENTRY:
-        target[...] = source[:, :, columns]
-    else:
-        for c in range(3):  # one by one: numpy would go over interleaved components innermost
-            target[c] = source[c, :, columns]
-
-
-class _Tile:
-    """Memory of a block of a wide picture, and the pointers to it."""
-
-    def __init__(self, depth: int, height: int, width: int, has_starts: bool) -> None:
-        count, inputs = height * width, 6 if has_starts else 3
-        room = aligned((inputs + 4 * depth, count), make=np.zeros)
-        planes = [address(room) + ENTRY * count * k for k in range(inputs + 4 * depth)]
-        self.size = (width, height)
-        self.vectors = room[:inputs].reshape(inputs, height, width)
-        self.results = room[inputs:].reshape(4, depth, height, width)
-        self.masked = self.results[0, 0].view(np.int32)
-        self.along, self.starts = pointers(planes[:3]), pointers(planes[3:6])
-        self.distance, self.triangle = pointer(planes[inputs]), pointer(planes[inputs + 3 * depth])
-        self.weights = pointers([planes[inputs + depth], planes[inputs + 2 * depth]])
-
-
-class Span:
-    """Rays `block` that are traced as a block of width * height rays, which may be more."""
-
-    def __init__(self, block: Block, count: int, width: int, height: int) -> None:
-        self.block, self.count, self.width, self.height = block, count, width, height
-        self.is_whole = count == width * height
+    def _layers_at(self, desk: Desk, along: Any, width: int, height: int, count: int, limit: Any, targets: List[Array]) -> None:
+        """Find the layers of a block, and copy them to where they stay."""
+        depth = self.depth
+        if desk.depth != depth:
+            desk.take_layers(depth, width * height)
+        layers, slots = desk.layers, desk.slots
+        # Packets that miss the box leave weights as they are, and distances of hits that there are not.
+        for plane in layers[:_TRIANGLE]:
+            plane.fill(0)
+        distance, triangle = layers[_DISTANCE], layers[_TRIANGLE]
+        distance[0, :count].view(FLOAT)[...] = limit
+        slots[12], slots[13] = desk.layer_places[_U], desk.layer_places[_V]
+        _layers_of_one(self.origin, along, pointer(desk.layer_places[_DISTANCE]), desk.weights,
+                       pointer(desk.layer_places[_TRIANGLE]), self.view, (width, height, depth))
+        # Where there is no further hit the distance is 0 or the farthest one.
+        for layer in range(1, depth):
+            farthest = _shift(triangle[layer], 31)
+            _and(farthest, _FAR_BITS, farthest)
+            _or(distance[layer], farthest, distance[layer])
+        for plane, target in zip(layers, targets):
+            target.view(_INT)[...] = plane[:, :count].reshape(target.shape)
 
 
 def _limits(max_distance: Any, leading: Tuple[int, ...]) -> Any:
     """Return the farthest distances: one number, or one for each ray in their order."""
-    if max_distance is None:
-        return FAR
     array = np.asarray(max_distance)
     if array.dtype.kind not in "fiu":
         raise TypeError("max_distance must be a number, or hold numbers")

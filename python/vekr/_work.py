@@ -148,7 +148,9 @@ def run_blocks(work: Callable[[int], int], count: int, threads: int, progress: P
     The calling thread works too, and it alone calls `progress`. If it is interrupted, or a block or the callback fails,
     no further block is begun, those under way are finished, and the exception goes on.
     """
-    if progress is None and (threads == 1 or count == 1):
+    if count == 1 and progress is None:
+        return [work(0)]
+    if threads == 1 and progress is None:
         statuses = []
         for block in range(count):
             statuses.append(work(block))

@@ -14,25 +14,26 @@ array([0.25, 0.25, 0.  ], dtype=float32)
 
 from __future__ import annotations
 
-import json
 import math
 import os
-import zlib
 from dataclasses import dataclass
 from pathlib import Path
-from typing import Any, Dict, Optional, Sequence, Tuple, Union
+from typing import Any, Dict, Optional, Union
 
 import numpy as np
 import numpy.typing as npt
 
-from ._native import address, ffi, pointer, pointers, raw, triple
-from ._rays import ENTRY, FLOAT, LIMIT, TILE, Array, Block, FloatArray, Vectors, aligned, vector_planes, vectors_of
+from . import _store
+from ._camera import Camera as Camera
+from ._mesh_input import checked_bounds, checked_triangles, checked_vertices, tree_over
+from ._native import address, ffi, pointer, pointers, raw
+from ._rays import ENTRY, LIMIT, TILE, Array, FloatArray, Vectors, aligned, vector_planes
 from ._trace import IntArray, Rays
 from ._work import Progress, on_fresh_thread
 from .errors import VekrError
 
 _RECORD_BYTES = 40
-_FORMAT = 1
+_most = np.maximum.reduce
 
 
 @dataclass(frozen=True)
@@ -62,120 +63,6 @@ class Hits:
     def hit(self) -> npt.NDArray[np.bool_]:
         """Whether each ray has hit something."""
         return self.triangle >= 0
-
-
-class Camera:
-    """A pinhole camera.
-
-    Parameters
-    ----------
-    eye, target : (float, float, float)
-        Where it stands, and a point in the middle of the picture.
-    up : (float, float, float)
-        A direction that points up in the picture.
-    fov : float
-        Vertical angle of view in degrees, between 0 and 180.
-
-    Examples
-    --------
-    >>> import vekr
-    >>> camera = vekr.Camera((0, 0, 5), (0, 0, 0))
-    >>> origin, directions = camera.rays(64, 48)
-    >>> directions.shape
-    (48, 64, 3)
-    """
-
-    def __init__(self, eye: Sequence[float], target: Sequence[float], up: Sequence[float] = (0.0, 1.0, 0.0),
-                 fov: float = 45.0) -> None:
-        points = [np.asarray(p, np.float64) for p in (eye, target, up)]
-        if any(p.shape != (3,) or not np.isfinite(p).all() for p in points):
-            raise ValueError("eye, target and up must be three finite numbers each")
-        if not 0 < fov < 180:
-            raise ValueError(f"fov must be between 0 and 180 degrees, not {fov}")
-        self.eye, self.target, self.up = points
-        self.fov = float(fov)
-        forward = self.target - self.eye
-        if not np.any(forward):
-            raise ValueError("eye and target must not be one point")
-        self._forward = forward / np.sqrt(np.sum(forward**2))
-        right = np.cross(self._forward, self.up)
-        length = np.sqrt(np.sum(right**2))
-        if not length > 0:
-            raise ValueError("up must not point along the view")
-        self._right = right / length
-        self._up = np.cross(self._right, self._forward)
-
-    def rays(self, width: int, height: int, offset: Tuple[float, float] = (0.5, 0.5)) -> Tuple[FloatArray, FloatArray]:
-        """Return origin (3,) and directions (height, width, 3) of a picture's rays, row 0 at the top.
-
-        Parameters
-        ----------
-        width, height : int
-            Of the picture in pixels, at least 1.
-        offset : (float, float)
-            Place of the ray within its pixel; vary it to smooth edges.
-
-        Returns
-        -------
-        origin, directions : ndarray
-            float32. Directions are not normalised; they lie in planes as the library likes them.
-        """
-        width, height = int(width), int(height)
-        if min(width, height) < 1 or width * height > LIMIT:
-            raise ValueError(f"a picture has at least 1 and below 2**31 pixels, not {width} x {height}")
-        half = math.tan(math.radians(self.fov) / 2)
-        step = 2 * half / height
-        step_x, step_y = self._right * step, self._up * -step
-        corner = (self._forward + self._right * (step * (offset[0] - width / 2))
-                  - self._up * (step * (offset[1] - height / 2)))
-        directions = vector_planes((height, width))
-        start = address(directions[..., 0])
-        planes = pointers([start + ENTRY * width * height * c for c in range(3)])
-        raw.vekrCastEye_32f(list(corner), list(step_x), list(step_y), 0, 0, (0, 0), planes, (width, height))
-        return self.eye.astype(FLOAT), directions
-
-
-def _vertices(vertices: Any) -> FloatArray:
-    array = vectors_of(vertices, "vertices")
-    if array.ndim != 2:
-        raise ValueError(f"vertices must have the shape (n, 3), not {array.shape}")
-    if len(array) > LIMIT // 3:
-        raise ValueError("too many vertices")
-    if not np.isfinite(array).all():
-        raise ValueError("vertices must be finite as float32")
-    return np.ascontiguousarray(array)
-
-
-def _triangles(triangles: Any, vertex_count: int) -> IntArray:
-    array = np.asarray(triangles)
-    if array.size == 0 and array.ndim < 2:
-        array = np.zeros((0, 3), np.int32)
-    if array.dtype.kind not in "iu":
-        raise TypeError(f"triangles must hold whole numbers, not {array.dtype}")
-    if array.ndim != 2 or array.shape[1] not in (3, 4):
-        raise ValueError(f"triangles must have the shape (m, 3) or (m, 4), not {array.shape}")
-    if len(array) > LIMIT // 4:
-        raise ValueError("too many triangles")
-    corners = array[:, :3]
-    if array.size and (int(corners.min()) < 0 or int(corners.max()) >= vertex_count):
-        raise ValueError(f"triangles must hold vertex numbers of 0 to {vertex_count - 1}")
-    if array.shape[1] == 4 and array.dtype == np.int32:
-        return np.ascontiguousarray(array)
-    made = np.zeros((len(array), 4), np.int32)
-    made[:, :3] = corners
-    return made
-
-
-def _bounds(bounds: Any, vertices: FloatArray) -> FloatArray:
-    if bounds is None:
-        box = np.zeros(6, np.float32)
-        if len(vertices):
-            raw.vekrSetBoundBox_32f(ffi.cast("float *", address(vertices)), len(vertices), ffi.cast("float *", address(box)))
-        return box
-    box = np.ascontiguousarray(bounds, np.float32).reshape(-1)
-    if box.shape != (6,) or not np.isfinite(box).all() or not (box[:3] <= box[3:]).all():
-        raise ValueError("bounds must be six finite numbers, min x, y, z, max x, y, z")
-    return box
 
 
 class Scene:
@@ -220,8 +107,8 @@ class Scene:
 
     def __init__(self, vertices: Any, triangles: Any, *, split_bias: float = 0.5, max_depth: Optional[int] = None,
                  memory_limit: Optional[int] = None, bounds: Any = None) -> None:
-        points = _vertices(vertices)
-        corners = _triangles(triangles, len(points))
+        points = checked_vertices(vertices)
+        corners = checked_triangles(triangles, len(points))
         if not 0 <= split_bias <= 1:
             raise ValueError(f"split_bias must be between 0 and 1, not {split_bias}")
         count = len(corners)
@@ -231,10 +118,10 @@ class Scene:
         budget = -1 if memory_limit is None else int(memory_limit)
         if memory_limit is not None and not 0 <= budget <= LIMIT:
             raise ValueError(f"memory_limit must be a number of MiB, not {memory_limit}")
-        box = _bounds(bounds, points)
+        box = checked_bounds(bounds, points)
         records = aligned((count, _RECORD_BYTES), np.uint8)
         raw.vekrTriangleAccelInit(pointer(address(records)), pointer(address(points)), pointer(address(corners)), count)
-        tree = _build(points, corners, box, depth, split_bias, budget)
+        tree = tree_over(points, corners, box, depth, split_bias, budget)
         self._take(tree, records, box, points, corners)
 
     def _take(self, tree: Array, records: Array, box: FloatArray, vertices: FloatArray, triangles: IntArray) -> None:
@@ -289,8 +176,8 @@ class Scene:
         the packets would lose, with a y or z component within 1.2e-7 of 0, are traced by themselves.
         """
         rays = Rays(origins, directions, max_distance, self._view)
-        rays.run(rays.nearest, threads, progress)
-        return Hits(*rays.hits())
+        rays.nearest(threads, progress)
+        return Hits(*rays.hits(rays.leading))
 
     def occluded(self, origins: Any, directions: Any, mask: Any = None, *, threads: Optional[int] = None,
                  progress: Progress = None) -> npt.NDArray[np.bool_]:
@@ -318,10 +205,7 @@ class Scene:
         as ``scene.points(hits, 0.9999)`` does.
         """
         rays = Rays(origins, directions, 1.0, self._view)
-        if mask is not None:
-            rays.mask = np.broadcast_to(np.asarray(mask, bool), rays.leading)
-        rays.run(rays.any if rays.is_single else rays.nearest, threads, progress)
-        return rays.blocked()
+        return rays.any(mask, threads, progress)
 
     def layers(self, origin: Any, directions: Any, depth: int, max_distance: Any = None, *, threads: Optional[int] = None,
                progress: Progress = None) -> Hits:
@@ -344,11 +228,11 @@ class Scene:
         depth = int(depth)
         if not 1 <= depth <= LIMIT:
             raise ValueError(f"depth must be at least 1, not {depth}")
-        rays = Rays(origin, directions, max_distance, self._view, depth)
+        rays = Rays(origin, directions, max_distance, self._view)
         if not rays.is_single:
             raise ValueError("layers takes one origin (3,) for all rays")
-        rays.run(rays.layers, threads, progress)
-        return Hits(*rays.hits())
+        rays.layers(depth, threads, progress)
+        return Hits(*rays.hits((depth, *rays.leading)))
 
     # ------------------------------------------------------------ what was hit
 
@@ -363,21 +247,18 @@ class Scene:
             False: the triangles' own. True: interpolated between the vertices, whose normals are the means of those of
             their triangles by area.
         """
-        triangle = np.ascontiguousarray(self._checked(hits))
+        triangle = self._checked(hits)
         count = triangle.size
-        result = vector_planes(triangle.shape)
-        start = address(np.moveaxis(result, -1, 0))
-        planes = pointers([start + ENTRY * count * c for c in range(3)])
+        result, places = vector_planes(triangle.shape)
         if smooth:
             weights = [np.ascontiguousarray(w) for w in (hits.u, hits.v)]
             for part in _parts(count):
+                place = ENTRY * part.start
                 raw.vekrSurfSmoothNormal_32f(
-                    pointer(address(self._smooth())), pointer(address(self.triangles)),
-                    pointer(address(triangle) + ENTRY * part.start),
-                    pointers([address(w) + ENTRY * part.start for w in weights]),
-                    pointers([start + ENTRY * (count * c + part.start) for c in range(3)]), len(part), 4)
+                    pointer(address(self._smooth())), pointer(address(self.triangles)), pointer(address(triangle) + place),
+                    pointers([address(w) + place for w in weights]), pointers([p + place for p in places]), len(part), 4)
         elif count:
-            raw.vekrSurfFlatNormal_32f(pointer(address(self._flat())), pointer(address(triangle)), planes, count)
+            raw.vekrSurfFlatNormal_32f(pointer(address(self._flat())), pointer(address(triangle)), pointers(places), count)
         return result
 
     def points(self, hits: Hits, eps: float = 1.0) -> FloatArray:
@@ -390,23 +271,19 @@ class Scene:
         eps : float
             Factor of the distance: 0.9999 stops a little before the surface.
         """
-        triangle = np.ascontiguousarray(self._checked(hits))
-        directions = hits.directions
-        if triangle.shape != directions.shape[:-1]:
-            directions = np.broadcast_to(directions, (*triangle.shape, 3))
-        count, result = triangle.size, vector_planes(triangle.shape)
-        start = address(np.moveaxis(result, -1, 0))
+        triangle = self._checked(hits)
+        shape, directions, origins = triangle.shape, hits.directions, hits.origins
+        if shape != directions.shape[:-1]:
+            directions = np.broadcast_to(directions, (*shape, 3))
+        result, out = vector_planes(shape)
         distance = np.ascontiguousarray(hits.distance)
-        along = Vectors(directions)
-        places, kept = along.of(Block(0, count, 1))
-        out = pointers([start + ENTRY * count * c for c in range(3)])
-        limits = pointer(address(distance)), pointer(address(triangle))
-        if hits.origins.ndim == 1:
-            origin = triple(hits.origins.tolist())
-            status = raw.vekrHitPoint3DEpsS0_32f_M(origin, pointers(places), *limits, out, count, eps)
+        along, kept = Vectors(directions).whole()
+        rest = pointers(along), pointer(address(distance)), pointer(address(triangle)), pointers(out), triangle.size, eps
+        if origins.ndim == 1:
+            status = raw.vekrHitPoint3DEpsS0_32f_M(origins.tolist(), *rest)
         else:
-            origins, kept_too = Vectors(np.broadcast_to(hits.origins, (*triangle.shape, 3))).of(Block(0, count, 1))
-            status = raw.vekrHitPoint3DEpsM0_32f_M(pointers(origins), pointers(places), *limits, out, count, eps)
+            starts, kept_too = Vectors(np.broadcast_to(origins, (*shape, 3))).whole()
+            status = raw.vekrHitPoint3DEpsM0_32f_M(pointers(starts), *rest)
             del kept_too
         del kept
         if status:
@@ -414,10 +291,10 @@ class Scene:
         return result
 
     def _checked(self, hits: Hits) -> IntArray:
-        triangle = hits.triangle
+        triangle = np.ascontiguousarray(hits.triangle)
         if triangle.size > LIMIT:
             raise ValueError("too many hits")
-        if triangle.size and int(triangle.max()) >= len(self.triangles):
+        if triangle.size and _most(triangle.reshape(-1)) >= len(self.triangles):
             raise ValueError("the hits are not this scene's")
         return triangle
 
@@ -459,13 +336,7 @@ class Scene:
         ...     vekr.Scene.open(folder).intersect([0.2, 0.2, 1], [0, 0, -1]).triangle
         array(0, dtype=int32)
         """
-        folder = Path(path)
-        folder.mkdir(parents=True, exist_ok=True)
-        sums: Dict[str, int] = {}
-        for name, array in self._parts().items():
-            np.save(folder / f"{name}.npy", array)
-            sums[name] = _checksum(array)
-        (folder / "scene.json").write_text(json.dumps({"format": _FORMAT, "crc32": sums}) + "\n", encoding="utf-8")
+        _store.write(Path(path), self._parts())
 
     @classmethod
     def open(cls, path: Union[str, "os.PathLike[str]"], mmap: bool = True, verify: bool = True) -> "Scene":
@@ -486,19 +357,7 @@ class Scene:
         ValueError
             If the folder holds no scene, or a damaged one.
         """
-        folder = Path(path)
-        try:
-            told = json.loads((folder / "scene.json").read_text(encoding="utf-8"))
-            if told["format"] != _FORMAT:
-                raise ValueError(f"{folder} was written by another version")
-            parts = {name: np.asarray(np.load(folder / f"{name}.npy", mmap_mode="r" if mmap else None, allow_pickle=False))
-                     for name in _PARTS}
-            if verify:
-                for name, array in parts.items():
-                    if _checksum(array) != told["crc32"][name]:
-                        raise ValueError(f"{name}.npy is not what was saved")
-        except (OSError, KeyError, TypeError, ValueError) as problem:
-            raise ValueError(f"{folder} holds no whole scene: {problem}") from problem
+        parts = _store.read(Path(path), _PARTS, mmap, verify)
         return _restored(*(parts[name] for name in _PARTS))
 
     def _parts(self) -> Dict[str, Array]:
@@ -518,26 +377,10 @@ def _restored(tree: Array, records: Array, box: FloatArray, vertices: FloatArray
     return scene
 
 
-def _checksum(array: Array) -> int:
-    return zlib.crc32(np.ascontiguousarray(array).reshape(-1).view(np.uint8).data)
-
-
 def _read_only(array: Array) -> Array:
     view = array.view()
     view.setflags(write=False)
     return view
-
-
-def _build(vertices: FloatArray, triangles: IntArray, box: FloatArray, depth: int, bias: float, budget: int) -> Array:
-    root, size = ffi.new("VekrKDTreeNode **"), ffi.new("int32_t *")
-    context = ffi.new("VekrPSAHBuildContext *", [raw.vekrPSAHBuildIdentifier, depth, bias, budget,
-                                                 ffi.cast("float *", address(box))])
-    status = on_fresh_thread(lambda: int(raw.vekrKDTreeBuildAlloc(
-        root, pointer(address(vertices)), pointer(address(triangles)), len(vertices), len(triangles), size, context)))
-    if status:
-        raise VekrError(status, "Scene")
-    tree = ffi.gc(root[0], raw.vekrKDTreeFree, size=size[0])
-    return np.frombuffer(ffi.buffer(tree, size[0]), np.uint8)
 
 
 def _parts(count: int) -> "list[range]":

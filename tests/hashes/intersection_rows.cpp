@@ -86,7 +86,7 @@ void addIntersectionRows(Rows &rows) {
         for (const bool hostile : {false, true}) {
           rows.push_back({std::string("intersect/") + name + (form == Form::packet ? "/packet" : "/ray") +
                               (surfaceArea ? "/tree" : "/leaf") + (hostile ? "/hostile" : ""),
-                          form == Form::packet, 0, [=] {
+                          form == Form::packet, 0, [=, kind = kind] {
                             Hash hash;
                             for (const Mesh &mesh : {ground(9), soup(250)}) {
                               const Scene scene(mesh, surfaceArea);

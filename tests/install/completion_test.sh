@@ -24,7 +24,7 @@ expect() {
 expect --help --he
 case $program in
   vekr-render)
-    expect "--size --samples --split-bias" --s
+    expect "--size --samples --soft-shadows --smooth --save-tree --split-bias" --s
     expect "1 2 4" --samples ""
     expect simple --flat --builder s
     ;;

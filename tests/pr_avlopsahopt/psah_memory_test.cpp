@@ -164,6 +164,38 @@ TEST(PsahMemory, EveryRefusedRequestEndsInAStatusAndLeavesNothing) {
   }
 }
 
+// The same for meshes of every kind, with and without a budget that would do, in trees with threads too. A budget changes
+// nothing of what a refused request ends in.
+TEST(PsahMemory, EveryRefusalInMeshesOfEveryKind) {
+  Mesh lone;
+  lone.addTriangle({0, 0, 0}, {1, 0, 0}, {0, 1, 0});
+  Mesh flat = lone;
+  flat.addTriangle({1, 1, 1}, {1, 1, 1}, {2, 2, 2});
+  const Mesh meshes[] = {Mesh(),
+                         lone,
+                         flat,
+                         latticeSoup(200, 3, 4),
+                         needles(100, 5),
+                         terrain(12, 0.02f, 6),
+                         terrain(50, 0.01f, 7)};
+  int64_t refusals = 0;
+  for (const Mesh &mesh : meshes) {
+    for (const int32_t limit : {-1, 120}) {
+      for (const int32_t depth : {0, 9}) {
+        const TreeOptions options = {.maxDepth = depth, .memoryLimitMB = limit};
+        ASSERT_EQ(statusOf(mesh, options), vekOk);
+        const auto count = static_cast<int64_t>(heap.requests.size());
+        for (int64_t n = 0; n < count; ++n, ++refusals) {
+          const Result result = buildWatched(mesh, options, n);
+          ASSERT_EQ(result.status, n == count - 1 ? vekErrMemAlloc : vekErrTreeBuild) << "request " << n;
+          ASSERT_TRUE(result.clean) << "request " << n;
+        }
+      }
+    }
+  }
+  EXPECT_GT(refusals, 300);
+}
+
 TEST(PsahMemory, SimpleBuilderSurvivesARefusal) {
   const Mesh mesh = triangleSoup(10, 0.3f, 2);
   const VekrSimpleBuildContext context = {vekrSimpleBuildIdentifier, 0};

@@ -109,8 +109,8 @@ SourcePlanes<Voxel> madeOf(VekrVolumeSize size, const Value &value) {
 }
 
 // Voxels over their whole range, with some at its ends, so that cubic codes overshoot.
-template <class Voxel>
-Voxel randomVoxel(Random &random) {
+template <class Voxel, class Numbers>
+Voxel randomVoxel(Numbers &random) {
   if constexpr (std::is_same_v<Voxel, float>) {
     const int32_t kind = random.below(16);
     return kind == 0 ? -0.0f : kind == 1 ? 1e-41f : random.within(-1000.0f, 1000.0f);

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import math
+from functools import lru_cache
 from typing import Any, Dict, List, Optional, Tuple, Union
 
 import numpy as np
@@ -16,9 +17,9 @@ from ._interpolation import Interpolation, interpolation_of
 from ._planes import Array, Box, Output, Planes, Region, Shape, box_of, check_plane, shape_of, size_of, source_array
 from ._remap import MOST_PLANES
 
-_CALLS: Dict["np.dtype[Any]", Any] = {np.dtype(np.uint8): raw.vekrWarpAffine_8u_C1PV, np.dtype(np.uint16): raw.vekrWarpAffine_16u_C1PV,
+CALLS: Dict["np.dtype[Any]", Any] = {np.dtype(np.uint8): raw.vekrWarpAffine_8u_C1PV, np.dtype(np.uint16): raw.vekrWarpAffine_16u_C1PV,
           np.dtype(np.float32): raw.vekrWarpAffine_32f_C1PV}
-_TYPES: List["np.dtype[Any]"] = list(_CALLS)
+TYPES: List["np.dtype[Any]"] = list(CALLS)
 _EMPTY = 1e-100  # diagonal entries up to this count as none, and a matrix without diagonal is refused
 
 
@@ -39,8 +40,14 @@ def matrix_of(matrix: Any, name: str = "matrix") -> npt.NDArray[np.float64]:
     return entries
 
 
-def _axis_order(matrix: npt.NDArray[np.float64]) -> Tuple[int, ...]:
+def axis_order(matrix: npt.NDArray[np.float64]) -> Tuple[int, ...]:
     """Return in which order a matrix should take the source's axes, so that its diagonal is not empty."""
+    return _axis_order(matrix.tobytes())
+
+
+@lru_cache(maxsize=256)
+def _axis_order(data: bytes) -> Tuple[int, ...]:
+    matrix = np.frombuffer(data, np.float64).reshape(3, 4)
     if max(abs(matrix[0, 0]), abs(matrix[1, 1]), abs(matrix[2, 2])) > _EMPTY:
         return (0, 1, 2)
     orders = ((1, 2, 0), (2, 0, 1), (0, 2, 1), (2, 1, 0), (1, 0, 2))
@@ -88,7 +95,7 @@ def exact_matrix(matrix: Any, shape: Any) -> ExactMatrix:
     """
     depth, height, width = shape_of(shape)
     entries = matrix_of(matrix)
-    order = _axis_order(entries)
+    order = axis_order(entries)
     found = find_exact(np.ascontiguousarray(entries[:, [*order, 3]]), (width, height, depth))
     if found is None:
         raise ValueError("there is no exact matrix near this one")
@@ -163,12 +170,13 @@ def affine(volume: Any, matrix: Any, *, shape: Optional[Tuple[int, int, int]] = 
             [-1.,  2.]]], dtype=float32)
     """
     kind = interpolation_of(interpolation)
-    source = source_array(volume, _TYPES)
+    source = source_array(volume, TYPES)
     entries = matrix_of(matrix)
-    to = shape_of(shape) if shape is not None else source.shape if out is None else shape_of(np.shape(out), "out")
+    to = shape_of(shape) if shape is not None else source.shape if out is None else shape_of(
+        out.shape if type(out) is np.ndarray else np.shape(out), "out")
     x, y, z, width, height, depth = box_of(region, source.shape)
     out_box = box_of(out_region, to, "out_region")
-    order = _axis_order(entries)
+    order = axis_order(entries)
     box: Box = (x, y, z, width, height, depth)
     if order != (0, 1, 2):
         entries = np.ascontiguousarray(entries[:, [*order, 3]])
@@ -191,15 +199,15 @@ def affine(volume: Any, matrix: Any, *, shape: Optional[Tuple[int, int, int]] = 
     list_of_planes = Planes(target.array, (origin[2], origin[1], origin[0]))
     x, y, z, width, height, depth = out_box
     moved: Box = (x + origin[0], y + origin[1], z + origin[2], width, height, depth)
-    _warp(planes, source.shape, box, list_of_planes.at(-origin[2]), list_of_planes.step, moved, entries, kind,
+    warp(planes, source.shape, box, list_of_planes.at(-origin[2]), list_of_planes.step, moved, entries, kind,
           count if exact else 0, progress)
     return target.finish()
 
 
-def _warp(planes: Planes, shape: Shape, box: Box, to: Any, step: int, out_box: Box, matrix: npt.NDArray[np.float64],
+def warp(planes: Planes, shape: Shape, box: Box, to: Any, step: int, out_box: Box, matrix: npt.NDArray[np.float64],
           kind: Interpolation, threads: int, progress: Progress) -> None:
     """Compute a box of the destination in blocks; with 0 threads in one call, on the library's own."""
-    call, size = _CALLS[planes.array.dtype], size_of(shape)
+    call, size = CALLS[planes.array.dtype], size_of(shape)
     x, y, z, width, height, depth = out_box
     coefficients = pointer(address(matrix))
     may_fork = min(width, height) > MOST_PLANES
@@ -226,7 +234,7 @@ def _warp_planes(planes: Planes, box: Box, result: Array, out_box: Box, matrix: 
 
     The sums of a plane then start in one place, whatever is asked for.
     """
-    call, size = _CALLS[planes.array.dtype], size_of(planes.array.shape)
+    call, size = CALLS[planes.array.dtype], size_of(planes.array.shape)
     x, y, z, width, height, depth = out_box
     coefficients = pointer(address(matrix))
     is_whole = x == 0 and y == 0

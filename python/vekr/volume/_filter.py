@@ -14,17 +14,18 @@ from ..errors import check
 from ._cuts import planes_per_block
 from ._planes import LIMIT, Array, Output, Planes, Shape, shape_of, source_array
 
-_TYPES: List["np.dtype[Any]"] = [np.dtype(np.int16)]
-_BORDERS = ("nearest", "reflect", "mirror", "wrap", "constant")
+TYPES: List["np.dtype[Any]"] = [np.dtype(np.int16)]
+BORDERS = ("nearest", "reflect", "mirror", "wrap", "constant")
 
 _MOST_KERNEL_BYTES = 1 << 24
 _MOST_TAP = 65535  # its product with a voxel still fits 32 bits
 _MOST_VECTOR_TAP, _LEAST_VECTOR_TAP, _MOST_VECTOR_SUM = 32766, -32767, 98301
-_VECTOR_WIDTH = 16  # narrower results are summed in 64 bits
+VECTOR_WIDTH = 16  # narrower results are summed in 64 bits
+_SMALL, _SMALL_MARGIN = 4096, 64  # voxels: up to here one table is faster than margins axis by axis
 _STRIP = 31  # widest result that is right for widths 6, 7 and 9 in the form of 16-bit taps
 
 
-def _kernel(kernel: Any) -> npt.NDArray[Any]:
+def kernel_of(kernel: Any) -> npt.NDArray[Any]:
     taps = np.asarray(kernel)
     if taps.dtype.kind not in "iub":
         raise TypeError(f"kernel must hold whole numbers, not {taps.dtype}; scale it and give the scale as divisor")
@@ -38,15 +39,15 @@ def _kernel(kernel: Any) -> npt.NDArray[Any]:
 
 
 @lru_cache(maxsize=64)
-def _plan(data: bytes, kind: str, shape: Shape, anchor: Shape, divisor: int, width: int) -> "_Plan":
+def plan_of(data: bytes, kind: str, shape: Shape, anchor: Shape, divisor: int, width: int) -> "Plan":
     """Return how a kernel is given to the library; remembers the last ones."""
     taps = np.frombuffer(data, kind).reshape(shape)
     if int(taps.max()) > _MOST_TAP or int(taps.min()) < -_MOST_TAP:
         raise ValueError(f"taps must lie in -{_MOST_TAP} to {_MOST_TAP}")
-    return _Plan(np.ascontiguousarray(taps, np.int32), anchor, divisor, width)
+    return Plan(np.ascontiguousarray(taps, np.int32), anchor, divisor, width)
 
 
-def _divisor(divisor: Any) -> int:
+def divisor_of(divisor: Any) -> int:
     try:
         number = int(divisor)
     except (TypeError, ValueError, OverflowError):
@@ -56,7 +57,7 @@ def _divisor(divisor: Any) -> int:
     return number
 
 
-def _anchor(anchor: Any, shape: Shape) -> Shape:
+def anchor_of(anchor: Any, shape: Shape) -> Shape:
     if anchor is None:
         return shape[0] // 2, shape[1] // 2, shape[2] // 2
     try:
@@ -69,7 +70,7 @@ def _anchor(anchor: Any, shape: Shape) -> Shape:
     return place[0], place[1], place[2]
 
 
-class _Plan:
+class Plan:
     """How a kernel is given to the library so that every voxel is the sum that the convolution tells.
 
     The library's form of 16-bit taps is that for kernels of a width of 3 and 5, for 6, 7 and 9 in results of up to 31
@@ -81,12 +82,12 @@ class _Plan:
         self.taps, self.anchor = taps, anchor
         total, reach = int(taps.sum(dtype=np.int64)), int(np.abs(taps.astype(np.int64)).sum())
         is_vector = (min(taps.shape) >= 3 and total <= _MOST_VECTOR_SUM and int(taps.max()) <= _MOST_VECTOR_TAP
-                     and int(taps.min()) >= _LEAST_VECTOR_TAP and width >= _VECTOR_WIDTH)
+                     and int(taps.min()) >= _LEAST_VECTOR_TAP and width >= VECTOR_WIDTH)
         self.strip = width
         if not is_vector or wide in (3, 5) and self._fits(reach, divisor):
             return
         if not self._fits(reach, divisor) or wide > 9:
-            self.strip = _VECTOR_WIDTH - 1
+            self.strip = VECTOR_WIDTH - 1
             return
         target = {4: 5, 8: 9}.get(wide, wide)
         # Zeros behind the last tap: they multiply voxels further to the left, and the anchor stays.
@@ -157,35 +158,45 @@ def filter(volume: Any, kernel: Any, *, divisor: int = 1, anchor: Optional[Tuple
            [30, 30, 30],
            [ 0,  0,  0]], dtype=int16)
     """
-    source = source_array(volume, _TYPES)
-    taps = _kernel(kernel)
-    number = _divisor(divisor)
+    source = source_array(volume, TYPES)
+    taps = kernel_of(kernel)
+    number = divisor_of(divisor)
     sides = shape_of(taps.shape, "kernel")
-    place = _anchor(anchor, sides)
+    place = anchor_of(anchor, sides)
     count = thread_count(threads)
     before = tuple(side - 1 - a for side, a in zip(sides, place))
     if border == "valid":
         if any(s < k for s, k in zip(source.shape, sides)):
             raise ValueError(f"the kernel {sides} is larger than the volume {source.shape}")
-    elif border in _BORDERS:
+    elif border in BORDERS:
         if max(sides) > 1:
-            source = _with_border(source, list(zip(before, place)), border, value)
+            source = _with_border(source, tuple(zip(before, place)), border, value)
     else:
-        raise ValueError(f"border must be one of {', '.join([*_BORDERS, 'valid'])}, not {border!r}")
+        raise ValueError(f"border must be one of {', '.join([*BORDERS, 'valid'])}, not {border!r}")
     shape = shape_of([s - k + 1 for s, k in zip(source.shape, sides)])
     target = Output(out, shape, source.dtype, None, (volume, kernel))
-    _convolve(source, target.array, _plan(taps.tobytes(), taps.dtype.str, sides, place, number, shape[2]), before, number, count, progress)
+    convolve(source, target.array, plan_of(taps.tobytes(), taps.dtype.str, sides, place, number, shape[2]), before, number, count, progress)
     return target.finish()
 
 
-def _with_border(source: Array, margins: List[Tuple[int, int]], border: str, value: Any) -> Array:
-    low, sides = [margin[0] for margin in margins], source.shape
+@lru_cache(maxsize=64)
+def _places(sides: Shape, margins: Tuple[Tuple[int, int], ...], border: str) -> "npt.NDArray[np.intp]":
+    """Return which voxel of a small volume stands at each place of the volume with its margins."""
+    z, y, x = (folded(np.arange(-a, side + b), side, border) for (a, b), side in zip(margins, sides))
+    return np.asarray((z[:, None, None] * sides[1] + y[:, None]) * sides[2] + x)
+
+
+def _with_border(source: Array, margins: Tuple[Tuple[int, int], ...], border: str, value: Any) -> Array:
+    sides = source.shape
+    if source.size <= _SMALL and border != "constant" and sum(a + b for a, b in margins) <= _SMALL_MARGIN:
+        return np.asarray(source.take(_places(sides, margins, border)))
+    low = [margin[0] for margin in margins]
     if border != "constant" and any(max(margin) >= side for margin, side in zip(margins, sides)):
         # A margin wider than the volume, which goes there and back several times.
-        places = [_folded(np.arange(-a, side + b), side, border) for (a, b), side in zip(margins, sides)]
+        places = [folded(np.arange(-a, side + b), side, border) for (a, b), side in zip(margins, sides)]
         return np.asarray(source[np.ix_(*places)])
     shape = [a + side + b for (a, b), side in zip(margins, sides)]
-    made = np.empty(shape, source.dtype) if border != "constant" else np.full(shape, _constant(value), source.dtype)
+    made = np.empty(shape, source.dtype) if border != "constant" else np.full(shape, constant_of(value), source.dtype)
     made[low[0] : low[0] + sides[0], low[1] : low[1] + sides[1], low[2] : low[2] + sides[2]] = source
     if border == "constant":
         return made
@@ -211,7 +222,7 @@ def _copy_margins(lines: Array, before: int, after: int, side: int, border: str)
         lines[end:] = lines[last - after : last][::-1]
 
 
-def _folded(place: npt.NDArray[np.intp], side: int, border: str) -> npt.NDArray[np.intp]:
+def folded(place: npt.NDArray[np.intp], side: int, border: str) -> npt.NDArray[np.intp]:
     """Return which voxel of an axis stands at each place inside and outside of it."""
     if border == "wrap":
         return place % side
@@ -229,14 +240,14 @@ def _row_step(array: Array) -> int:
     return int(array.strides[1] if array.shape[1] > 1 else array.strides[2] * array.shape[2])
 
 
-def _constant(value: Any) -> int:
+def constant_of(value: Any) -> int:
     number = int(value)
     if number != value or not -32768 <= number <= 32767:
         raise ValueError(f"value must be a whole number of -32768 to 32767, not {value!r}")
     return number
 
 
-def _convolve(source: Array, result: Array, plan: _Plan, before: Tuple[int, ...], divisor: int, threads: int,
+def convolve(source: Array, result: Array, plan: Plan, before: Tuple[int, ...], divisor: int, threads: int,
               progress: Progress) -> None:
     """Filter a source with its margins into a result, in strips along x and blocks along z."""
     depth, height, width = result.shape

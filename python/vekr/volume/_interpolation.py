@@ -30,6 +30,9 @@ _NAMES = {member.name.lower().replace("_", "-"): member for member in Interpolat
 
 def interpolation_of(value: Union[str, int, Interpolation]) -> Interpolation:
     """Return the member that a name or a code means."""
+    known = _NAMES.get(value) if type(value) is str else None
+    if known is not None:
+        return known
     if isinstance(value, str):
         member = _NAMES.get(value.lower().replace("_", "-"))
         if member is not None:

@@ -11,7 +11,7 @@ from typing import Any, Optional, Sequence, Tuple, Union
 import numpy as np
 import numpy.typing as npt
 
-from .._native import address, address_list, place_of, pointer
+from .._native import address, address_list, place_of, pointer, within
 
 Array = npt.NDArray[Any]
 Shape = Tuple[int, ...]  # three sides, z, y, x
@@ -31,32 +31,32 @@ class Planes:
     voxels of the array may be touched.
     """
 
-    __slots__ = ("array", "pointer", "step", "_addresses", "_place")
+    __slots__ = ("array", "pointer", "step", "_addresses")
 
     def __init__(self, array: Array, origin: Shape = (0, 0, 0), depth: Optional[int] = None) -> None:
-        plane_step, row_step, voxel_step = array.strides
+        plane_step, row_step, _ = array.strides
         count, rows, columns = array.shape
+        # numpy leaves the step of an axis of one voxel open.
+        self.step = row_step if rows > 1 else array.itemsize * columns
         first = address(array)
         if origin != (0, 0, 0):
-            first -= origin[1] * row_step + origin[2] * voxel_step
+            first -= origin[1] * self.step + origin[2] * array.itemsize
         if depth is not None:
             # Planes outside the array are never touched; they get the address of the nearest one that is there.
             nearest = np.clip(np.arange(depth) - origin[0], 0, count - 1)
             self._addresses: Any = first + nearest * plane_step
-            self._place = address(self._addresses)
+            self.pointer = pointer(address(self._addresses))
         elif count <= _FEW_PLANES:
             self._addresses = address_list([first + z * plane_step for z in range(count)])
-            self._place = place_of(self._addresses)
+            self.pointer = within(self._addresses)
         else:
             self._addresses = first + np.arange(count, dtype=np.intp) * plane_step
-            self._place = address(self._addresses)
+            self.pointer = pointer(address(self._addresses))
         self.array = array  # kept alive
-        self.step = row_step if rows > 1 else voxel_step * columns
-        self.pointer = pointer(self._place)
 
     def at(self, plane: int) -> Any:
         """Return the list from one of its planes on."""
-        return pointer(self._place + plane * _ADDRESS_BYTES) if plane else self.pointer
+        return pointer(place_of(self.pointer) + plane * _ADDRESS_BYTES) if plane else self.pointer
 
 
 def size_of(shape: Shape) -> Shape:
@@ -99,6 +99,8 @@ def source_array(volume: Any, types: Sequence["np.dtype[Any]"], name: str = "vol
 
 def check_shape(shape: Sequence[int], name: str) -> None:
     """Raise if a side is more than the library counts."""
+    if max(shape) <= LIMIT:
+        return
     for side in shape:
         if side > LIMIT:
             raise ValueError(f"sides of {name} must be below 2**31, not {side}")
@@ -112,6 +114,10 @@ def check_plane(planes: Planes, name: str = "volume") -> None:
 
 def shape_of(shape: Any, name: str = "shape") -> Shape:
     """Return a shape that a caller gives as three whole numbers above 0."""
+    if type(shape) is tuple and len(shape) == 3:
+        a, b, c = shape
+        if type(a) is type(b) is type(c) is int and 0 < a <= LIMIT and 0 < b <= LIMIT and 0 < c <= LIMIT:
+            return a, b, c
     try:
         sides = tuple(int(side) for side in shape)
         exact = all(side == given for side, given in zip(sides, shape))
@@ -177,9 +183,11 @@ class Output:
             raise TypeError(f"out must be of type {dtype}, not {out.dtype}")
         if not out.flags.writeable:
             raise ValueError("out is read-only")
+        checked = None
         for source in sources:
-            if isinstance(source, np.ndarray) and shares_memory(out, source):
+            if source is not checked and isinstance(source, np.ndarray) and shares_memory(out, source):
                 raise ValueError("out must not overlap the arrays that are read")
+            checked = source
         if lies_well(out) and _rows_are_apart(out):
             self.array = out
         else:

@@ -10,19 +10,19 @@ from .._native import raw
 from .._work import Progress, run_blocks, settle, thread_count
 from ._cuts import planes_per_block
 from ._interpolation import Interpolation, interpolation_of
-from ._planes import (LIMIT, Array, Output, Planes, Region, box_of, check_plane, check_shape, lies_well, size_of,
-                      source_array)
+from ._planes import (LIMIT, Array, Box, Output, Planes, Region, Shape, box_of, check_plane, check_shape, lies_well,
+                      size_of, source_array)
 
 _CALLS: Dict["np.dtype[Any]", Any] = {np.dtype(np.uint8): raw.vekrRemap_8u_C1PV, np.dtype(np.uint16): raw.vekrRemap_16u_C1PV,
           np.dtype(np.float32): raw.vekrRemap_32f_C1PV}
-_TYPES: List["np.dtype[Any]"] = list(_CALLS)
+TYPES: List["np.dtype[Any]"] = list(_CALLS)
 _FLOAT = np.dtype(np.float32)
 
 # The library forks OpenMP threads from 16 planes on. Blocks with fewer stay on the thread that this package has chosen.
 MOST_PLANES = 15
 
 
-def _maps(x: Any, y: Any, z: Any) -> List[Array]:
+def maps_of(x: Any, y: Any, z: Any) -> List[Array]:
     """Return three maps of one shape and one row step."""
     given = [np.asarray(m) for m in (x, y, z)]
     for m, name in zip(given, "xyz"):
@@ -101,24 +101,31 @@ def remap(volume: Any, x: Any, y: Any, z: Any, *, interpolation: Union[str, int,
            [4.5, 6.5]], dtype=float32)
     """
     kind = interpolation_of(interpolation)
-    source = source_array(volume, _TYPES)
-    maps = _maps(x, y, z)
+    source = source_array(volume, TYPES)
+    maps = maps_of(x, y, z)
     box = box_of(region, source.shape)
     count = thread_count(threads)
-    depth, height, width = shape = maps[0].shape
-    target = Output(out, shape, source.dtype, fill, (volume, x, y, z))
-    planes, to = Planes(source), Planes(target.array)
+    target = Output(out, maps[0].shape, source.dtype, fill, (volume, x, y, z))
+    planes = Planes(source)
     if kind.is_cubic:
         check_plane(planes)
+    look_up(planes, source.shape, box, maps, target.array, kind, count, progress)
+    return target.finish()
+
+
+def look_up(source: Planes, source_shape: Shape, box: Box, maps: List[Array], result: Array, kind: Interpolation, count: int,
+            progress: Progress = None) -> None:
+    """Sample a volume, or what of it is there, at maps of the result's shape; maps have one row step."""
+    to = Planes(result)
+    depth, height, width = result.shape
     xs, ys, zs = (Planes(m) for m in maps)
-    call, size, row = _CALLS[source.dtype], size_of(source.shape), height * width
+    call, size, row = _CALLS[source.array.dtype], size_of(source_shape), height * width
     most = MOST_PLANES if height > MOST_PLANES and width > MOST_PLANES else depth
     each = planes_per_block(depth, row, count, progress is not None, most=most)
 
     def block(number: int) -> int:
         first = number * each
-        return int(call(planes.pointer, size, planes.step, box, xs.at(first), ys.at(first), zs.at(first), xs.step,
+        return int(call(source.pointer, size, source.step, box, xs.at(first), ys.at(first), zs.at(first), xs.step,
                         to.at(first), to.step, (width, height, min(each, depth - first)), kind))
 
-    settle(run_blocks(block, -(-depth // each), count, progress), "remap")
-    return target.finish()
+    settle(run_blocks(block, -(-depth // each), count, progress), "remap", stacklevel=4)

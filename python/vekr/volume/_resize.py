@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import math
-from typing import Any, Dict, List, Optional, Tuple, Union
+from typing import Any, Dict, List, NamedTuple, Optional, Tuple, Union
 
 import numpy as np
 
@@ -12,18 +12,20 @@ from .._work import Progress, get_threads, run_blocks, settle, thread_count
 from ..errors import check
 from ._cuts import planes_per_block
 from ._interpolation import Interpolation, interpolation_of
-from ._planes import (LIMIT, Array, Output, Planes, Region, Shape, box_of, check_shape, shape_of, size_of,
+from ._planes import (LIMIT, Array, Box, Output, Planes, Region, Shape, box_of, check_shape, shape_of, size_of,
                       source_array)
 
 _CALLS: Dict["np.dtype[Any]", Any] = {np.dtype(np.uint8): raw.vekrResize_8u_C1PV, np.dtype(np.uint16): raw.vekrResize_16u_C1PV,
           np.dtype(np.float32): raw.vekrResize_32f_C1PV}
-_TYPES: List["np.dtype[Any]"] = list(_CALLS)
+TYPES: List["np.dtype[Any]"] = list(_CALLS)
 _LEAST_PLANES = 128  # each block computes up to three planes of the source anew
 _CENTRE = 0.5000000001  # the library's own bound: a voxel is written if its centre lies in the image of the source
 
 
 def triple(value: Any, name: str) -> Tuple[float, float, float]:
     """Return a number for each axis (z, y, x); one number stands for all three."""
+    if type(value) is float and math.isfinite(value):
+        return value, value, value
     try:
         if isinstance(value, (int, float, np.integer, np.floating)):
             numbers = (float(value),) * 3
@@ -43,9 +45,14 @@ def resized_shape(shape: Shape, factor: Tuple[float, float, float]) -> Shape:
     return sides[0], sides[1], sides[2]
 
 
+# Bytes of work memory for an entry of a row, and beside that.
+_WORK = {int(kind): (16, 256) if kind.is_cubic else (8, 64) for kind in Interpolation}
+_WORK[int(Interpolation.NEAREST)] = 0, 0
+
+
 def _rows_per_call(width: int, height: int, depth: int, kind: Interpolation) -> int:
     """Return how many rows of a plane fit one call: the library counts the bytes of its work memory in 32 bits."""
-    row, rest = {Interpolation.NEAREST: (0, 0), Interpolation.LINEAR: (8, 64)}.get(kind, (16, 256))
+    row, rest = _WORK[int(kind)]
     room = LIMIT // get_threads() - rest * (width + depth) - 16384
     rows = room // (row * (width + 64) + rest + 8)
     if rows < 1:
@@ -120,43 +127,62 @@ def resize(volume: Any, factor: Union[None, float, Tuple[float, float, float]] =
     >>> vekr.volume.resize(np.arange(4, dtype=np.float32).reshape(1, 1, 4), (1, 1, 2), interpolation="nearest")
     array([[[0., 0., 1., 1., 2., 2., 3., 3.]]], dtype=float32)
     """
+    source = source_array(volume, TYPES)
+    to = None
+    if out is not None and shape is None:
+        to = shape_of(out.shape if type(out) is np.ndarray else np.shape(out), "out")
+    scaling = scaling_of(source.shape, factor, shape or to, shift, interpolation, region, out_region)
+    count = thread_count(threads)
+    target = Output(out, scaling.shape, source.dtype, fill, (volume,))
+    planes = Planes(target.array)
+    scale(scaling, Planes(source), planes.pointer, planes.step, scaling.box, count, progress)
+    return target.finish()
+
+
+class Scaling(NamedTuple):
+    """What a resize does, whole: all in (z, y, x), but for boxes."""
+
+    source_shape: Shape
+    shape: Shape
+    factor: Tuple[float, float, float]
+    shift: Tuple[float, float, float]
+    kind: Interpolation
+    source_box: Box
+    box: Box
+
+
+def scaling_of(size: Shape, factor: Any, shape: Any, shift: Any, interpolation: Any, region: Region,
+               out_region: Region) -> Scaling:
+    """Return what the arguments of :func:`resize` mean for a source of a size."""
     kind = interpolation_of(interpolation)
-    source = source_array(volume, _TYPES)
-    size = source.shape
     if shape is not None:
         to = shape_of(shape)
-    elif out is not None:
-        to = shape_of(np.shape(out), "out")
     elif factor is None:
         raise TypeError("resize takes a factor, a shape or an out")
     else:
         to = resized_shape(size, triple(factor, "factor"))
-    scale = (to[0] / size[0], to[1] / size[1], to[2] / size[2]) if factor is None else triple(factor, "factor")
-    if min(scale) <= 0:
+    by = (to[0] / size[0], to[1] / size[1], to[2] / size[2]) if factor is None else triple(factor, "factor")
+    if min(by) <= 0:
         raise ValueError(f"factor must be above 0, not {factor!r}")
-    move = triple(shift, "shift")
-    source_box = box_of(region, size)
-    box = box_of(out_region, to, "out_region")
-    count = thread_count(threads)
-    target = Output(out, to, source.dtype, fill, (volume,))
-    from_planes, to_planes = Planes(source), Planes(target.array)
+    return Scaling(size, to, by, triple(shift, "shift"), kind, box_of(region, size), box_of(out_region, to, "out_region"))
 
+
+def scale(scaling: Scaling, source: Planes, to: Any, step: int, box: Box, count: int, progress: Progress = None) -> None:
+    """Compute a box of the result of a resize; `to` is the list of the whole result's planes."""
     x, y, z, width, height, depth = box
-    rows = _rows_per_call(width, height, depth, kind)
+    rows = _rows_per_call(width, height, depth, scaling.kind)
     strips = -(-height // rows)
     planes = planes_per_block(depth, width * height, count, progress is not None, least=_LEAST_PLANES)
-    call, source_size = _CALLS[source.dtype], size_of(size)
+    call, size, by, move = _CALLS[source.array.dtype], size_of(scaling.source_shape), scaling.factor, scaling.shift
 
     def block(number: int) -> int:
         slab, strip = divmod(number, strips)
         first, top = slab * planes, strip * rows
         part = (x, y + top, z + first, width, min(rows, height - top), min(planes, depth - first))
         needed = int_out()
-        check(raw.vekrResizeGetBufSize(source_box, part, 1, kind, needed), "resize")
+        check(raw.vekrResizeGetBufSize(scaling.source_box, part, 1, scaling.kind, needed), "resize")
         buffer = np.empty(needed[0], np.uint8)
-        return int(call(from_planes.pointer, source_size, from_planes.step, source_box, to_planes.pointer,
-                        to_planes.step, part, scale[2], scale[1], scale[0], move[2], move[1], move[0], kind,
-                        pointer(address(buffer))))
+        return int(call(source.pointer, size, source.step, scaling.source_box, to, step, part, by[2], by[1], by[0],
+                        move[2], move[1], move[0], scaling.kind, pointer(address(buffer))))
 
-    settle(run_blocks(block, strips * -(-depth // planes), count, progress), "resize")
-    return target.finish()
+    settle(run_blocks(block, strips * -(-depth // planes), count, progress), "resize", stacklevel=4)

@@ -81,8 +81,7 @@ Panorama builtInSky(int width, int height) {
   return sky;
 }
 
-Panorama readPanorama(const std::string &path) {
-  const vekr_example::Image image = vekr_example::Image::read(path, 3);
+Panorama fromPicture(const vekr_example::Image &image) {
   std::array<float, 256> linear{};
   for (size_t i = 0; i < linear.size(); ++i) linear[i] = toLinear(static_cast<float>(i) / 255.0f);
   Panorama panorama(image.width(), image.height());

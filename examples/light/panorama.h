@@ -1,7 +1,7 @@
 // Panoramas: pictures of everything around, 360 degrees wide and 180 high, as linear light.
 #pragma once
 
-#include <string>
+#include <utility>
 #include <vector>
 
 #include "png_image.h"
@@ -17,6 +17,10 @@ class Panorama {
       : width_(width),
         height_(height),
         light_(3 * static_cast<size_t>(width) * static_cast<size_t>(height)) {}
+
+  // From width * height * 3 values.
+  Panorama(int width, int height, std::vector<float> light)
+      : width_(width), height_(height), light_(std::move(light)) {}
 
   int width() const { return width_; }
   int height() const { return height_; }
@@ -53,8 +57,8 @@ double solidAngle(int width, int height, int row);
 // A clear sky with a low sun, much brighter than any picture can hold, over dark ground.
 Panorama builtInSky(int width, int height);
 
-// Throws std::runtime_error with one line on failure.
-Panorama readPanorama(const std::string &path);
+// The light that a picture stands for.
+Panorama fromPicture(const vekr_example::Image &image);
 
 // As 8-bit picture; light below 0 becomes black, above 1 / exposure white.
 vekr_example::Image toPicture(const Panorama &panorama, float exposure);

@@ -1,0 +1,157 @@
+#!/usr/bin/python3
+"""Changes the library in one place at a time and tells which changes no test sees.
+
+  scripts/mutate.py [--count N] [--seed S] [--report FILE] [PATTERN...]   e.g. scripts/mutate.py --count 200 sh/ prresize/
+
+A mutant is one operator, comparison, constant or order of a .cpp file of the library turned into another. Its objects are compiled as
+build/release does it and linked with the others into a library of its own; the programs of build/release/bin then run against that
+one: first the table of hashes, with both instruction sets, then the sweep of arguments, then the tests of the folder. Needs a built
+release preset (scripts/test.sh release). Nothing in the sources changes.
+
+Headers aren't mutated, and tests of private names, which are linked to an archive, see nothing of a mutant.
+"""
+
+import argparse
+import json
+import os
+import random
+import re
+import shlex
+import subprocess
+import sys
+import tempfile
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+BUILD = os.path.join(ROOT, "build", "release")
+CHANGES = [
+    (r"(?<=[\w)\]]) \+ (?=[\w(])", " - "),
+    (r"(?<=[\w)\]]) - (?=[\w(])", " + "),
+    (r"(?<=[\w)\]]) \* (?=[\w(])", " + "),
+    (r"(?<=[\w)\]]) / (?=[\w(])", " * "),
+    (r"(?<=[\w)\]]) < (?=[\w(])", " <= "),
+    (r"(?<=[\w)\]]) > (?=[\w(])", " >= "),
+    (r" <= ", " < "),
+    (r" >= ", " > "),
+    (r" == ", " != "),
+    (r" != ", " == "),
+    (r" && ", " || "),
+    (r" \|\| ", " && "),
+    (r"(?<![\w.])0(?![\w.])", "1"),
+    (r"(?<![\w.])1(?![\w.])", "2"),
+    (r"(?<![\w.])4(?![\w.])", "3"),
+    (r"\+\+", "--"),
+]
+
+
+def mutants(paths: list[str]) -> list[tuple[str, int, int, str]]:
+    """(file, start, end, replacement) for each place that can be changed; comments, includes and assertions are left out."""
+    found = []
+    for path in paths:
+        with open(os.path.join(ROOT, path)) as stream:
+            text = stream.read()
+        offset = 0
+        for line in text.splitlines(keepends=True):
+            code = line.split("//")[0]
+            if not code.lstrip().startswith(("#", "/*", "*", "template", "static_assert", "assert")):
+                for pattern, replacement in CHANGES:
+                    for match in re.finditer(pattern, code):
+                        found.append((path, offset + match.start(), offset + match.end(), replacement))
+            offset += len(line)
+    return found
+
+
+def run(arguments: list[str], **keywords) -> int:
+    try:
+        return subprocess.run(arguments, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=300, **keywords).returncode
+    except subprocess.TimeoutExpired:
+        return 124
+
+
+class Trial:
+    def __init__(self) -> None:
+        with open(os.path.join(BUILD, "compile_commands.json")) as stream:
+            commands = json.load(stream)
+        for command in commands:  # older CMakes don't tell it apart
+            words = shlex.split(command["command"])
+            command["output"] = words[words.index("-o") + 1]
+        self.commands = [c for c in commands if "CMakeFiles/vekre9_" in c["output"] and "private" not in c["output"]]
+        self.programs = os.listdir(os.path.join(BUILD, "bin"))
+
+    def files(self) -> list[str]:
+        return sorted({os.path.relpath(c["file"], ROOT) for c in self.commands})
+
+    def outcome(self, mutant: tuple[str, int, int, str]) -> str:
+        path, start, end, replacement = mutant
+        with open(os.path.join(ROOT, path)) as stream:
+            text = stream.read()
+        with tempfile.TemporaryDirectory() as folder:
+            source = os.path.join(folder, os.path.basename(path))
+            with open(source, "w") as stream:
+                stream.write(text[:start] + replacement + text[end:])
+            objects = {}
+            for command in self.commands:
+                objects[command["output"]] = os.path.join(BUILD, command["output"])
+                if os.path.relpath(command["file"], ROOT) != path:
+                    continue
+                words = [w for w in shlex.split(command["command"]) if w not in ("-Werror", "-Wall", "-Wextra")]
+                words[words.index("-o") + 1] = objects[command["output"]] = os.path.join(folder, f"{len(objects)}.o")
+                words[words.index("-c") + 1] = source
+                words.insert(1, "-I" + os.path.dirname(os.path.join(ROOT, path)))
+                if run(words, cwd=command["directory"]) != 0:
+                    return "not compiled"
+            library = os.path.join(folder, "libvekre9.so.6.1")
+            link = ["gcc", "-shared", "-fopenmp", "-o", library, "-Wl,-soname,libvekre9.so.6.1", "-Wl,--as-needed", *objects.values(),
+                    "-L" + os.path.join(BUILD, "lib"), "-lvekcore", "-lm", "-Wl,-rpath," + os.path.join(BUILD, "lib")]
+            if run(link) != 0:
+                return "not linked"
+            return self.tested(path, folder)
+
+    def tested(self, path: str, folder: str) -> str:
+        everywhere = dict(os.environ, LD_LIBRARY_PATH=folder)
+        narrow = dict(everywhere, GLIBC_TUNABLES="glibc.cpu.hwcaps=-AVX2")
+        table = [os.path.join(BUILD, "bin", "hashes"), "--strict", "--check", os.path.join(ROOT, "tests/hashes/table.txt")]
+        for environment in (everywhere, narrow):
+            if run(table, env=environment):
+                return "killed by hashes"
+        tests = ["arguments_test"]
+        listed = os.path.join(ROOT, "tests", path.split("/")[0], "CMakeLists.txt")
+        if os.path.exists(listed):
+            with open(listed) as stream:
+                tests += re.findall(r"vekr_test\((\w+)", stream.read())
+        for test in tests:
+            for environment in (everywhere, narrow):
+                if test in self.programs and run([os.path.join(BUILD, "bin", test)], env=environment):
+                    return f"killed by {test}"
+        return "survived"
+
+
+def main() -> None:
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--count", type=int, default=100)
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--report", default=os.path.join(ROOT, "build", "mutants.txt"))
+    parser.add_argument("patterns", nargs="*")
+    options = parser.parse_args()
+    trial = Trial()
+    paths = [p for p in trial.files() if not options.patterns or any(pattern in p for pattern in options.patterns)]
+    if not paths:
+        sys.exit("no file of the library matches")
+    places = mutants(paths)
+    chosen = random.Random(options.seed).sample(places, min(options.count, len(places)))
+    killed = survived = 0
+    with open(options.report, "w") as report:
+        for path, start, end, replacement in chosen:
+            outcome = trial.outcome((path, start, end, replacement))
+            killed += outcome.startswith("killed")
+            survived += outcome == "survived"
+            with open(os.path.join(ROOT, path)) as stream:
+                text = stream.read()
+            number = text.count("\n", 0, start) + 1
+            line = text.splitlines()[number - 1].strip()
+            print(f"{outcome}: {path}:{number}: '{text[start:end].strip()}' to '{replacement.strip()}' in: {line}", file=report, flush=True)
+    print(f"{len(places)} places in {len(paths)} files; {len(chosen)} tried: {killed} killed, {survived} survived, "
+          f"{len(chosen) - killed - survived} no program; see {options.report}")
+
+
+if __name__ == "__main__":
+    main()
