@@ -54,8 +54,8 @@ check_library_alone() {
   build build/alone
 }
 
-# Emulation is slow, so that these stand for all tests: every lane operation, the estimates, and the hashes of what every
-# function writes in every form.
+# Emulation is slow, so that these stand for all tests: every lane operation, the estimates, the hashes of what every function
+# writes in every form, and one short test of most folders.
 check_arm() {
   command -v aarch64-linux-gnu-g++ qemu-aarch64 >/dev/null || { echo "left out: its packages are missing"; return 0; }
   run_preset cross-aarch64 vekr_arm_tests -L arm
