@@ -19,7 +19,7 @@ function(vekr_check_target)
       return()
     endif()
   endforeach()
-  message(FATAL_ERROR "vekr serves Linux on 64-bit x86 and 64-bit ARM only (g++, clang++), not this target.")
+  message(FATAL_ERROR "vekr serves 64-bit Linux on x86 and ARM (g++, clang++), not this target.")
 endfunction()
 vekr_check_target()
 
