@@ -55,10 +55,30 @@ void compareShadingOf(Comparison &comparison, int32_t length) {
   });
 }
 
+// The kernel wants its planes at multiples of 16 bytes. Triangles repeat, as those that rays hit do.
+void compareNormalsOf(Comparison &comparison, int32_t length) {
+  constexpr int32_t kTriangles = 1000;
+  const auto count = static_cast<size_t>(length);
+  const std::vector<float> normals = randomPlane<float>(3 * 502, -1, 1, 50);
+  std::vector<int32_t> corners = randomPlane<int32_t>(4 * kTriangles, 0, 501, 51);
+  std::vector<int32_t> triangles = randomPlane<int32_t>(count, 0, kTriangles - 1, 52);
+  const std::vector<float> u = randomPlane<float>(count, 0, 0.5f, 53),
+                           v = randomPlane<float>(count, 0, 0.5f, 54);
+  const float *const hits[2] = {u.data(), v.data()};
+  comparison.compare("normals", "SurfSmoothNormal/" + std::to_string(length), 3 * count * sizeof(float),
+                     [&](const Library &l, Bytes &o) {
+                       auto *const first = reinterpret_cast<float *>(o.data());
+                       float *const planes[3] = {first, first + count, first + 2 * count};
+                       VEKR_OF(l, vekrSurfSmoothNormal_32f)
+                       (normals.data(), corners.data(), triangles.data(), hits, planes, length, 4);
+                     });
+}
+
 }  // namespace
 
 void compareShading(Comparison &comparison) {
   for (const int32_t length : {512, 16384, 1 << 20}) compareShadingOf(comparison, length);
+  for (const int32_t length : {512, 16384, 1 << 20}) compareNormalsOf(comparison, length);
 }
 
 void compareHarmonics(Comparison &comparison) {

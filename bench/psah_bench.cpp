@@ -11,7 +11,9 @@
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
+#ifdef __x86_64__
 #include <x86intrin.h>
+#endif
 
 #include <algorithm>
 #include <cmath>
@@ -39,16 +41,27 @@ bool isSplitting = false;
 uint64_t ticks[kPartCount];
 uint64_t nested = 0;  // ticks of the parts inside the current one
 
+// Of the processor's counter, which runs at one rate whatever the clock of the core.
+uint64_t tickNow() {
+#ifdef __x86_64__
+  return __rdtsc();
+#else
+  uint64_t tick;
+  __asm__ volatile("mrs %0, cntvct_el0" : "=r"(tick));
+  return tick;
+#endif
+}
+
 template <class Function, class... Arguments>
 auto timed(Part part, const Function &function, Arguments &&...arguments) {
   const uint64_t outer = nested;
   nested = 0;
-  const uint64_t start = __rdtsc();
+  const uint64_t start = tickNow();
   struct Stop {
     Part part;
     uint64_t outer, start;
     ~Stop() {
-      const uint64_t all = __rdtsc() - start;
+      const uint64_t all = tickNow() - start;
       ticks[part] += all - nested;
       nested = outer + all;
     }
@@ -81,10 +94,15 @@ VEKR_TIMED(kBins, PlaneChoice, ChoosePlane, "_ZN4vekr8AxisBins11choosePlaneEd",
 VEKR_TIMED(kSort, VekStatus, Sort, "_ZN4vekr20veksSortAscend_32f_IEPfi", (float *p, int32_t n), p, n)
 VEKR_TIMED(kSort, void, RadixSort, "_ZN4vekr25ownRadixSortAccend_32f_w7EPfS0_i",
            (float *p, float *w, int32_t n), p, w, n)
+#ifdef __aarch64__
+VEKR_TIMED(kTrial, PlaneChoice, Trial, "_ZN4vekr4neon12ownTryPlanesERKNS_10PlaneTrialE",
+           (const PlaneTrial &t), t)
+#else
 VEKR_TIMED(kTrial, PlaneChoice, NarrowTrial, "_ZN4vekr5sse4112ownTryPlanesERKNS_10PlaneTrialE",
            (const PlaneTrial &t), t)
 VEKR_TIMED(kTrial, PlaneChoice, WideTrial, "_ZN4vekr4avx212ownTryPlanesERKNS_10PlaneTrialE",
            (const PlaneTrial &t), t)
+#endif
 VEKR_TIMED(kCut, VekStatus, Cut,
            "_ZN4vekr13localPatchCutERKNS_9VekrPatchENS_10PatchPlaceES3_iRNS_14VekrBuildStateEf",
            (const VekrPatch &p, PatchPlace l, PatchPlace r, int32_t a, VekrBuildState &s, float f), p, l, r,
@@ -175,9 +193,9 @@ void report(const std::string &name, const Mesh &mesh, Previous &previous) {
   for (int run = 0; run < 5; ++run) {  // the run that was disturbed least
     isSplitting = true;
     std::fill(ticks, ticks + kPartCount, 0);
-    const uint64_t start = __rdtsc();
+    const uint64_t start = tickNow();
     const Tree once(mesh, optionsFor(mesh));
-    const uint64_t taken = __rdtsc() - start;
+    const uint64_t taken = tickNow() - start;
     isSplitting = false;
     if (taken < all) {
       all = taken;

@@ -23,13 +23,21 @@ endif()
 
 find_package(OpenMP REQUIRED COMPONENTS CXX)
 
+set(vekr_floor_flags)
+if(VEKR_PROCESSOR STREQUAL x86_64)
+  set(vekr_floor_flags -msse4.1)  # the floor of the processor class; 64-bit ARM has its lanes always
+endif()
+
 add_library(vekr_flags INTERFACE)
 target_compile_options(vekr_flags INTERFACE
   -ffp-contract=off      # results are the same to the last bit: no fused multiply-add that the source doesn't write
   -fno-math-errno        # lets sqrt be one instruction; nobody reads errno
   -fno-trapping-math     # lets lanes be computed that are thrown away; no exception is ever unmasked
-  -msse4.1               # the floor of the processor class
+  ${vekr_floor_flags}
   -Wall -Wextra)
+if(VEKR_ESTIMATES STREQUAL table)
+  target_compile_definitions(vekr_flags INTERFACE VEKR_ESTIMATES_BY_TABLE)
+endif()
 if(VEKR_WERROR)
   target_compile_options(vekr_flags INTERFACE -Werror)
 endif()

@@ -6,7 +6,11 @@ get_property(kernels GLOBAL PROPERTY VEKR_KERNELS)
 # The instruction sets, the floor first, and what each lets the compiler use. To add one: its name and its flags here, its
 # width in frame/isa.h, its registers in frame/lanes/, its line in frame/dispatch.h. None brings fused multiply-add: the
 # results must be the same.
-set(VEKR_SETS sse41 avx2)
+if(VEKR_PROCESSOR STREQUAL aarch64)
+  set(VEKR_SETS neon)
+else()
+  set(VEKR_SETS sse41 avx2)
+endif()
 set(vekr_flags_avx2 -mavx2 -mno-fma)
 
 # Objects that are compiled once and linked three times: the kernels for each set, and the rest, whose few lanes are the

@@ -7,7 +7,11 @@
 #include "frame/cpu.h"
 
 // The sets, best first, each with the question whether this processor has it; the last one is the floor.
+#ifdef __aarch64__
+#define VEKR_SETS(apply, ...) apply(neon, true, __VA_ARGS__)
+#else
 #define VEKR_SETS(apply, ...) apply(avx2, ownHasAvx2(), __VA_ARGS__) apply(sse41, true, __VA_ARGS__)
+#endif
 
 // Declares kernels in the namespaces of all sets.
 #define VEKR_KERNELS(...) VEKR_SETS(VEKR_IN_NAMESPACE, __VA_ARGS__)

@@ -9,9 +9,13 @@
 #error "lane types belong into files that are compiled for an instruction set: see cmake/library.cmake"
 #endif
 
-// Floats in the widest register of each set.
+// Floats in the widest register of each set of this architecture.
+#ifdef __aarch64__
+#define VEKR_FLOATS_IN_neon 4
+#else
 #define VEKR_FLOATS_IN_sse41 4
 #define VEKR_FLOATS_IN_avx2 8
+#endif
 
 #define VEKR_FLOATS_IN_SET(set) VEKR_FLOATS_IN_##set
 #define VEKR_FLOATS_IN(set) VEKR_FLOATS_IN_SET(set)
@@ -21,7 +25,7 @@
 #if VEKR_REGISTER_FLOATS != 4 && VEKR_REGISTER_FLOATS != 8
 #error "VEKR_ISA is not an instruction set that frame/lanes/ has lane types for"
 #endif
-#ifndef __SSE4_1__
+#if !defined(__SSE4_1__) && !defined(__aarch64__)
 #error "the lane types need SSE4.1"
 #endif
 #if VEKR_REGISTER_FLOATS >= 8 && !defined(__AVX2__)

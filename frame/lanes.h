@@ -11,12 +11,13 @@
 //   truncated         toward zero; INT32_MIN for what doesn't fit
 //   rounded           to nearest, ties to even; INT32_MIN for what doesn't fit
 //   Int arithmetic    wraps in 32 bits; shiftedRight is arithmetic, shiftedRightUnsigned is not
-//   approx...         the estimates of the processor's 128-bit instructions
+//   approx...         the estimates of x86's 128-bit instructions, from them or by table (frame/estimates.h)
 //
 // Everything lives in the namespace of the instruction set that the file is compiled for (frame/isa.h, frame/dispatch.h).
 // To add a set: its width in frame/isa.h, a file of its registers in frame/lanes/, a line here.
 #pragma once
 
+#include "frame/lanes/neon.h"
 #include "frame/lanes/one.h"
 #include "frame/lanes/wide.h"
 #include "frame/lanes/x128.h"

@@ -3,9 +3,9 @@
  * Low-level routines for ray-traced rendering and for volumes of sampled data. The library is given arrays
  * and gives back arrays: it does no input or output, prints nothing, keeps no state, needs no initialisation.
  *
- * It runs on Linux on x86-64 processors with SSE4.1 (all since 2008). Nothing looks for that: an older one
- * dies by SIGILL in the first function that computes. A program that must run there as well asks before the
- * first call: __builtin_cpu_supports("sse4.1"), which vekr_extra.h wraps.
+ * It runs on Linux, on x86-64 processors with SSE4.1 (all since 2008) and on 64-bit ARM. Nothing looks for
+ * SSE4.1: an older one dies by SIGILL in the first function that computes. A program that must run there as
+ * well asks before the first call: __builtin_cpu_supports("sse4.1"), which vekr_extra.h wraps.
  *
  * What holds for every function unless its own text says otherwise:
  *   - Result: a VekStatus. 0 is success, positive a warning, negative an error. After an error the outputs
@@ -18,7 +18,7 @@
  *     two forms, whose text tells which form runs when, on the alignment of arrays and on lengths. They
  *     don't depend on the compiler, on the instruction set, on the run or on the number of threads, with two
  *     exceptions. Affine warp: the thread count. Packet forms of intersection and the kernel of smooth
- *     normals: the make of the processor, from whose estimate of a reciprocal or a reciprocal root they
+ *     normals: the make of an x86 processor, from whose estimate of a reciprocal or a reciprocal root they
  *     start. docs/exactness.md in the sources tells all of it.
  *   - Planes: a per-ray quantity is a dense array, one 32-bit entry a ray; a vector quantity is three such
  *     arrays (x, y, z), passed as a list of three pointers. Arrays need only the alignment of their element

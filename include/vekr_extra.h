@@ -56,6 +56,8 @@ static inline const char *vekrExtraStatusText(VekStatus status) {
 static inline int vekrExtraProcessorIsServed(void) {
 #if defined(__x86_64__) && defined(__GNUC__)
   return __builtin_cpu_supports("sse4.1") != 0;
+#elif defined(__aarch64__) && defined(__linux__)
+  return 1;
 #else
   return 0;
 #endif

@@ -40,6 +40,7 @@ example_packages=(libassimp-dev libcli11-dev libpng-dev libjpeg-dev libopenexr-d
 # What lets vekr-volume read and write more than NIfTI: 130 MB with all that it needs, so that only tests ask for it.
 volume_formats_packages=(libinsighttoolkit5-dev)
 test_packages=("${volume_formats_packages[@]}" clang clang-format clang-tidy libomp-14-dev libclang-rt-14-dev libgtest-dev libbenchmark-dev binutils abigail-tools)
+cross_packages=(g++-aarch64-linux-gnu qemu-user googletest)
 demo_data=(assimp-testmodels mricron-data)
 python_demo_packages=(python3-cffi python3-numpy python3-matplotlib)
 python_packages=(pypy3 python3-cffi python3-numpy python3-setuptools python3-wheel python3-build python3-venv python3-pytest

@@ -1,16 +1,17 @@
 #!/usr/bin/env bash
 # Runs every check: formatting, clang-tidy, both compilers without warnings, all tests, and all tests again under the sanitizers,
-# and the interface against the record of it. Only the packages have a check of their own, scripts/deb.sh.
+# the interface against the record of it, and what tells 64-bit ARM from x86, under emulation. Only the packages have a check of
+# their own, scripts/deb.sh.
 #   scripts/test.sh            everything
+#   scripts/test.sh release    only the named presets (release debug clang asan tsan cross-aarch64), without the other checks
 # Each stage tells its seconds at the end. Long runs have scripts of their own: hashes.sh, fuzz.sh, memory.sh, coverage.sh,
 # mutate.py, load.sh, models.sh.
-#   scripts/test.sh release    only the named presets (release debug clang asan tsan), without the other checks
 # Debian packages that are missing are named and installed; with --no-install they are only named.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
 take_no_install "$@"
-install_missing "${build_packages[@]}" "${example_packages[@]}" "${test_packages[@]}"
+install_missing "${build_packages[@]}" "${example_packages[@]}" "${test_packages[@]}" "${cross_packages[@]}"
 
 # build cmake-arguments...: one line when all is well, otherwise what the compilers said.
 build() {
@@ -53,6 +54,13 @@ check_library_alone() {
   build build/alone
 }
 
+# Emulation is slow, so that these stand for all tests: every lane operation, the estimates, the hashes of what every function
+# writes in every form, and one short test of most folders.
+check_arm() {
+  command -v aarch64-linux-gnu-g++ qemu-aarch64 >/dev/null || { echo "left out: its packages are missing"; return 0; }
+  run_preset cross-aarch64 vekr_arm_tests -L arm
+}
+
 if [ ${#arguments[@]} -gt 0 ]; then
   for preset in "${arguments[@]}"; do stage "$preset" run_preset "$preset" all; done
   exit 0
@@ -65,10 +73,12 @@ stage documentation scripts/docs.sh --look
 # The tests whose threads matter; the other presets run everything.
 stage tsan run_preset tsan vekr_thread_tests -L threads
 stage asan run_preset asan all
-stage clang run_preset clang all
+# The 128-bit kernels that clang makes: by the hashes of what every function writes; all tests of them by g++ and in asan.
+stage clang run_preset clang all -E "_test[.]sse41"
 stage debug run_preset debug all -E "_test[.]sse41"
 stage interface scripts/interface.sh
 stage release run_preset release all
+stage cross-aarch64 check_arm
 # The same inputs in the same order: what a change breaks shows, and nobody's change meets what long runs have yet to find.
 VEKR_SEED=1 stage fuzz scripts/fuzz.sh 20s
 for library in asan release; do stage "python, $library" scripts/python.sh "$library"; done

@@ -1,7 +1,6 @@
-// One plain element, so that a loop's remainder runs through the very body of its groups.
+// One plain element, so that a loop's remainder runs through the very body of its groups. What takes an instruction even so
+// stands with the registers, and so with the architecture: estimates, floorOf, and conversions to integers.
 #pragma once
-
-#include <immintrin.h>
 
 #include "frame/lanes/bytes.h"
 #include "frame/lanes/wide.h"
@@ -67,7 +66,6 @@ inline Mask<1> operator==(Float<1> a, Float<1> b) { return {a.v == b.v}; }
 inline Float<1> select(Mask<1> m, Float<1> yes, Float<1> no) { return m.v ? yes : no; }
 inline Float<1> minOf(Float<1> a, Float<1> b) { return a.v < b.v ? a : b; }
 inline Float<1> maxOf(Float<1> a, Float<1> b) { return a.v > b.v ? a : b; }
-inline Float<1> approxReciprocalSqrt(Float<1> a) { return _mm_cvtss_f32(_mm_rsqrt_ss(_mm_set_ss(a.v))); }
 inline Float<1> sqrtOf(Float<1> a) { return __builtin_sqrtf(a.v); }
 inline Float<1> absOf(Float<1> a) { return __builtin_fabsf(a.v); }
 inline Float<1> negatedWhere(Mask<1> m, Float<1> a) { return m.v ? -a.v : a.v; }
@@ -113,18 +111,10 @@ template <>
 inline Float<1> countedFrom<1>(int32_t first) {
   return static_cast<float>(first);
 }
-inline Int<1> truncated(Float<1> a) { return _mm_cvttss_si32(_mm_set_ss(a.v)); }
-inline Int<1> rounded(Float<1> a) { return _mm_cvtss_si32(_mm_set_ss(a.v)); }
 inline Double<1> widened(Float<1> a) { return static_cast<double>(a.v); }
 
 // ---------------------------------------------------------------- doubles
 
 inline Double<1> operator+(Double<1> a, Double<1> b) { return a.v + b.v; }
-// One instruction, where std::floor is a call into the mathematics library without optimisation.
-inline Double<1> floorOf(Double<1> a) {
-  const __m128d lane = _mm_set_sd(a.v);
-  return _mm_cvtsd_f64(_mm_floor_sd(lane, lane));
-}
-inline Int<1> truncated(Double<1> a) { return _mm_cvttsd_si32(_mm_set_sd(a.v)); }
 
 }  // namespace vekr::VEKR_ISA

@@ -241,6 +241,13 @@ void loadColumns(const float *const (&rows)[N], int first, Float<N> (&columns)[4
 }
 
 template <int N>
+Neighbours<N> loadNeighbours(Lanes<N>, const float *row, const int32_t *index) {
+  const Neighbours<N / 2> low = loadNeighbours(Lanes<N / 2>(), row, index),
+                          high = loadNeighbours(Lanes<N / 2>(), row, index + N / 2);
+  return {joined(low.here, high.here), joined(low.next, high.next)};
+}
+
+template <int N>
 void storeAlternating(Int<N> even, Int<N> odd, int32_t *p) {
   storeAlternating(even.low, odd.low, p);
   storeAlternating(even.high, odd.high, p + N);

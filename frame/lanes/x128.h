@@ -1,6 +1,14 @@
-// Lanes in 128-bit registers: four of 32 bits, two of 64, eight of 16.
+// Lanes in 128-bit registers of x86: four of 32 bits, two of 64, eight of 16; and single elements where it takes an
+// instruction.
 #pragma once
 
+#ifndef __aarch64__  // nothing here is for other architectures
+
+#include <immintrin.h>
+
+#ifdef VEKR_ESTIMATES_BY_TABLE
+#include "frame/estimates.h"
+#endif
 #include "frame/lanes/one.h"
 
 namespace vekr::VEKR_ISA {
@@ -111,8 +119,21 @@ inline Mask<4> operator==(Float<4> a, Float<4> b) { return {_mm_cmpeq_ps(a.v, b.
 inline Float<4> select(Mask<4> m, Float<4> yes, Float<4> no) { return _mm_blendv_ps(no.v, yes.v, m.v); }
 inline Float<4> minOf(Float<4> a, Float<4> b) { return _mm_min_ps(a.v, b.v); }
 inline Float<4> maxOf(Float<4> a, Float<4> b) { return _mm_max_ps(a.v, b.v); }
+#ifdef VEKR_ESTIMATES_BY_TABLE
+template <class Estimate>
+Float<4> estimatedLanes(Float<4> a, const Estimate &estimate) {
+  float lanes[4];
+  a.store(lanes);
+  return Float<4>::of(estimate(lanes[0]), estimate(lanes[1]), estimate(lanes[2]), estimate(lanes[3]));
+}
+inline Float<4> approxReciprocal(Float<4> a) { return estimatedLanes(a, estimatedReciprocal); }
+inline Float<4> approxReciprocalSqrt(Float<4> a) { return estimatedLanes(a, estimatedReciprocalSqrt); }
+inline Float<1> approxReciprocalSqrt(Float<1> a) { return estimatedReciprocalSqrt(a.v); }
+#else
 inline Float<4> approxReciprocal(Float<4> a) { return _mm_rcp_ps(a.v); }
 inline Float<4> approxReciprocalSqrt(Float<4> a) { return _mm_rsqrt_ps(a.v); }
+inline Float<1> approxReciprocalSqrt(Float<1> a) { return _mm_cvtss_f32(_mm_rsqrt_ss(_mm_set_ss(a.v))); }
+#endif
 inline Float<4> sqrtOf(Float<4> a) { return _mm_sqrt_ps(a.v); }
 inline Float<4> absOf(Float<4> a) { return _mm_andnot_ps(_mm_set1_ps(-0.0f), a.v); }
 inline Float<4> negatedWhere(Mask<4> m, Float<4> a) {
@@ -193,6 +214,11 @@ inline Double<2> select(DoubleMask<2> m, Double<2> yes, Double<2> no) {
 }
 inline Double<2> minOf(Double<2> a, Double<2> b) { return _mm_min_pd(a.v, b.v); }
 inline Double<2> maxOf(Double<2> a, Double<2> b) { return _mm_max_pd(a.v, b.v); }
+// One instruction, where std::floor is a call into the mathematics library without optimisation.
+inline Double<1> floorOf(Double<1> a) {
+  const __m128d lane = _mm_set_sd(a.v);
+  return _mm_cvtsd_f64(_mm_floor_sd(lane, lane));
+}
 
 // ---------------------------------------------------------------- words
 
@@ -212,6 +238,9 @@ inline void storeSaturated(Short<8> a, uint8_t *p) {
 inline Float<4> toFloat(Int<4> a) { return _mm_cvtepi32_ps(a.v); }
 inline Int<4> truncated(Float<4> a) { return _mm_cvttps_epi32(a.v); }
 inline Int<4> rounded(Float<4> a) { return _mm_cvtps_epi32(a.v); }
+inline Int<1> truncated(Float<1> a) { return _mm_cvttss_si32(_mm_set_ss(a.v)); }
+inline Int<1> rounded(Float<1> a) { return _mm_cvtss_si32(_mm_set_ss(a.v)); }
+inline Int<1> truncated(Double<1> a) { return _mm_cvttsd_si32(_mm_set_sd(a.v)); }
 
 // The same bits.
 inline Int<4> asInts(Float<4> a) { return _mm_castps_si128(a.v); }
@@ -314,13 +343,6 @@ inline Neighbours<4> loadNeighbours(Lanes<4>, const float *row, const int32_t *i
   return {_mm_shuffle_ps(low, high, 0x88), _mm_shuffle_ps(low, high, 0xDD)};
 }
 
-template <int N>
-Neighbours<N> loadNeighbours(Lanes<N>, const float *row, const int32_t *index) {
-  const Neighbours<N / 2> low = loadNeighbours(Lanes<N / 2>(), row, index),
-                          high = loadNeighbours(Lanes<N / 2>(), row, index + N / 2);
-  return {joined(low.here, high.here), joined(low.next, high.next)};
-}
-
 inline Neighbours<4> gatherNeighbours(const float *row, Int<4> index) {
   const int32_t at[4] = {_mm_cvtsi128_si32(index.v), _mm_extract_epi32(index.v, 1),
                          _mm_extract_epi32(index.v, 2), _mm_extract_epi32(index.v, 3)};
@@ -356,3 +378,5 @@ inline EightWordPairs loadEightWordPairs(const uint8_t *row, const int32_t *inde
 }
 
 }  // namespace vekr::VEKR_ISA
+
+#endif

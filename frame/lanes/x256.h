@@ -105,8 +105,20 @@ inline Mask<8> operator==(Float<8> a, Float<8> b) { return {_mm256_cmp_ps(a.v, b
 inline Float<8> select(Mask<8> m, Float<8> yes, Float<8> no) { return _mm256_blendv_ps(no.v, yes.v, m.v); }
 inline Float<8> minOf(Float<8> a, Float<8> b) { return _mm256_min_ps(a.v, b.v); }
 inline Float<8> maxOf(Float<8> a, Float<8> b) { return _mm256_max_ps(a.v, b.v); }
+#ifdef VEKR_ESTIMATES_BY_TABLE
+template <class Estimate>
+Float<8> estimatedLanes(Float<8> a, const Estimate &estimate) {
+  float lanes[8];
+  a.store(lanes);
+  for (float &lane : lanes) lane = estimate(lane);
+  return Float<8>::load(lanes);
+}
+inline Float<8> approxReciprocal(Float<8> a) { return estimatedLanes(a, estimatedReciprocal); }
+inline Float<8> approxReciprocalSqrt(Float<8> a) { return estimatedLanes(a, estimatedReciprocalSqrt); }
+#else
 inline Float<8> approxReciprocal(Float<8> a) { return _mm256_rcp_ps(a.v); }
 inline Float<8> approxReciprocalSqrt(Float<8> a) { return _mm256_rsqrt_ps(a.v); }
+#endif
 inline Float<8> sqrtOf(Float<8> a) { return _mm256_sqrt_ps(a.v); }
 inline Float<8> absOf(Float<8> a) { return _mm256_andnot_ps(_mm256_set1_ps(-0.0f), a.v); }
 inline Float<8> negatedWhere(Mask<8> m, Float<8> a) {

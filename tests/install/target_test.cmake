@@ -10,7 +10,7 @@ function(expect_refusal name)
   string(REGEX MATCHALL "CMake Error" errors "${text}")
   list(LENGTH errors count)
   if(result EQUAL 0 OR NOT count EQUAL 1 OR
-      NOT text MATCHES "\n  vekr serves Linux on 64-bit x86 only [^\n]*not this target\\.\n" OR text MATCHES "OpenMP")
+      NOT text MATCHES "\n  vekr serves 64-bit Linux on x86 and ARM [^\n]*not this target\\.\n" OR text MATCHES "OpenMP")
     message(SEND_ERROR "${name}: ended with ${result} and\n${text}")
   endif()
 endfunction()
@@ -20,7 +20,7 @@ expect_refusal(x86-32 -DCMAKE_C_COMPILER=${C_COMPILER} -DCMAKE_CXX_COMPILER=${CX
 expect_refusal(x32 -DCMAKE_C_COMPILER=${C_COMPILER} -DCMAKE_CXX_COMPILER=${CXX_COMPILER}
   -DCMAKE_C_FLAGS=-mx32 -DCMAKE_CXX_FLAGS=-mx32)
 if(CLANG)
-  foreach(target aarch64-linux-gnu riscv64-linux-gnu x86_64-unknown-freebsd)
+  foreach(target aarch64_be-linux-gnu aarch64-unknown-freebsd arm-linux-gnueabihf riscv64-linux-gnu x86_64-unknown-freebsd)
     expect_refusal(${target} -DCMAKE_C_COMPILER=${CLANG} -DCMAKE_CXX_COMPILER=${CLANG}++
       -DCMAKE_C_COMPILER_TARGET=${target} -DCMAKE_CXX_COMPILER_TARGET=${target})
   endforeach()

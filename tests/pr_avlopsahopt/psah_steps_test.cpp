@@ -564,14 +564,14 @@ TEST(PlaneTrial, BothInstructionSetsFindWhatAPlainLoopFinds) {
         }
       }
     }
-    const PlaneChoice narrow = sse41::ownTryPlanes(trial);
-    EXPECT_EQ(narrow.cost, bestCost) << seed;
-    EXPECT_EQ(narrow.plane, bestPlane) << seed;
-    if (ownHasAvx2() != 0) {
-      const PlaneChoice wide = avx2::ownTryPlanes(trial);
-      EXPECT_EQ(wide.cost, bestCost) << seed;
-      EXPECT_EQ(wide.plane, bestPlane) << seed;
-    }
+#define EXPECT_CHOICE(set, isThere, ...)                 \
+  if (isThere) {                                         \
+    const PlaneChoice choice = set::ownTryPlanes(trial); \
+    EXPECT_EQ(choice.cost, bestCost) << #set << seed;    \
+    EXPECT_EQ(choice.plane, bestPlane) << #set << seed;  \
+  }
+    VEKR_SETS(EXPECT_CHOICE)
+#undef EXPECT_CHOICE
   }
 }
 

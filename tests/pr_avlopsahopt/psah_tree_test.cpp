@@ -261,8 +261,10 @@ TEST(PsahTree, BlocksDoNotDependOnTheThreadsGranted) {
   const ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
   ASSERT_GT(length, 0);
   self[length] = 0;
+  const char *const emulator = std::getenv("VEKR_EMULATOR");  // of another architecture's programs
   for (const char *limit : {"1", "2", "3"}) {
-    const std::string command = std::string("OMP_THREAD_LIMIT=") + limit + " '" + self +
+    const std::string command = std::string("OMP_THREAD_LIMIT=") + limit + " " +
+                                (emulator != nullptr ? emulator : "") + " '" + self +
                                 "' --gtest_brief=1 --gtest_filter=PsahTree.BlocksAreTheSameOnEveryMachine";
     EXPECT_EQ(std::system(command.c_str()), 0) << limit << " threads";
   }

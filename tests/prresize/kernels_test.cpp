@@ -1,4 +1,4 @@
-// The kernels of both instruction sets against their scalar twins, bit for bit.
+// The kernels of every instruction set against their scalar twins, bit for bit.
 #include "prresize/kernels.h"
 
 #include <gtest/gtest.h>
@@ -26,8 +26,9 @@ static_assert(HasLinear<uint8_t> && HasLinear<uint16_t> && HasLinear<float>);
 static_assert(!HasLinear<int16_t> && !HasLinear<int8_t> && !HasLinear<double>);
 
 // The kernels of one set, under names that a test can be written over.
-#define KERNEL_SET(Name, space)                 \
-  struct Name {                                 \
+#define KERNEL_SET(space, isThere, ...)         \
+  struct In_##space {                           \
+    static bool runs() { return isThere; }      \
     static constexpr const char *name = #space; \
     template <class... A>                       \
     static void nearest(A... a) {               \
@@ -54,14 +55,8 @@ static_assert(!HasLinear<int16_t> && !HasLinear<int8_t> && !HasLinear<double>);
       space::ownpr_DepC<V>(a...);               \
     }                                           \
   };
-KERNEL_SET(Sse41, sse41)
-KERNEL_SET(Avx2, avx2)
+VEKR_SETS(KERNEL_SET)
 #undef KERNEL_SET
-
-template <class Set>
-bool runs() {
-  return std::is_same_v<Set, Sse41> || ownHasAvx2();
-}
 
 template <class SetType, class VoxelType>
 struct Case {
@@ -79,7 +74,7 @@ class ResizeKernels : public ::testing::Test {
   using Middle = LinearMiddle<Voxel>;
 
   void SetUp() override {
-    if (!runs<Set>()) GTEST_SKIP() << "this processor hasn't got the instructions";
+    if (!Set::runs()) GTEST_SKIP() << "this processor hasn't got the instructions";
   }
 
   struct Setting {
@@ -175,8 +170,12 @@ class ResizeKernels : public ::testing::Test {
     return {{0, height}, {0, (height + 1) / 2}, {height / 3, height}};
   }
 };
-using Cases = ::testing::Types<Case<Sse41, uint8_t>, Case<Sse41, uint16_t>, Case<Sse41, float>,
-                               Case<Avx2, uint8_t>, Case<Avx2, uint16_t>, Case<Avx2, float>>;
+template <class Nothing, class... Cases>
+using TypesOf = ::testing::Types<Cases...>;
+#define CASES_OF_SET(space, isThere, ...) \
+  , Case<In_##space, uint8_t>, Case<In_##space, uint16_t>, Case<In_##space, float>
+using Cases = TypesOf<void VEKR_SETS(CASES_OF_SET)>;
+#undef CASES_OF_SET
 TYPED_TEST_SUITE(ResizeKernels, Cases);
 
 TYPED_TEST(ResizeKernels, LinearSlices) {

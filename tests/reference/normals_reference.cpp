@@ -1,17 +1,11 @@
 #include "reference/normals_reference.h"
 
-#include <xmmintrin.h>
-
 #include <bit>
 #include <cmath>
 
+#include "reference/estimates.h"
+
 namespace vekr_reference {
-
-namespace {
-
-float approximateReciprocalSquareRoot(float s) { return _mm_cvtss_f32(_mm_rsqrt_ss(_mm_set_ss(s))); }
-
-}  // namespace
 
 Edges edgesOf(const float *a, const float *b, const float *c) {
   Edges e;
@@ -95,7 +89,7 @@ void surfSmoothNormal(Form form, const float *vertexNormals, const int32_t *norm
       const auto l = static_cast<float>(std::sqrt(static_cast<double>(s)));
       for (int c = 0; c < 3; ++c) normals[c][i] = 1.1920929e-7f > s ? 0.0f : sum[c] / l;
     } else {
-      float r = approximateReciprocalSquareRoot(s);
+      float r = approximateReciprocalSqrt(s);
       if (!(1.1920929e-7f < s)) r = 0.0f;
       const float q = (r * -0.5f) * (((s * r) * r) - 3.0f);
       for (int c = 0; c < 3; ++c) normals[c][i] = sum[c] * q;

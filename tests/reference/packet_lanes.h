@@ -2,13 +2,12 @@
 // one entry a lane, its reciprocals, its decision at an inner node, and the test of one lane against one triangle.
 #pragma once
 
-#include <xmmintrin.h>
-
 #include <array>
 #include <bit>
 #include <cmath>
 #include <vector>
 
+#include "reference/estimates.h"
 #include "reference/packet_reference.h"
 #include "reference/tree_reading.h"
 
@@ -25,17 +24,16 @@ inline constexpr float kFarMargin = std::bit_cast<float>(0x38d1b717u);  // 0.000
 inline float lesser(float a, float b) { return b < a ? b : a; }
 inline float greater(float a, float b) { return a < b ? b : a; }
 
-inline float approximate(float x) { return _mm_cvtss_f32(_mm_rcp_ss(_mm_set_ss(x))); }
 inline float newton(float r, float x) { return (r + r) - (r * r) * x; }
 
 // A parallel lane takes `constant` as its approximate reciprocal, and its own direction in the Newton step.
 inline float reciprocalOfEstimate(float d, float constant) {
-  return newton(std::fabs(d) <= kParallel ? constant : approximate(d), d);
+  return newton(std::fabs(d) <= kParallel ? constant : approximateReciprocal(d), d);
 }
 // A parallel lane takes `constant` as its direction.
 inline float reciprocalOfDirection(float d, float constant) {
   const float x = std::fabs(d) <= kParallel ? constant : d;
-  return newton(approximate(x), x);
+  return newton(approximateReciprocal(x), x);
 }
 
 inline int octantOf(float dx, float dy, float dz) {
@@ -173,7 +171,7 @@ inline LaneTest testLane(const VekrTriangleAccel &r, const Packet &p, int i, Sum
   const float b = wv * r.e1u - wu * r.e1v;
   const float c = (den - a) - b;
   const bool ok = !(c * a < 0.0f) && !(c * b < 0.0f) && !(a * b < 0.0f);
-  const float inv = newton(ok ? approximate(den) : 0.0f, den);
+  const float inv = newton(ok ? approximateReciprocal(den) : 0.0f, den);
   return {ok, num * inv, a * inv, b * inv};
 }
 

@@ -32,7 +32,7 @@ void expectRow(const InterpolationTable<VolumeDriver<Call>> &row,
   for (size_t slot = 0; slot < members.size(); ++slot) EXPECT_EQ(row.slots[slot], expected[slot]) << slot;
 }
 
-#define EXPECT_TABLE(space)                                                                                 \
+#define EXPECT_TABLE(space, ...)                                                                            \
   {                                                                                                         \
     using namespace space;                                                                                  \
     const auto &remap = ownrRemapInter.rows;                                                                \
@@ -53,12 +53,15 @@ void expectRow(const InterpolationTable<VolumeDriver<Call>> &row,
                          ownrWarpAffine32C1, ownrWarpAffine32C2, ownrWarpAffine32C3});                      \
   }
 
-TEST(DriverTables, HaveEachMemberAtItsVoxelTypeAndCode){EXPECT_TABLE(sse41) EXPECT_TABLE(avx2)}
+TEST(DriverTables, HaveEachMemberAtItsVoxelTypeAndCode){VEKR_SETS(EXPECT_TABLE)}
 
 TEST(DriverTables, AreAskedByKind) {
-  EXPECT_EQ(sse41::ownrRemapInter.driver<uint16_t>(kindOf<vekrInterNearest>()), sse41::ownrRemap16N);
-  EXPECT_EQ(avx2::ownrRemapInter.driver<uint8_t>(kindOf<vekrInterCubicMitchell>()), avx2::ownrRemap8C3);
-  EXPECT_EQ(avx2::ownrWarpAffineInter.driver<float>(kindOf<vekrInterLinear>()), avx2::ownrWarpAffine32L);
+#define EXPECT_DRIVERS(set, ...)                                                                       \
+  EXPECT_EQ(set::ownrRemapInter.driver<uint16_t>(kindOf<vekrInterNearest>()), set::ownrRemap16N);      \
+  EXPECT_EQ(set::ownrRemapInter.driver<uint8_t>(kindOf<vekrInterCubicMitchell>()), set::ownrRemap8C3); \
+  EXPECT_EQ(set::ownrWarpAffineInter.driver<float>(kindOf<vekrInterLinear>()), set::ownrWarpAffine32L);
+  VEKR_SETS(EXPECT_DRIVERS)
+#undef EXPECT_DRIVERS
 }
 
 TEST(DriverTables, ADriversNameEndsInItsBitsAndItsKind) {
