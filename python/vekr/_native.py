@@ -54,7 +54,7 @@ ffi.cdef(_COMPANION)
 raw: Any = _open()
 
 
-_VOID, _INTEGER, _BYTES = ffi.typeof("void *"), ffi.typeof("intptr_t"), ffi.typeof("char[]")
+_VOID, _INTEGER = ffi.typeof("void *"), ffi.typeof("intptr_t")
 _FLOATS, _FLOAT_LIST = ffi.typeof("float *"), ffi.typeof("float *[]")
 _ADDRESSES, _INT, _SIZE = ffi.typeof("uintptr_t[]"), ffi.typeof("int32_t *"), ffi.typeof("float[3]")
 _ADDRESS_BYTES = ffi.sizeof("uintptr_t")
@@ -64,8 +64,13 @@ _cast, _from_buffer, _new = backend.cast, backend.from_buffer, backend.newp
 def address(array: Any) -> int:
     """Return where an array's first element lies; fastest where the array is contiguous."""
     if array.flags.c_contiguous:
-        return int(_cast(_INTEGER, _from_buffer(_BYTES, array, False)))
+        return int(_cast(_INTEGER, _from_buffer(_VOID, array, False)))
     return int(array.__array_interface__["data"][0])
+
+
+def pointer_to(array: Any) -> Any:
+    """Return where a contiguous array begins, as a pointer parameter takes it."""
+    return _from_buffer(_VOID, array, False)
 
 
 def pointer(place: int) -> Any:

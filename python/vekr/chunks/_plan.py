@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import itertools
-from typing import Any, List, Optional, Sequence, Tuple, Union
+from typing import Any, Collection, List, Optional, Sequence, Tuple, Union
 
 import numpy as np
 
@@ -57,7 +57,7 @@ class Plan:
     margin: int = 0  # voxels that must be readable before and behind a block
     maps: int = 0  # arrays of the result's shape that go into it
 
-    def _take_source(self, source_shape: Any, dtype: Any, types: "Sequence[np.dtype[Any]]", fill: Any) -> None:
+    def _take_source(self, source_shape: Any, dtype: Any, types: "Collection[np.dtype[Any]]", fill: Any) -> None:
         self.source_shape = shape_of(source_shape, "source_shape")
         check_shape(self.source_shape, "source_shape")
         self.dtype = native(np.dtype(dtype))
