@@ -17,7 +17,8 @@ BoolArray = npt.NDArray[np.bool_]
 FAR = float(np.finfo(np.float32).max)
 _FAR_BITS = np.float32(FAR).view(np.int32)
 _PARALLEL = np.float32(1.1920929e-7)  # up to here a direction's component counts as 0
-_WIDEST, _HIGHEST = 128, 16  # columns and rows of a block whose layers are copied
+# Blocks whose layers are copied: so many columns, and so many rays, that they stay in the second cache until then.
+_WIDEST, _MOST_COPIED = 128, 1 << 12
 _INT = np.dtype(np.int32)
 _DISTANCE, _U, _V, _TRIANGLE = range(4)  # planes of the result
 _abs, _least, _shift, _and, _or = np.absolute, np.fmin.reduce, np.right_shift, np.bitwise_and, np.bitwise_or
@@ -32,8 +33,7 @@ class Desk:
     """
 
     __slots__ = ("along", "starts", "masked", "scratch", "own_along", "own_starts", "there_along", "there_starts", "weights",
-                 "slots", "mask", "occluders", "layers", "layer_places", "depth",
-                 "_room", "_layer_room")
+                 "slots", "mask", "occluders", "_room")
 
     def __init__(self, count: int) -> None:
         self._room = room = PlaneRoom(7, count)
@@ -46,37 +46,72 @@ class Desk:
         # Segments have one origin, and leave the room for origins to masks.
         self.masked = room.plane(3, (count,), _INT)
         self.mask, self.occluders = pointer(start + 3 * step), pointer(start + 4 * step)
-        self.depth = 0
-        self.layers: List[IntArray] = []
-        self.layer_places: List[int] = []
 
-    def take_layers(self, depth: int, count: int) -> None:
-        """Make room for some layers of results."""
-        self._layer_room = room = PlaneRoom(4, depth * count)
-        self.depth = depth
-        self.layers = [room.plane(k, (depth, count), _INT) for k in range(4)]
-        self.layer_places = [room.start + k * room.step for k in range(4)]
+
+class LayerDesk:
+    """Memory of a block whose layers are copied to where they stay, once they are found.
+
+    Layers of a block lie one behind the other, those of a picture a picture apart.
+    """
+
+    __slots__ = ("along", "layers", "nearest", "places", "_farther", "_found", "_cleared", "_rooms", "_kept")
+
+    def __init__(self, width: int, height: int, depth: int) -> None:
+        count = width * height
+        given, room = PlaneRoom(3, count), PlaneRoom(4, depth * count)
+        self._rooms = given, room
+        self.along = given.planes(0, 3, count).reshape(3, height, width)
+        self.layers = [room.plane(k, (depth, height, width), _INT if k == _TRIANGLE else FLOAT) for k in range(4)]
+        distance, triangle = self.layers[_DISTANCE], self.layers[_TRIANGLE]
+        self._cleared = room.planes(0, _TRIANGLE, depth * count)
+        self.nearest = distance[0]
+        self._farther, self._found = distance[1:].view(_INT), triangle[1:]
+        start, step = room.start, room.step
+        self._kept = address_list([*(given.start + k * given.step for k in range(3)), start + _U * step, start + _V * step])
+        self.places = within(self._kept), pointer(start), within(self._kept, 3), pointer(start + _TRIANGLE * step)
+
+    def clear(self) -> None:
+        """Make ready for the next block: packets that miss the box leave weights as they are, and distances of hits that
+        there are not."""
+        self._cleared.fill(0)
+
+    def finish(self) -> None:
+        """Put the farthest distance where there is no further hit: there it is 0 or that."""
+        if len(self._found):
+            farthest = _shift(self._found, 31)
+            _and(farthest, _FAR_BITS, farthest)
+            _or(self._farther, farthest, self._farther)
 
 
 _MOST_SIZES = 16
-_desks: Dict[int, List[Desk]] = {}
+_desks: Dict[Any, List[Any]] = {}  # by how many rays, or by width, height and depth of layers
 
 
-def _take(count: int) -> Desk:
+def _take(size: int) -> Desk:
     """Return a desk that nobody else has."""
     try:
-        return _desks[count].pop()
+        desk: Desk = _desks[size].pop()
+        return desk
     except (KeyError, IndexError):
-        return Desk(count)
+        return Desk(size)
 
 
-def _give(count: int, desk: Desk) -> None:
+def _take_layers(sides: Tuple[int, int, int]) -> LayerDesk:
+    """Return a desk for layers likewise."""
+    try:
+        desk: LayerDesk = _desks[sides].pop()
+        return desk
+    except (KeyError, IndexError):
+        return LayerDesk(*sides)
+
+
+def _give(size: Any, desk: Any) -> None:
     """Put a desk back for the next block of its size."""
-    free = _desks.get(count)
+    free = _desks.get(size)
     if free is None:
         if len(_desks) >= _MOST_SIZES:
             _desks.clear()
-        free = _desks.setdefault(count, [])
+        free = _desks.setdefault(size, [])
     free.append(desk)
 
 
@@ -84,7 +119,7 @@ class Rays:
     """One query: the rays, the result's planes, and how a block of them is traced."""
 
     __slots__ = ("directions", "origins", "leading", "is_single", "view", "along", "starts", "count",
-                 "origin", "limit", "mask", "result", "blocked", "depth", "_room", "_start", "_step")
+                 "origin", "limit", "mask", "planes", "result", "blocked", "depth", "_room", "_start", "_step")
 
     def __init__(self, origins: Any, directions: Any, max_distance: Any, view: Any) -> None:
         self.directions = vectors_of(directions, "directions")
@@ -110,8 +145,11 @@ class Rays:
 
     def nearest(self, threads: Optional[int], progress: Progress) -> None:
         """Find the nearest hits."""
-        self._make_room(4, self.count)
-        self.result = [self._room.plane(k, (self.count,), _INT if k == _TRIANGLE else FLOAT) for k in range(4)]
+        self._room = room = PlaneRoom(4, self.count)
+        self._start, self._step = room.start, room.step
+        self.planes = room.planes(0, 4, self.count)
+        distance, u, v, triangle = self.planes
+        self.result = [distance, u, v, triangle.view(_INT)]
         self._run(self._nearest, threads, progress)
 
     def any(self, mask: Any, threads: Optional[int], progress: Progress) -> BoolArray:
@@ -131,8 +169,8 @@ class Rays:
     def layers(self, depth: int, threads: Optional[int], progress: Progress) -> None:
         """Find successive hits."""
         self.depth = depth
-        self._make_room(4, depth * self.count)
-        self.result = [self._room.plane(k, (depth, self.count), _INT if k == _TRIANGLE else FLOAT) for k in range(4)]
+        # Apart: memory of below 32 MB is taken from what was freed before, without new pages.
+        self.result = [np.empty((depth, self.count), _INT if k == _TRIANGLE else FLOAT) for k in range(4)]
         self._run(self._layers, threads, progress)
 
     def hits(self, shape: Tuple[int, ...]) -> "Tuple[FloatArray, IntArray, FloatArray, FloatArray, FloatArray, FloatArray]":
@@ -141,10 +179,6 @@ class Rays:
         if distance.shape != shape:
             distance, u, v, triangle = (distance.reshape(shape), u.reshape(shape), v.reshape(shape), triangle.reshape(shape))
         return distance, triangle, u, v, self.origins, self.directions
-
-    def _make_room(self, planes: int, entries: int) -> None:
-        self._room = room = PlaneRoom(planes, entries)
-        self._start, self._step = room.start, room.step
 
     def _run(self, trace: "Callable[[Block, int], None]", threads: Optional[int], progress: Progress) -> None:
         """Trace all blocks, and the rays that fill none as a block that is filled up."""
@@ -203,10 +237,9 @@ class Rays:
         desk = _take(size)
         if count == size:
             start, step, end = self._start + ENTRY * first, self._step, first + count
-            distance, u, v = self.result[_DISTANCE][first:end], self.result[_U][first:end], self.result[_V][first:end]
+            distance = self.planes[_DISTANCE, first:end]
             # Packets that miss the box leave weights as they are.
-            u.fill(0)
-            v.fill(0)
+            self.planes[_U:_TRIANGLE, first:end].fill(0)
         else:
             room = np.zeros((4, size), FLOAT)
             start, step = address(room), ENTRY * size
@@ -280,54 +313,49 @@ class Rays:
 
     def _layers(self, block: Block, count: int) -> None:
         first, width, height = block
-        if count != width * height or width <= _WIDEST:
-            targets = [plane[:, first : first + count] for plane in self.result]
-            size = width * height
-            desk = _take(size)
-            along, _ = self._along(desk, first, count, count == size)
-            limit = self.limit if isinstance(self.limit, float) else self.limit[first : first + count]
-            self._layers_at(desk, along, width, height, count, limit, targets)
-            _give(size, desk)
+        whole = width * height
+        planes, limits = self.along.planes[:, first : first + count], self.limit
+        if not isinstance(limits, float):
+            limits = limits[first : first + count]
+        targets = [plane[:, first : first + count] for plane in self.result]
+        if count < whole:
+            # The last rays: those that fill the block up are copies of the last of them.
+            filled = np.concatenate([planes, np.repeat(planes[:, -1:], whole - count, axis=1)], axis=1)
+            if not isinstance(limits, float):
+                limits = np.concatenate([limits, np.full(whole - count, FAR, FLOAT)]).reshape(height, width)
+            made = [np.empty((self.depth, height, width), plane.dtype) for plane in targets]
+            self._copied(filled.reshape(3, height, width), limits, made)
+            for plane, target in zip(made, targets):
+                target[...] = plane.reshape(self.depth, whole)[:, :count]
             return
-        # Results are copied in any case: columns by columns they stay in the second cache until then.
-        rows = slice(first // width, first // width + height)
-        pictures = [plane.reshape(self.depth, -1, width)[:, rows] for plane in self.result]
-        sources = self.along.planes.reshape(3, -1, width)[:, rows]
-        limits = self.limit if isinstance(self.limit, float) else self.limit.reshape(-1, width)[rows]
+        pictures = [plane.reshape(self.depth, height, width) for plane in targets]
+        sources = planes.reshape(3, height, width)
+        if not isinstance(limits, float):
+            limits = limits.reshape(height, width)
+        if whole <= _MOST_COPIED and width <= _WIDEST:
+            self._copied(sources, limits, pictures)
+            return
+        rows = max(TILE, _MOST_COPIED // min(width, _WIDEST) // TILE * TILE)
         for left in range(0, width, _WIDEST):
-            columns = slice(left, min(left + _WIDEST, width))
-            for top in range(0, height, _HIGHEST):
-                part = slice(top, min(top + _HIGHEST, height))
-                sides = columns.stop - left, part.stop - top
-                size = sides[0] * sides[1]
-                desk = _take(size)
-                for c in range(3):
-                    desk.along[c].reshape(sides[1], sides[0])[...] = sources[c, part, columns]
-                limit = limits if isinstance(limits, float) else limits[part, columns].reshape(-1)
-                self._layers_at(desk, desk.own_along, *sides, size, limit, [p[:, part, columns] for p in pictures])
-                _give(size, desk)
+            for top in range(0, height, rows):
+                part = slice(top, top + rows), slice(left, left + _WIDEST)
+                self._copied(sources[(slice(None), *part)], limits if isinstance(limits, float) else limits[part],
+                             [picture[(slice(None), *part)] for picture in pictures])
 
-    def _layers_at(self, desk: Desk, along: Any, width: int, height: int, count: int, limit: Any, targets: List[Array]) -> None:
-        """Find the layers of a block, and copy them to where they stay."""
-        depth = self.depth
-        if desk.depth != depth:
-            desk.take_layers(depth, width * height)
-        layers, slots = desk.layers, desk.slots
-        # Packets that miss the box leave weights as they are, and distances of hits that there are not.
-        for plane in layers[:_TRIANGLE]:
-            plane.fill(0)
-        distance, triangle = layers[_DISTANCE], layers[_TRIANGLE]
-        distance[0, :count].view(FLOAT)[...] = limit
-        slots[12], slots[13] = desk.layer_places[_U], desk.layer_places[_V]
-        _layers_of_one(self.origin, along, pointer(desk.layer_places[_DISTANCE]), desk.weights,
-                       pointer(desk.layer_places[_TRIANGLE]), self.view, (width, height, depth))
-        # Where there is no further hit the distance is 0 or the farthest one.
-        for layer in range(1, depth):
-            farthest = _shift(triangle[layer], 31)
-            _and(farthest, _FAR_BITS, farthest)
-            _or(distance[layer], farthest, distance[layer])
-        for plane, target in zip(layers, targets):
-            target.view(_INT)[...] = plane[:, :count].reshape(target.shape)
+    def _copied(self, along: FloatArray, limits: Any, targets: List[Array]) -> None:
+        """Find the layers of rays along (3, height, width), and copy them to where they stay."""
+        _, height, width = along.shape
+        sides = width, height, self.depth
+        desk = _take_layers(sides)
+        desk.along[...] = along
+        desk.clear()
+        desk.nearest[...] = limits
+        directions, distance, weights, triangle = desk.places
+        _layers_of_one(self.origin, directions, distance, weights, triangle, self.view, sides)
+        desk.finish()
+        for layers, target in zip(desk.layers, targets):
+            target[...] = layers
+        _give(sides, desk)
 
 
 def _limits(max_distance: Any, leading: Tuple[int, ...]) -> Any:

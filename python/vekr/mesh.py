@@ -65,6 +65,14 @@ class Hits:
         return self.triangle >= 0
 
 
+def _hits(distance: FloatArray, triangle: IntArray, u: FloatArray, v: FloatArray, origins: FloatArray,
+          directions: FloatArray) -> Hits:
+    """Return hits; what cannot be changed any more is set at once rather than field by field."""
+    made = Hits.__new__(Hits)
+    made.__dict__.update(distance=distance, triangle=triangle, u=u, v=v, origins=origins, directions=directions)
+    return made
+
+
 class Scene:
     """A triangle mesh made ready for rays: a kd-tree, and a record for each triangle.
 
@@ -177,7 +185,7 @@ class Scene:
         """
         rays = Rays(origins, directions, max_distance, self._view)
         rays.nearest(threads, progress)
-        return Hits(*rays.hits(rays.leading))
+        return _hits(*rays.hits(rays.leading))
 
     def occluded(self, origins: Any, directions: Any, mask: Any = None, *, threads: Optional[int] = None,
                  progress: Progress = None) -> npt.NDArray[np.bool_]:
@@ -232,7 +240,7 @@ class Scene:
         if not rays.is_single:
             raise ValueError("layers takes one origin (3,) for all rays")
         rays.layers(depth, threads, progress)
-        return Hits(*rays.hits((depth, *rays.leading)))
+        return _hits(*rays.hits((depth, *rays.leading)))
 
     # ------------------------------------------------------------ what was hit
 
