@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import os
+import struct
 from pathlib import Path
 from typing import Any, Sequence
 
@@ -55,7 +56,7 @@ raw: Any = _open()
 
 
 _VOID, _INTEGER = ffi.typeof("void *"), ffi.typeof("intptr_t")
-_FLOATS, _FLOAT_LIST = ffi.typeof("float *"), ffi.typeof("float *[]")
+_packers = [struct.Struct(f"{count}P").pack for count in range(8)]
 _ADDRESSES, _INT, _SIZE = ffi.typeof("uintptr_t[]"), ffi.typeof("int32_t *"), ffi.typeof("float[3]")
 _ADDRESS_BYTES = ffi.sizeof("uintptr_t")
 _cast, _from_buffer, _new = backend.cast, backend.from_buffer, backend.newp
@@ -79,8 +80,8 @@ def pointer(place: int) -> Any:
 
 
 def pointers(places: Sequence[int]) -> Any:
-    """Return addresses of float planes as a list of planes."""
-    return _new(_FLOAT_LIST, [_cast(_FLOATS, place) for place in places])
+    """Return addresses of planes as a list of planes."""
+    return _from_buffer(_VOID, _packers[len(places)](*places), False)
 
 
 def address_list(places: Sequence[int]) -> Any:

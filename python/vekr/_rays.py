@@ -31,7 +31,7 @@ _PLANE_ALIGNMENT = 16
 _PAGE = 4096
 _OFFSET = 9 * _CACHE_LINE  # between planes, beyond their size; a row of tiles takes some lines of each
 ENTRY = 4  # bytes of an entry of a plane
-FLOAT = np.dtype(np.float32)
+FLOAT, INT, _BYTE = np.dtype(np.float32), np.dtype(np.int32), np.dtype(np.uint8)
 LIMIT = 2**31 - 1
 
 
@@ -48,17 +48,22 @@ def aligned(shape: Sequence[int], dtype: Any = np.float32, make: Callable[[int, 
 
 
 class PlaneRoom:
-    """Uninitialised memory of several planes; plane k begins at `start` + k * `step`."""
+    """Memory of several planes, uninitialised unless it is small; plane k begins at `start` + k * `step`."""
 
-    __slots__ = ("start", "step", "_offset", "_memory")
+    __slots__ = ("start", "step", "is_cleared", "_offset", "_memory")
 
     def __init__(self, planes: int, entries: int) -> None:
         size = entries * ENTRY
-        self.step = -(-size // _CACHE_LINE) * _CACHE_LINE + (_OFFSET if size >= _PAGE else 0)
-        self._memory = np.empty(self.step * planes + _CACHE_LINE, np.uint8)
+        self.is_cleared = size < _PAGE
+        if self.is_cleared:
+            self.step = step = (size + _CACHE_LINE - 1) & -_CACHE_LINE
+            self._memory = np.zeros(step * planes + _CACHE_LINE, _BYTE)
+        else:
+            self.step = step = ((size + _CACHE_LINE - 1) & -_CACHE_LINE) + _OFFSET
+            self._memory = np.empty(step * planes + _CACHE_LINE, _BYTE)
         place = address(self._memory)
-        self._offset = -place % _CACHE_LINE
-        self.start = place + self._offset
+        self._offset = offset = -place % _CACHE_LINE
+        self.start = place + offset
 
     def plane(self, number: int, shape: Sequence[int], dtype: "np.dtype[Any]" = FLOAT) -> Array:
         """Return a plane, or the first entries of it, as an array."""
@@ -70,11 +75,18 @@ class PlaneRoom:
 
     def vectors(self, shape: Tuple[int, ...]) -> FloatArray:
         """Return the first three planes as the components of vectors (..., 3)."""
-        steps = [ENTRY]
-        for side in shape[:0:-1]:
-            steps.append(steps[-1] * max(side, 1))
-        strides = (*reversed(steps), self.step) if shape else (self.step,)
-        return np.ndarray((*shape, 3), FLOAT, self._memory, self._offset, strides)
+        return np.ndarray((*shape, 3), FLOAT, self._memory, self._offset, (*_steps_of(shape), self.step))
+
+
+@lru_cache(maxsize=64)
+def _steps_of(shape: Tuple[int, ...]) -> Tuple[int, ...]:
+    """Return the bytes from entry to entry along each axis of a plane."""
+    if not shape:
+        return ()
+    steps = [ENTRY]
+    for side in shape[:0:-1]:
+        steps.append(steps[-1] * max(side, 1))
+    return tuple(reversed(steps))
 
 
 def count_of(shape: Tuple[int, ...]) -> int:

@@ -8,7 +8,7 @@ import numpy as np
 import numpy.typing as npt
 
 from ._native import address, address_list, pointer, pointers, raw, within
-from ._rays import (ENTRY, FLOAT, TILE, Array, Block, FloatArray, PlaneRoom, Vectors, blocks_of, vectors_of)
+from ._rays import (ENTRY, FLOAT, INT, TILE, Array, Block, FloatArray, PlaneRoom, Vectors, blocks_of, vectors_of)
 from ._work import Progress, run_blocks, thread_count
 
 IntArray = npt.NDArray[np.int32]
@@ -19,9 +19,8 @@ _FAR_BITS = np.float32(FAR).view(np.int32)
 _PARALLEL = np.float32(1.1920929e-7)  # up to here a direction's component counts as 0
 # Blocks whose layers are copied: so many columns, and so many rays, that they stay in the second cache until then.
 _WIDEST, _MOST_COPIED = 128, 1 << 12
-_INT = np.dtype(np.int32)
 _DISTANCE, _U, _V, _TRIANGLE = range(4)  # planes of the result
-_abs, _least, _shift, _and, _or = np.absolute, np.fmin.reduce, np.right_shift, np.bitwise_and, np.bitwise_or
+_abs, _shift, _and, _or = np.absolute, np.right_shift, np.bitwise_and, np.bitwise_or
 _nearest_of_eye, _nearest_of_many = raw.vekrIntersectEyeSO_32f, raw.vekrIntersectMO_32f
 _any_of_one, _layers_of_one = raw.vekrIntersectAnySO_32f, raw.vekrIntersectMultipleSO_32f
 
@@ -44,7 +43,7 @@ class Desk:
         self.own_along, self.own_starts, self.there_along, self.there_starts, self.weights = (
             within(self.slots, place) for place in (0, 3, 6, 9, 12))
         # Segments have one origin, and leave the room for origins to masks.
-        self.masked = room.plane(3, (count,), _INT)
+        self.masked = room.plane(3, (count,), INT)
         self.mask, self.occluders = pointer(start + 3 * step), pointer(start + 4 * step)
 
 
@@ -61,11 +60,11 @@ class LayerDesk:
         given, room = PlaneRoom(3, count), PlaneRoom(4, depth * count)
         self._rooms = given, room
         self.along = given.planes(0, 3, count).reshape(3, height, width)
-        self.layers = [room.plane(k, (depth, height, width), _INT if k == _TRIANGLE else FLOAT) for k in range(4)]
+        self.layers = [room.plane(k, (depth, height, width), INT if k == _TRIANGLE else FLOAT) for k in range(4)]
         distance, triangle = self.layers[_DISTANCE], self.layers[_TRIANGLE]
         self._cleared = room.planes(0, _TRIANGLE, depth * count)
         self.nearest = distance[0]
-        self._farther, self._found = distance[1:].view(_INT), triangle[1:]
+        self._farther, self._found = distance[1:].view(INT), triangle[1:]
         start, step = room.start, room.step
         self._kept = address_list([*(given.start + k * given.step for k in range(3)), start + _U * step, start + _V * step])
         self.places = within(self._kept), pointer(start), within(self._kept, 3), pointer(start + _TRIANGLE * step)
@@ -149,7 +148,7 @@ class Rays:
         self._start, self._step = room.start, room.step
         self.planes = room.planes(0, 4, self.count)
         distance, u, v, triangle = self.planes
-        self.result = [distance, u, v, triangle.view(_INT)]
+        self.result = [distance, u, v, triangle.view(INT)]
         self._run(self._nearest, threads, progress)
 
     def any(self, mask: Any, threads: Optional[int], progress: Progress) -> BoolArray:
@@ -170,7 +169,7 @@ class Rays:
         """Find successive hits."""
         self.depth = depth
         # Apart: memory of below 32 MB is taken from what was freed before, without new pages.
-        self.result = [np.empty((depth, self.count), _INT if k == _TRIANGLE else FLOAT) for k in range(4)]
+        self.result = [np.empty((depth, self.count), INT if k == _TRIANGLE else FLOAT) for k in range(4)]
         self._run(self._layers, threads, progress)
 
     def hits(self, shape: Tuple[int, ...]) -> "Tuple[FloatArray, IntArray, FloatArray, FloatArray, FloatArray, FloatArray]":
@@ -239,7 +238,8 @@ class Rays:
             start, step, end = self._start + ENTRY * first, self._step, first + count
             distance = self.planes[_DISTANCE, first:end]
             # Packets that miss the box leave weights as they are.
-            self.planes[_U:_TRIANGLE, first:end].fill(0)
+            if not self._room.is_cleared:
+                self.planes[_U:_TRIANGLE, first:end].fill(0)
         else:
             room = np.zeros((4, size), FLOAT)
             start, step = address(room), ENTRY * size
@@ -261,9 +261,9 @@ class Rays:
                 self.result[k][first:] = room[k, :count].view(self.result[k].dtype)
         # Packets lose rays that are parallel to y, or, with an origin each, to y or z.
         scratch = desk.scratch
-        is_lossy = not _least(_abs(components[1], scratch)) > _PARALLEL
+        is_lossy = _is_near_0(_abs(components[1], scratch))
         if self.starts is not None:
-            is_lossy = is_lossy or not _least(_abs(components[2], scratch)) > _PARALLEL
+            is_lossy = is_lossy or _is_near_0(_abs(components[2], scratch))
         if is_lossy:
             self._again(first, components[:, :count])
         _give(size, desk)
@@ -356,6 +356,12 @@ class Rays:
         for layers, target in zip(desk.layers, targets):
             target[...] = layers
         _give(sides, desk)
+
+
+def _is_near_0(sizes: FloatArray) -> bool:
+    """Whether one of the sizes counts as 0, or is NaN."""
+    # Twice as fast as a minimum, and NaN comes first.
+    return not sizes[sizes.argmin()] > _PARALLEL
 
 
 def _limits(max_distance: Any, leading: Tuple[int, ...]) -> Any:

@@ -18,7 +18,7 @@ import math
 import os
 from dataclasses import dataclass
 from pathlib import Path
-from typing import Any, Dict, Optional, Union
+from typing import Any, Dict, Optional, Sequence, Union
 
 import numpy as np
 import numpy.typing as npt
@@ -26,14 +26,13 @@ import numpy.typing as npt
 from . import _store
 from ._camera import Camera as Camera
 from ._mesh_input import checked_bounds, checked_triangles, checked_vertices, tree_over
-from ._native import address, ffi, pointer, pointers, raw
-from ._rays import ENTRY, LIMIT, TILE, Array, FloatArray, Vectors, aligned, vector_planes
+from ._native import address, ffi, pointer, pointer_to, pointers, raw
+from ._rays import ENTRY, FLOAT, INT, LIMIT, TILE, Array, FloatArray, Vectors, aligned, vector_planes
 from ._trace import IntArray, Rays
 from ._work import Progress, on_fresh_thread
 from .errors import VekrError
 
 _RECORD_BYTES = 40
-_most = np.maximum.reduce
 
 
 @dataclass(frozen=True)
@@ -128,7 +127,7 @@ class Scene:
             raise ValueError(f"memory_limit must be a number of MiB, not {memory_limit}")
         box = checked_bounds(bounds, points)
         records = aligned((count, _RECORD_BYTES), np.uint8)
-        raw.vekrTriangleAccelInit(pointer(address(records)), pointer(address(points)), pointer(address(corners)), count)
+        raw.vekrTriangleAccelInit(pointer_to(records), pointer_to(points), pointer_to(corners), count)
         tree = tree_over(points, corners, box, depth, split_bias, budget)
         self._take(tree, records, box, points, corners)
 
@@ -255,7 +254,7 @@ class Scene:
             False: the triangles' own. True: interpolated between the vertices, whose normals are the means of those of
             their triangles by area.
         """
-        triangle = self._checked(hits)
+        triangle = self._checked(hits, (hits.u, hits.v) if smooth else ())
         count = triangle.size
         result, places = vector_planes(triangle.shape)
         if smooth:
@@ -263,10 +262,10 @@ class Scene:
             for part in _parts(count):
                 place = ENTRY * part.start
                 raw.vekrSurfSmoothNormal_32f(
-                    pointer(address(self._smooth())), pointer(address(self.triangles)), pointer(address(triangle) + place),
+                    pointer_to(self._smooth()), pointer_to(self.triangles), pointer(address(triangle) + place),
                     pointers([address(w) + place for w in weights]), pointers([p + place for p in places]), len(part), 4)
         elif count:
-            raw.vekrSurfFlatNormal_32f(pointer(address(self._flat())), pointer(address(triangle)), pointers(places), count)
+            raw.vekrSurfFlatNormal_32f(pointer_to(self._flat()), pointer_to(triangle), pointers(places), count)
         return result
 
     def points(self, hits: Hits, eps: float = 1.0) -> FloatArray:
@@ -279,14 +278,16 @@ class Scene:
         eps : float
             Factor of the distance: 0.9999 stops a little before the surface.
         """
-        triangle = self._checked(hits)
+        triangle = self._checked(hits, (hits.distance,))
         shape, directions, origins = triangle.shape, hits.directions, hits.origins
+        if directions.dtype != FLOAT or origins.dtype != FLOAT or directions.shape[-1:] != (3,) or origins.shape[-1:] != (3,):
+            raise ValueError("the hits' rays must be vectors of float32")
         if shape != directions.shape[:-1]:
             directions = np.broadcast_to(directions, (*shape, 3))
         result, out = vector_planes(shape)
         distance = np.ascontiguousarray(hits.distance)
         along, kept = Vectors(directions).whole()
-        rest = pointers(along), pointer(address(distance)), pointer(address(triangle)), pointers(out), triangle.size, eps
+        rest = pointers(along), pointer_to(distance), pointer_to(triangle), pointers(out), triangle.size, eps
         if origins.ndim == 1:
             status = raw.vekrHitPoint3DEpsS0_32f_M(origins.tolist(), *rest)
         else:
@@ -298,11 +299,19 @@ class Scene:
             raise VekrError(status, "points")
         return result
 
-    def _checked(self, hits: Hits) -> IntArray:
+    def _checked(self, hits: Hits, parts: Sequence[FloatArray]) -> IntArray:
+        """Return the hits' triangles, all of which this scene has; `parts` are what else of the hits is read."""
         triangle = np.ascontiguousarray(hits.triangle)
+        shape = triangle.shape
+        if triangle.dtype != INT:
+            raise ValueError(f"the hits' triangles must be int32, not {triangle.dtype}")
+        for part in parts:
+            if part.dtype != FLOAT or part.shape != shape:
+                raise ValueError(f"what is told of these hits must be float32 of shape {shape}, not {part.dtype} of {part.shape}")
         if triangle.size > LIMIT:
             raise ValueError("too many hits")
-        if triangle.size and _most(triangle.reshape(-1)) >= len(self.triangles):
+        numbers = triangle.reshape(-1)
+        if triangle.size and numbers[numbers.argmax()] >= len(self.triangles):
             raise ValueError("the hits are not this scene's")
         return triangle
 
@@ -310,7 +319,7 @@ class Scene:
         if self._triangle_normals is None:
             normals = aligned((len(self.triangles), 3))
             on_fresh_thread(lambda: int(raw.vekrTriangleNormal_32f(
-                pointer(address(self.vertices)), pointer(address(self.triangles)), pointer(address(normals)),
+                pointer_to(self.vertices), pointer_to(self.triangles), pointer_to(normals),
                 len(self.triangles))))
             self._triangle_normals = normals
         return self._triangle_normals
