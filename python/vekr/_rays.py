@@ -35,16 +35,12 @@ FLOAT, INT, _BYTE = np.dtype(np.float32), np.dtype(np.int32), np.dtype(np.uint8)
 LIMIT = 2**31 - 1
 
 
-def aligned(shape: Sequence[int], dtype: Any = np.float32, make: Callable[[int, Any], Array] = np.empty) -> Array:
+def aligned(shape: Sequence[int], dtype: Any = FLOAT, make: Callable[[int, Any], Array] = np.empty) -> Array:
     """Return an array that starts on a cache line, uninitialised unless `make` is ``np.zeros``."""
     dtype = np.dtype(dtype)
-    size = dtype.itemsize
-    for side in shape:
-        size *= int(side)
-    room = make(size + _CACHE_LINE, np.uint8)
-    start = -address(room) % _CACHE_LINE
-    made: Array = room[start : start + size].view(dtype).reshape(shape)
-    return made
+    size = dtype.itemsize * count_of(shape)
+    room = make(size + _CACHE_LINE, _BYTE)
+    return np.ndarray(shape, dtype, room, -address(room) % _CACHE_LINE)
 
 
 class PlaneRoom:
@@ -89,7 +85,7 @@ def _steps_of(shape: Tuple[int, ...]) -> Tuple[int, ...]:
     return tuple(reversed(steps))
 
 
-def count_of(shape: Tuple[int, ...]) -> int:
+def count_of(shape: Sequence[int]) -> int:
     """Return how many entries a shape has."""
     count = 1
     for side in shape:

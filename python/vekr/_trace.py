@@ -8,14 +8,15 @@ import numpy as np
 import numpy.typing as npt
 
 from ._native import address, address_list, pointer, pointers, raw, within
-from ._rays import (ENTRY, FLOAT, INT, TILE, Array, Block, FloatArray, PlaneRoom, Vectors, blocks_of, vectors_of)
+from ._rays import (ENTRY, FLOAT, INT, TILE, Array, Block, FloatArray, PlaneRoom, Vectors, blocks_of, count_of, vectors_of)
 from ._work import Progress, run_blocks, thread_count
 
 IntArray = npt.NDArray[np.int32]
 BoolArray = npt.NDArray[np.bool_]
 
 FAR = float(np.finfo(np.float32).max)
-_FAR_BITS = np.float32(FAR).view(np.int32)
+# Arrays of one entry: numpy looks at a number twice.
+_FAR_BITS, _SIGN = np.array([FAR], np.float32).view(np.int32), np.array([31], np.int32)
 _PARALLEL = np.float32(1.1920929e-7)  # up to here a direction's component counts as 0
 # Blocks whose layers are copied: so many columns, and so many rays, that they stay in the second cache until then.
 _WIDEST, _MOST_COPIED = 128, 1 << 12
@@ -77,9 +78,13 @@ class LayerDesk:
     def finish(self) -> None:
         """Put the farthest distance where there is no further hit: there it is 0 or that."""
         if len(self._found):
-            farthest = _shift(self._found, 31)
-            _and(farthest, _FAR_BITS, farthest)
-            _or(self._farther, farthest, self._farther)
+            _put_farthest(self._farther, self._found)
+
+
+def _put_farthest(distance: IntArray, triangle: IntArray) -> None:
+    farthest = _shift(triangle, _SIGN)
+    _and(farthest, _FAR_BITS, farthest)
+    _or(distance, farthest, distance)
 
 
 _MOST_SIZES = 16
@@ -139,16 +144,13 @@ class Rays:
         self.origin = self.origins.tolist() if self.is_single else None
         self.limit = FAR if max_distance is None else _limits(max_distance, self.leading)
         self.mask: Optional[BoolArray] = None
+        self.result: List[Array]
 
     # ------------------------------------------------------------ queries
 
     def nearest(self, threads: Optional[int], progress: Progress) -> None:
         """Find the nearest hits."""
-        self._room = room = PlaneRoom(4, self.count)
-        self._start, self._step = room.start, room.step
-        self.planes = room.planes(0, 4, self.count)
-        distance, u, v, triangle = self.planes
-        self.result = [distance, u, v, triangle.view(INT)]
+        self._take_result((self.count,))
         self._run(self._nearest, threads, progress)
 
     def any(self, mask: Any, threads: Optional[int], progress: Progress) -> BoolArray:
@@ -168,6 +170,12 @@ class Rays:
     def layers(self, depth: int, threads: Optional[int], progress: Progress) -> None:
         """Find successive hits."""
         self.depth = depth
+        blocks, rest = blocks_of(self.leading)
+        if len(blocks) == 1 and not rest:
+            # A block's layers lie one behind the other, and so do those of all rays if they are a block.
+            self._take_result((depth, self.count))
+            self._run(self._layers_in_place, threads, progress)
+            return
         # Apart: memory of below 32 MB is taken from what was freed before, without new pages.
         self.result = [np.empty((depth, self.count), INT if k == _TRIANGLE else FLOAT) for k in range(4)]
         self._run(self._layers, threads, progress)
@@ -178,6 +186,15 @@ class Rays:
         if distance.shape != shape:
             distance, u, v, triangle = (distance.reshape(shape), u.reshape(shape), v.reshape(shape), triangle.reshape(shape))
         return distance, triangle, u, v, self.origins, self.directions
+
+    def _take_result(self, shape: Tuple[int, ...]) -> None:
+        """Make room for the result's planes."""
+        entries = count_of(shape)
+        self._room = room = PlaneRoom(4, entries)
+        self._start, self._step = room.start, room.step
+        self.planes = planes = room.planes(0, 4, entries)
+        distance, u, v, triangle = planes if len(shape) == 1 else planes.reshape(4, *shape)
+        self.result = [distance, u, v, triangle.view(INT)]
 
     def _run(self, trace: "Callable[[Block, int], None]", threads: Optional[int], progress: Progress) -> None:
         """Trace all blocks, and the rays that fill none as a block that is filled up."""
@@ -310,6 +327,22 @@ class Rays:
         if wanted is not None:
             blocked &= wanted
         _give(size, desk)
+
+    def _layers_in_place(self, block: Block, count: int) -> None:
+        _, width, height = block
+        desk = _take(count)
+        if not self._room.is_cleared:
+            self.planes[:_TRIANGLE].fill(0)
+        self.planes[_DISTANCE, :count] = self.limit
+        along, _ = self._along(desk, 0, count, True)
+        slots, start, step = desk.slots, self._start, self._step
+        slots[12], slots[13] = start + step, start + 2 * step
+        _layers_of_one(self.origin, along, pointer(start), desk.weights, pointer(start + 3 * step), self.view,
+                       (width, height, self.depth))
+        if self.depth > 1:
+            distance, triangle = self.planes[_DISTANCE :: _TRIANGLE, count:].view(INT)
+            _put_farthest(distance, triangle)
+        _give(count, desk)
 
     def _layers(self, block: Block, count: int) -> None:
         first, width, height = block

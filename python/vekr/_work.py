@@ -198,6 +198,16 @@ def _finish(futures: "List[Future[None]]") -> None:
                 pass
 
 
+def complete(work: Callable[[int], int], count: int, threads: int, progress: Progress, function: str, stacklevel: int = 4) -> None:
+    """Do all blocks, and raise or warn as :func:`settle` does."""
+    if count == 1 and progress is None:
+        status = work(0)
+        if status:
+            settle([status], function, stacklevel + 1)
+    else:
+        settle(run_blocks(work, count, threads, progress), function, stacklevel + 1)
+
+
 def settle(statuses: List[int], function: str, stacklevel: int = 3) -> None:
     """Raise the first error among the statuses of a call's blocks; warn if all of them did less than asked."""
     worst = min(statuses)

@@ -10,7 +10,7 @@ import numpy as np
 import numpy.typing as npt
 
 from .._native import pointer_to, raw
-from .._work import Progress, on_fresh_thread, run_blocks, settle, thread_count
+from .._work import Progress, complete, on_fresh_thread, settle, thread_count
 from ._cuts import planes_per_block
 from ._exact import ExactMatrix, find_exact
 from ._interpolation import Interpolation, interpolation_of
@@ -239,10 +239,9 @@ def warp(planes: Planes, shape: Shape, box: Box, to: Any, step: int, out_box: Bo
         return status
 
     if not threads and may_fork and depth > MOST_PLANES:
-        statuses = [on_fresh_thread(lambda: block(0))]
+        settle([on_fresh_thread(lambda: block(0))], "affine", stacklevel=4)
     else:
-        statuses = run_blocks(block, -(-depth // each), max(threads, 1), progress)
-    settle(statuses, "affine", stacklevel=4)
+        complete(block, -(-depth // each), max(threads, 1), progress, "affine")
 
 
 def _warp_planes(planes: Planes, box: Box, result: Array, out_box: Box, matrix: npt.NDArray[np.float64],
@@ -269,4 +268,4 @@ def _warp_planes(planes: Planes, box: Box, result: Array, out_box: Box, matrix: 
             plane[0, y : y + height, x : x + width] = part[0, y:, x:]
         return status
 
-    settle(run_blocks(block, depth, threads, progress), "affine", stacklevel=4)
+    complete(block, depth, threads, progress, "affine")

@@ -3,13 +3,13 @@
 from __future__ import annotations
 
 from functools import lru_cache
-from typing import Any, Collection, Optional, Tuple
+from typing import Any, Collection, Dict, Optional, Tuple
 
 import numpy as np
 import numpy.typing as npt
 
 from .._native import int_out, pointer_to, raw
-from .._work import Progress, run_blocks, settle, thread_count
+from .._work import Progress, complete, thread_count
 from ..errors import check
 from ._cuts import planes_per_block
 from ._planes import LIMIT, Array, Output, Planes, Shape, size_of, source_array
@@ -84,6 +84,7 @@ class Plan:
         # Voxels that a result's row, column or plane reaches to before and behind it.
         self.margins = tuple((side - 1 - a, a) for side, a in zip(taps.shape, anchor))
         self.taps, self.strip, self.extra = taps, width, 0
+        self._bytes: Dict[int, int] = {}
         self._widen(taps, divisor, width)
         self.size, self.anchor, self.pointer = size_of(self.taps.shape), size_of(anchor), pointer_to(self.taps)
 
@@ -104,6 +105,15 @@ class Plan:
         self.taps = np.ascontiguousarray(np.pad(taps, ((0, 0), (0, 0), (0, self.extra))))
         if target != 5:
             self.strip = _STRIP
+
+    def bytes_for(self, width: int) -> int:
+        """Return the bytes of work memory for results of a width, on which alone they depend."""
+        known = self._bytes.get(width)
+        if known is None:
+            needed = int_out()
+            check(raw.vekrFilterGetBufSize((width, 1, 1), self.size, 1, needed), "filter")
+            known = self._bytes[width] = int(needed[0])
+        return known
 
     @staticmethod
     def _fits(reach: int, divisor: int) -> bool:
@@ -276,15 +286,11 @@ def convolve(source: Array, result: Array, plan: Plan, divisor: int, threads: in
         first = number * each
         for read, written, strip in strips:
             part = (strip, height, min(each, depth - first))
-            needed = int_out()
-            status: int = raw.vekrFilterGetBufSize(part, size, 1, needed)
-            if status:
-                check(status, "filter")
-            buffer = np.empty(needed[0], np.uint8)
-            status = raw.vekrFilter_16s_C1PV(read.at(first + before), read.step, written.at(first), written.step, part,
+            buffer = np.empty(plan.bytes_for(strip), np.uint8)
+            status: int = raw.vekrFilter_16s_C1PV(read.at(first + before), read.step, written.at(first), written.step, part,
                                              taps, size, anchor, divisor, pointer_to(buffer))
             if status:
                 return status
         return 0
 
-    settle(run_blocks(block, -(-depth // each), threads, progress), "filter", stacklevel=4)
+    complete(block, -(-depth // each), threads, progress, "filter")

@@ -7,7 +7,7 @@ from typing import Any, Collection, Dict, List, Optional, Union
 import numpy as np
 
 from .._native import raw
-from .._work import Progress, run_blocks, settle, thread_count
+from .._work import Progress, complete, thread_count
 from ._cuts import planes_per_block
 from ._interpolation import Interpolation, interpolation_of
 from ._planes import (LIMIT, Array, Box, Output, Planes, Region, Shape, box_of, check_plane, check_shape, is_plain,
@@ -133,4 +133,4 @@ def look_up(source: Planes, source_shape: Shape, box: Box, maps: List[Array], re
                            to.at(first), to.step, (width, height, min(each, depth - first)), kind)
         return status
 
-    settle(run_blocks(block, -(-depth // each), count, progress), "remap", stacklevel=4)
+    complete(block, -(-depth // each), count, progress, "remap")

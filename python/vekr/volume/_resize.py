@@ -9,7 +9,7 @@ from typing import Any, Collection, Dict, NamedTuple, Optional, Tuple, Union
 import numpy as np
 
 from .._native import int_out, pointer_to, raw
-from .._work import Progress, get_threads, run_blocks, settle, thread_count
+from .._work import Progress, complete, get_threads, thread_count
 from ..errors import check
 from ._cuts import planes_per_block
 from ._interpolation import Interpolation, interpolation_of
@@ -205,4 +205,4 @@ def scale(scaling: Scaling, source: Planes, to: Any, step: int, box: Box, count:
                       move[2], move[1], move[0], kind, pointer_to(buffer))
         return status
 
-    settle(run_blocks(block, strips * -(-depth // planes), count, progress), "resize", stacklevel=4)
+    complete(block, strips * -(-depth // planes), count, progress, "resize")
