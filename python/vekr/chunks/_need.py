@@ -86,6 +86,22 @@ class Need:
             yield (z[0], y[0], x[0]), (z[1], y[1], x[1])
 
 
+def put(target: Array, values: Array) -> None:
+    """Copy a box of voxels to a place of its shape and type.
+
+    A row of a piece often has few voxels, which numpy copies one by one; seen as one thing of as many bytes it is moved.
+    """
+    width = target.shape[-1]
+    if (1 < width and target.ndim == values.ndim and target.shape == values.shape and target.dtype == values.dtype
+            and target.strides[-1] == values.strides[-1] == target.itemsize):
+        row = np.dtype((np.void, width * target.itemsize))
+        try:
+            target, values = target.view(row), values.view(row)
+        except ValueError:  # numpy before 1.23 sees only arrays of one piece in another type
+            pass
+    target[...] = values
+
+
 def room_of(shape: Sequence[int], dtype: "np.dtype[Any]", margin: int = 0) -> Array:
     """Return an uninitialised block with `margin` readable voxels before and behind it."""
     depth, height, width = shape

@@ -9,7 +9,7 @@ import numpy as np
 
 from .._work import Progress, run_blocks, thread_count
 from ..volume._planes import Array, Region, Shape, box_of, check_shape, filler, lies_well, native, shape_of
-from ._need import Need, Spans, room_of
+from ._need import Need, Spans, put, room_of
 
 
 def spans_of(region: Region, shape: Shape, name: str = "chunk") -> Spans:
@@ -127,7 +127,7 @@ class Plan:
             values = np.asarray(source[at])
             if values.dtype != self.dtype:
                 raise TypeError(f"the source must be of type {self.dtype}, not {values.dtype}")
-            block[to] = values
+            put(block[to], values)
         return block
 
     def run(self, source: Any, chunk: Region, *maps: Any) -> Array:
