@@ -58,7 +58,7 @@ raw: Any = _open()
 _VOID, _INTEGER = ffi.typeof("void *"), ffi.typeof("intptr_t")
 _packers = [struct.Struct(f"{count}P").pack for count in range(8)]
 _ADDRESSES, _INT, _SIZE = ffi.typeof("uintptr_t[]"), ffi.typeof("int32_t *"), ffi.typeof("float[3]")
-_ADDRESS_BYTES = ffi.sizeof("uintptr_t")
+_ADDRESS = ffi.typeof("uintptr_t *")
 _cast, _from_buffer, _new = backend.cast, backend.from_buffer, backend.newp
 
 
@@ -90,8 +90,8 @@ def address_list(places: Sequence[int]) -> Any:
 
 
 def within(memory: Any, number: int = 0) -> Any:
-    """Return what :func:`address_list` has made, from one of its addresses on, as a pointer parameter takes it."""
-    return _cast(_VOID, place_of(memory) + number * _ADDRESS_BYTES if number else memory)
+    """Return a list of addresses from one of them on, as a pointer parameter takes it."""
+    return _cast(_VOID, _cast(_ADDRESS, memory) + number if number else memory)
 
 
 def place_of(memory: Any) -> int:

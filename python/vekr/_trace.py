@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+from functools import lru_cache
 from typing import Any, Callable, Dict, List, Optional, Tuple
 
 import numpy as np
@@ -15,11 +16,10 @@ IntArray = npt.NDArray[np.int32]
 BoolArray = npt.NDArray[np.bool_]
 
 FAR = float(np.finfo(np.float32).max)
-# Arrays of one entry: numpy looks at a number twice.
-_FAR_BITS, _SIGN = np.array([FAR], np.float32).view(np.int32), np.array([31], np.int32)
 _PARALLEL = np.float32(1.1920929e-7)  # up to here a direction's component counts as 0
 # Blocks whose layers are copied: so many columns, and so many rays, that they stay in the second cache until then.
 _WIDEST, _MOST_COPIED = 128, 1 << 12
+_FEW = 1 << 10
 _DISTANCE, _U, _V, _TRIANGLE = range(4)  # planes of the result
 _abs, _shift, _and, _or = np.absolute, np.right_shift, np.bitwise_and, np.bitwise_or
 _nearest_of_eye, _nearest_of_many = raw.vekrIntersectEyeSO_32f, raw.vekrIntersectMO_32f
@@ -62,10 +62,9 @@ class LayerDesk:
         self._rooms = given, room
         self.along = given.planes(0, 3, count).reshape(3, height, width)
         self.layers = [room.plane(k, (depth, height, width), INT if k == _TRIANGLE else FLOAT) for k in range(4)]
-        distance, triangle = self.layers[_DISTANCE], self.layers[_TRIANGLE]
         self._cleared = room.planes(0, _TRIANGLE, depth * count)
-        self.nearest = distance[0]
-        self._farther, self._found = distance[1:].view(INT), triangle[1:]
+        self.nearest = self.layers[_DISTANCE][0]
+        self._farther, self._found = (room.plane(k, (depth * count,), INT)[count:] for k in (_DISTANCE, _TRIANGLE))
         start, step = room.start, room.step
         self._kept = address_list([*(given.start + k * given.step for k in range(3)), start + _U * step, start + _V * step])
         self.places = within(self._kept), pointer(start), within(self._kept, 3), pointer(start + _TRIANGLE * step)
@@ -76,15 +75,24 @@ class LayerDesk:
         self._cleared.fill(0)
 
     def finish(self) -> None:
-        """Put the farthest distance where there is no further hit: there it is 0 or that."""
+        """Put the farthest distance where there is no further hit."""
         if len(self._found):
             _put_farthest(self._farther, self._found)
 
 
 def _put_farthest(distance: IntArray, triangle: IntArray) -> None:
-    farthest = _shift(triangle, _SIGN)
-    _and(farthest, _FAR_BITS, farthest)
+    """Make distances, seen as whole numbers, the farthest one where there is no triangle: there they are 0 or that."""
+    sign, far = _constants(triangle.size)
+    farthest = _shift(triangle, sign)
+    _and(farthest, far, farthest)
     _or(distance, farthest, distance)
+
+
+@lru_cache(maxsize=64)
+def _constants(entries: int) -> Tuple[IntArray, IntArray]:
+    # As many as there are entries, if these are few: numpy takes three times as long where lengths differ.
+    count = entries if entries <= _FEW else 1
+    return np.full(count, 31, INT), np.full(count, FAR, FLOAT).view(INT)
 
 
 _MOST_SIZES = 16
@@ -340,8 +348,8 @@ class Rays:
         _layers_of_one(self.origin, along, pointer(start), desk.weights, pointer(start + 3 * step), self.view,
                        (width, height, self.depth))
         if self.depth > 1:
-            distance, triangle = self.planes[_DISTANCE :: _TRIANGLE, count:].view(INT)
-            _put_farthest(distance, triangle)
+            further = self.planes[:, count:]
+            _put_farthest(further[_DISTANCE].view(INT), further[_TRIANGLE].view(INT))
         _give(count, desk)
 
     def _layers(self, block: Block, count: int) -> None:

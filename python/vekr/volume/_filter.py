@@ -278,7 +278,7 @@ def convolve(source: Array, result: Array, plan: Plan, divisor: int, threads: in
     each = planes_per_block(depth, height * width, threads, progress is not None)
     size, anchor, taps = plan.size, plan.anchor, plan.pointer
     count = -(-width // plan.strip)
-    cuts = [width * n // count for n in range(count + 1)]
+    cuts = [width * n // count for n in range(count + 1)] if count > 1 else (0, width)
     # The source's lists begin with the planes of the margin, which the library reaches at negative indices.
     strips = [(Planes(source, (0, -above, -left - a)), Planes(result, (0, 0, -a)), b - a) for a, b in zip(cuts, cuts[1:])]
 

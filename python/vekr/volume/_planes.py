@@ -12,7 +12,7 @@ from typing import Any, Collection, Optional, Sequence, Tuple, Union
 import numpy as np
 import numpy.typing as npt
 
-from .._native import address, place_of, pointer, pointer_to
+from .._native import address, pointer_to, within
 
 Array = npt.NDArray[Any]
 Shape = Tuple[int, ...]  # three sides, z, y, x
@@ -20,7 +20,6 @@ Box = Tuple[int, int, int, int, int, int]  # x, y, z, width, height, depth
 Region = Union[None, Sequence[Any]]
 
 LIMIT = 2**31 - 1  # of every size, step and offset at the interface
-_ADDRESS_BYTES = np.dtype(np.uintp).itemsize
 _ADDRESS_CODE = np.dtype(np.uintp).char  # of the standard library's arrays too
 _NONE: Shape = (0, 0, 0)
 _FEW_PLANES = 64  # up to here a list of plain numbers is made faster than an array
@@ -59,7 +58,7 @@ class Planes:
 
     def at(self, plane: int) -> Any:
         """Return the list from one of its planes on."""
-        return pointer(place_of(self.pointer) + plane * _ADDRESS_BYTES) if plane else self.pointer
+        return within(self.pointer, plane) if plane else self.pointer
 
 
 def size_of(shape: Shape) -> Shape:
