@@ -65,9 +65,10 @@ class PlaneRoom:
         """Return a plane, or the first entries of it, as an array."""
         return np.ndarray(shape, dtype, self._memory, self._offset + number * self.step)
 
-    def planes(self, first: int, count: int, entries: int) -> FloatArray:
-        """Return some planes as rows of one array."""
-        return np.ndarray((count, entries), FLOAT, self._memory, self._offset + first * self.step, (self.step, ENTRY))
+    def planes(self, first: int, count: int, shape: Tuple[int, ...]) -> FloatArray:
+        """Return some planes of a shape as one array."""
+        return np.ndarray((count, *shape), FLOAT, self._memory, self._offset + first * self.step,
+                          (self.step, *_steps_of(shape)))
 
     def vectors(self, shape: Tuple[int, ...]) -> FloatArray:
         """Return the first three planes as the components of vectors (..., 3)."""
@@ -157,7 +158,7 @@ class Vectors:
         if self.places is not None:
             return self.places, self.planes
         room = PlaneRoom(3, self.count)
-        room.planes(0, 3, self.count)[...] = self.planes
+        room.planes(0, 3, (self.count,))[...] = self.planes
         return [room.start, room.start + room.step, room.start + 2 * room.step], room
 
     def rows(self, chosen: Array) -> FloatArray:

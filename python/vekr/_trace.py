@@ -37,7 +37,7 @@ class Desk:
 
     def __init__(self, count: int) -> None:
         self._room = room = PlaneRoom(7, count)
-        self.along, self.starts, self.scratch = room.planes(0, 3, count), room.planes(3, 3, count), room.plane(6, (count,))
+        self.along, self.starts, self.scratch = room.planes(0, 3, (count,)), room.planes(3, 3, (count,)), room.plane(6, (count,))
         start, step = room.start, room.step
         # Addresses: the room's own directions and origins, those that lie elsewhere, and weights.
         self.slots = address_list([start + k * step for k in range(6)] + [0] * 8)
@@ -60,9 +60,9 @@ class LayerDesk:
         count = width * height
         given, room = PlaneRoom(3, count), PlaneRoom(4, depth * count)
         self._rooms = given, room
-        self.along = given.planes(0, 3, count).reshape(3, height, width)
+        self.along = given.planes(0, 3, (height, width))
         self.layers = [room.plane(k, (depth, height, width), INT if k == _TRIANGLE else FLOAT) for k in range(4)]
-        self._cleared = room.planes(0, _TRIANGLE, depth * count)
+        self._cleared = room.planes(0, _TRIANGLE, (depth * count,))
         self.nearest = self.layers[_DISTANCE][0]
         self._farther, self._found = (room.plane(k, (depth * count,), INT)[count:] for k in (_DISTANCE, _TRIANGLE))
         start, step = room.start, room.step
@@ -82,17 +82,17 @@ class LayerDesk:
 
 def _put_farthest(distance: IntArray, triangle: IntArray) -> None:
     """Make distances, seen as whole numbers, the farthest one where there is no triangle: there they are 0 or that."""
-    sign, far = _constants(triangle.size)
+    sign, far = _constants(triangle.shape)
     farthest = _shift(triangle, sign)
     _and(farthest, far, farthest)
     _or(distance, farthest, distance)
 
 
 @lru_cache(maxsize=64)
-def _constants(entries: int) -> Tuple[IntArray, IntArray]:
-    # As many as there are entries, if these are few: numpy takes three times as long where lengths differ.
-    count = entries if entries <= _FEW else 1
-    return np.full(count, 31, INT), np.full(count, FAR, FLOAT).view(INT)
+def _constants(shape: Tuple[int, ...]) -> Tuple[IntArray, IntArray]:
+    # As many as there are entries, if these are few: numpy takes three times as long where shapes differ.
+    own = shape if count_of(shape) <= _FEW else (1,)
+    return np.full(own, 31, INT), np.full(own, FAR, FLOAT).view(INT)
 
 
 _MOST_SIZES = 16
@@ -197,11 +197,10 @@ class Rays:
 
     def _take_result(self, shape: Tuple[int, ...]) -> None:
         """Make room for the result's planes."""
-        entries = count_of(shape)
-        self._room = room = PlaneRoom(4, entries)
+        self._room = room = PlaneRoom(4, count_of(shape))
         self._start, self._step = room.start, room.step
-        self.planes = planes = room.planes(0, 4, entries)
-        distance, u, v, triangle = planes if len(shape) == 1 else planes.reshape(4, *shape)
+        self.planes = room.planes(0, 4, shape)
+        distance, u, v, triangle = self.planes
         self.result = [distance, u, v, triangle.view(INT)]
 
     def _run(self, trace: "Callable[[Block, int], None]", threads: Optional[int], progress: Progress) -> None:
@@ -341,15 +340,14 @@ class Rays:
         desk = _take(count)
         if not self._room.is_cleared:
             self.planes[:_TRIANGLE].fill(0)
-        self.planes[_DISTANCE, :count] = self.limit
+        self.planes[_DISTANCE, 0] = self.limit
         along, _ = self._along(desk, 0, count, True)
         slots, start, step = desk.slots, self._start, self._step
         slots[12], slots[13] = start + step, start + 2 * step
         _layers_of_one(self.origin, along, pointer(start), desk.weights, pointer(start + 3 * step), self.view,
                        (width, height, self.depth))
         if self.depth > 1:
-            further = self.planes[:, count:]
-            _put_farthest(further[_DISTANCE].view(INT), further[_TRIANGLE].view(INT))
+            _put_farthest(self.planes[_DISTANCE, 1:].view(INT), self.planes[_TRIANGLE, 1:].view(INT))
         _give(count, desk)
 
     def _layers(self, block: Block, count: int) -> None:
