@@ -182,7 +182,10 @@ class Rays:
         if len(blocks) == 1 and not rest:
             # A block's layers lie one behind the other, and so do those of all rays if they are a block.
             self._take_result((depth, self.count))
-            self._run(self._layers_in_place, threads, progress)
+            if threads is None and progress is None:
+                self._layers_in_place(blocks[0], self.count)
+            else:
+                self._run(self._layers_in_place, threads, progress)
             return
         # Apart: memory of below 32 MB is taken from what was freed before, without new pages.
         self.result = [np.empty((depth, self.count), INT if k == _TRIANGLE else FLOAT) for k in range(4)]

@@ -39,12 +39,12 @@ def kernel_of(kernel: Any) -> npt.NDArray[Any]:
 
 
 @lru_cache(maxsize=64)
-def plan_of(data: bytes, kind: "np.dtype[Any]", shape: Shape, anchor: Shape, divisor: int, width: int) -> "Plan":
+def plan_of(data: bytes, kind: "np.dtype[Any]", shape: Shape, anchor: Optional[Shape], divisor: int, width: int) -> "Plan":
     """Return how a kernel is given to the library; remembers the last ones."""
     taps = np.frombuffer(data, kind).reshape(shape)
     if int(taps.max()) > _MOST_TAP or int(taps.min()) < -_MOST_TAP:
         raise ValueError(f"taps must lie in -{_MOST_TAP} to {_MOST_TAP}")
-    return Plan(np.ascontiguousarray(taps, np.int32), anchor, divisor, width)
+    return Plan(np.ascontiguousarray(taps, np.int32), anchor_of(anchor, shape), divisor, width)
 
 
 def divisor_of(divisor: Any) -> int:
@@ -182,7 +182,7 @@ def filter(volume: Any, kernel: Any, *, divisor: int = 1, anchor: Optional[Tuple
     taps = kernel_of(kernel)
     number = divisor_of(divisor)
     sides = taps.shape
-    place = anchor_of(anchor, sides)
+    place = None if anchor is None else anchor_of(anchor, sides)
     shape = source.shape
     if border == "valid":
         shape = shape[0] - sides[0] + 1, shape[1] - sides[1] + 1, shape[2] - sides[2] + 1
@@ -277,10 +277,13 @@ def convolve(source: Array, result: Array, plan: Plan, divisor: int, threads: in
         left += plan.extra
     each = planes_per_block(depth, height * width, threads, progress is not None)
     size, anchor, taps = plan.size, plan.anchor, plan.pointer
-    count = -(-width // plan.strip)
-    cuts = [width * n // count for n in range(count + 1)] if count > 1 else (0, width)
     # The source's lists begin with the planes of the margin, which the library reaches at negative indices.
-    strips = [(Planes(source, (0, -above, -left - a)), Planes(result, (0, 0, -a)), b - a) for a, b in zip(cuts, cuts[1:])]
+    if width <= plan.strip:
+        strips = [(Planes(source, (0, -above, -left)), Planes(result), width)]
+    else:
+        count = -(-width // plan.strip)
+        cuts = [width * n // count for n in range(count + 1)]
+        strips = [(Planes(source, (0, -above, -left - a)), Planes(result, (0, 0, -a)), b - a) for a, b in zip(cuts, cuts[1:])]
 
     def block(number: int) -> int:
         first = number * each
