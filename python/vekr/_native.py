@@ -94,11 +94,6 @@ def within(memory: Any, number: int = 0) -> Any:
     return _cast(_VOID, _cast(_ADDRESS, memory) + number if number else memory)
 
 
-def place_of(memory: Any) -> int:
-    """Return the address of what :func:`address_list` has made, or of what is pointed to."""
-    return int(_cast(_INTEGER, memory))
-
-
 def int_out() -> Any:
     """Return room for an int that a function writes."""
     return _new(_INT)

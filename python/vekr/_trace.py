@@ -2,129 +2,24 @@
 
 from __future__ import annotations
 
-from functools import lru_cache
-from typing import Any, Callable, Dict, List, Optional, Tuple
+from typing import Any, Callable, List, Optional, Tuple
 
 import numpy as np
 import numpy.typing as npt
 
-from ._native import address, address_list, pointer, pointers, raw, within
+from ._desk import DISTANCE, FAR, TRIANGLE, U, Desk, IntArray as IntArray, give, put_farthest, take, take_layers
+from ._native import address, pointer, pointers, raw
 from ._rays import (ENTRY, FLOAT, INT, TILE, Array, Block, FloatArray, PlaneRoom, Vectors, blocks_of, count_of, vectors_of)
 from ._work import Progress, run_blocks, thread_count
 
-IntArray = npt.NDArray[np.int32]
 BoolArray = npt.NDArray[np.bool_]
 
-FAR = float(np.finfo(np.float32).max)
 _PARALLEL = np.float32(1.1920929e-7)  # up to here a direction's component counts as 0
 # Blocks whose layers are copied: so many columns, and so many rays, that they stay in the second cache until then.
 _WIDEST, _MOST_COPIED = 128, 1 << 12
-_FEW = 1 << 10
-_DISTANCE, _U, _V, _TRIANGLE = range(4)  # planes of the result
-_abs, _shift, _and, _or = np.absolute, np.right_shift, np.bitwise_and, np.bitwise_or
+_abs = np.absolute
 _nearest_of_eye, _nearest_of_many = raw.vekrIntersectEyeSO_32f, raw.vekrIntersectMO_32f
 _any_of_one, _layers_of_one = raw.vekrIntersectAnySO_32f, raw.vekrIntersectMultipleSO_32f
-
-
-class Desk:
-    """Memory of a block at work, and lists of planes whose pointers are made once.
-
-    A block takes a desk for itself and puts it back, so that the next one finds it warm.
-    """
-
-    __slots__ = ("along", "starts", "masked", "scratch", "own_along", "own_starts", "there_along", "there_starts", "weights",
-                 "slots", "mask", "occluders", "_room")
-
-    def __init__(self, count: int) -> None:
-        self._room = room = PlaneRoom(7, count)
-        self.along, self.starts, self.scratch = room.planes(0, 3, (count,)), room.planes(3, 3, (count,)), room.plane(6, (count,))
-        start, step = room.start, room.step
-        # Addresses: the room's own directions and origins, those that lie elsewhere, and weights.
-        self.slots = address_list([start + k * step for k in range(6)] + [0] * 8)
-        self.own_along, self.own_starts, self.there_along, self.there_starts, self.weights = (
-            within(self.slots, place) for place in (0, 3, 6, 9, 12))
-        # Segments have one origin, and leave the room for origins to masks.
-        self.masked = room.plane(3, (count,), INT)
-        self.mask, self.occluders = pointer(start + 3 * step), pointer(start + 4 * step)
-
-
-class LayerDesk:
-    """Memory of a block whose layers are copied to where they stay, once they are found.
-
-    Layers of a block lie one behind the other, those of a picture a picture apart.
-    """
-
-    __slots__ = ("along", "layers", "nearest", "places", "_farther", "_found", "_cleared", "_rooms", "_kept")
-
-    def __init__(self, width: int, height: int, depth: int) -> None:
-        count = width * height
-        given, room = PlaneRoom(3, count), PlaneRoom(4, depth * count)
-        self._rooms = given, room
-        self.along = given.planes(0, 3, (height, width))
-        self.layers = [room.plane(k, (depth, height, width), INT if k == _TRIANGLE else FLOAT) for k in range(4)]
-        self._cleared = room.planes(0, _TRIANGLE, (depth * count,))
-        self.nearest = self.layers[_DISTANCE][0]
-        self._farther, self._found = (room.plane(k, (depth * count,), INT)[count:] for k in (_DISTANCE, _TRIANGLE))
-        start, step = room.start, room.step
-        self._kept = address_list([*(given.start + k * given.step for k in range(3)), start + _U * step, start + _V * step])
-        self.places = within(self._kept), pointer(start), within(self._kept, 3), pointer(start + _TRIANGLE * step)
-
-    def clear(self) -> None:
-        """Make ready for the next block: packets that miss the box leave weights as they are, and distances of hits that
-        there are not."""
-        self._cleared.fill(0)
-
-    def finish(self) -> None:
-        """Put the farthest distance where there is no further hit."""
-        if len(self._found):
-            _put_farthest(self._farther, self._found)
-
-
-def _put_farthest(distance: IntArray, triangle: IntArray) -> None:
-    """Make distances, seen as whole numbers, the farthest one where there is no triangle: there they are 0 or that."""
-    sign, far = _constants(triangle.shape)
-    farthest = _shift(triangle, sign)
-    _and(farthest, far, farthest)
-    _or(distance, farthest, distance)
-
-
-@lru_cache(maxsize=64)
-def _constants(shape: Tuple[int, ...]) -> Tuple[IntArray, IntArray]:
-    # As many as there are entries, if these are few: numpy takes three times as long where shapes differ.
-    own = shape if count_of(shape) <= _FEW else (1,)
-    return np.full(own, 31, INT), np.full(own, FAR, FLOAT).view(INT)
-
-
-_MOST_SIZES = 16
-_desks: Dict[Any, List[Any]] = {}  # by how many rays, or by width, height and depth of layers
-
-
-def _take(size: int) -> Desk:
-    """Return a desk that nobody else has."""
-    try:
-        desk: Desk = _desks[size].pop()
-        return desk
-    except (KeyError, IndexError):
-        return Desk(size)
-
-
-def _take_layers(sides: Tuple[int, int, int]) -> LayerDesk:
-    """Return a desk for layers likewise."""
-    try:
-        desk: LayerDesk = _desks[sides].pop()
-        return desk
-    except (KeyError, IndexError):
-        return LayerDesk(*sides)
-
-
-def _give(size: Any, desk: Any) -> None:
-    """Put a desk back for the next block of its size."""
-    free = _desks.get(size)
-    if free is None:
-        if len(_desks) >= _MOST_SIZES:
-            _desks.clear()
-        free = _desks.setdefault(size, [])
-    free.append(desk)
 
 
 class Rays:
@@ -170,7 +65,7 @@ class Rays:
             self._run(self._any, threads, progress)
         else:
             self.nearest(threads, progress)
-            self.blocked = self.result[_TRIANGLE] >= 0
+            self.blocked = self.result[TRIANGLE] >= 0
             if self.mask is not None:
                 self.blocked &= self.mask
         return self.blocked.reshape(self.leading)
@@ -188,7 +83,7 @@ class Rays:
                 self._run(self._layers_in_place, threads, progress)
             return
         # Apart: memory of below 32 MB is taken from what was freed before, without new pages.
-        self.result = [np.empty((depth, self.count), INT if k == _TRIANGLE else FLOAT) for k in range(4)]
+        self.result = [np.empty((depth, self.count), INT if k == TRIANGLE else FLOAT) for k in range(4)]
         self._run(self._layers, threads, progress)
 
     def hits(self, shape: Tuple[int, ...]) -> "Tuple[FloatArray, IntArray, FloatArray, FloatArray, FloatArray, FloatArray]":
@@ -260,17 +155,17 @@ class Rays:
     def _nearest(self, block: Block, count: int) -> None:
         first, width, height = block
         size = width * height
-        desk = _take(size)
+        desk = take(size)
         if count == size:
             start, step, end = self._start + ENTRY * first, self._step, first + count
-            distance = self.planes[_DISTANCE, first:end]
+            distance = self.planes[DISTANCE, first:end]
             # Packets that miss the box leave weights as they are.
             if not self._room.is_cleared:
-                self.planes[_U:_TRIANGLE, first:end].fill(0)
+                self.planes[U:TRIANGLE, first:end].fill(0)
         else:
             room = np.zeros((4, size), FLOAT)
             start, step = address(room), ENTRY * size
-            distance, end = room[_DISTANCE, :count], first + count
+            distance, end = room[DISTANCE, :count], first + count
         if isinstance(self.limit, float):
             distance.fill(self.limit)
         else:
@@ -293,7 +188,7 @@ class Rays:
             is_lossy = is_lossy or _is_near_0(_abs(components[2], scratch))
         if is_lossy:
             self._again(first, components[:, :count])
-        _give(size, desk)
+        give(size, desk)
 
     def _again(self, first: int, components: FloatArray) -> None:
         """Trace those of some rays by themselves that packets lose."""
@@ -305,7 +200,7 @@ class Rays:
         if not rays:
             return
         room = np.zeros((4, rays), FLOAT)
-        room[_DISTANCE] = self.limit if isinstance(self.limit, float) else self.limit[chosen]
+        room[DISTANCE] = self.limit if isinstance(self.limit, float) else self.limit[chosen]
         along = self.along.rows(chosen)
         start, row = address(room), ENTRY * rays
         planes = pointers([address(along) + row * c for c in range(3)])
@@ -321,7 +216,7 @@ class Rays:
     def _any(self, block: Block, count: int) -> None:
         first, width, height = block
         size = width * height
-        desk = _take(size)
+        desk = take(size)
         masked = desk.masked
         wanted = None if self.mask is None else self.mask[first : first + count]
         if wanted is None:
@@ -336,22 +231,22 @@ class Rays:
         np.not_equal(masked if count == size else masked[:count], 0, blocked)
         if wanted is not None:
             blocked &= wanted
-        _give(size, desk)
+        give(size, desk)
 
     def _layers_in_place(self, block: Block, count: int) -> None:
         _, width, height = block
-        desk = _take(count)
+        desk = take(count)
         if not self._room.is_cleared:
-            self.planes[:_TRIANGLE].fill(0)
-        self.planes[_DISTANCE, 0] = self.limit
+            self.planes[:TRIANGLE].fill(0)
+        self.planes[DISTANCE, 0] = self.limit
         along, _ = self._along(desk, 0, count, True)
         slots, start, step = desk.slots, self._start, self._step
         slots[12], slots[13] = start + step, start + 2 * step
         _layers_of_one(self.origin, along, pointer(start), desk.weights, pointer(start + 3 * step), self.view,
                        (width, height, self.depth))
         if self.depth > 1:
-            _put_farthest(self.planes[_DISTANCE, 1:].view(INT), self.planes[_TRIANGLE, 1:].view(INT))
-        _give(count, desk)
+            put_farthest(self.planes[DISTANCE, 1:].view(INT), self.planes[TRIANGLE, 1:].view(INT))
+        give(count, desk)
 
     def _layers(self, block: Block, count: int) -> None:
         first, width, height = block
@@ -388,7 +283,7 @@ class Rays:
         """Find the layers of rays along (3, height, width), and copy them to where they stay."""
         _, height, width = along.shape
         sides = width, height, self.depth
-        desk = _take_layers(sides)
+        desk = take_layers(sides)
         desk.along[...] = along
         desk.clear()
         desk.nearest[...] = limits
@@ -397,7 +292,7 @@ class Rays:
         desk.finish()
         for layers, target in zip(desk.layers, targets):
             target[...] = layers
-        _give(sides, desk)
+        give(sides, desk)
 
 
 def _is_near_0(sizes: FloatArray) -> bool:

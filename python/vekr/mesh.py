@@ -25,9 +25,9 @@ import numpy.typing as npt
 
 from . import _store
 from ._camera import Camera as Camera
-from ._mesh_input import checked_bounds, checked_triangles, checked_vertices, tree_over
+from ._mesh_input import checked_bounds, checked_triangles, checked_vertices, parts_of, read_only, tree_over
 from ._native import address, ffi, pointer, pointer_to, pointers, raw
-from ._rays import ENTRY, FLOAT, INT, LIMIT, TILE, Array, FloatArray, Vectors, aligned, vector_planes
+from ._rays import ENTRY, FLOAT, INT, LIMIT, Array, FloatArray, Vectors, aligned, vector_planes
 from ._trace import IntArray, Rays
 from ._work import Progress, on_fresh_thread
 from .errors import VekrError
@@ -133,7 +133,7 @@ class Scene:
 
     def _take(self, tree: Array, records: Array, box: FloatArray, vertices: FloatArray, triangles: IntArray) -> None:
         self._tree, self._records = tree, records
-        self.bounds, self.vertices, self.triangles = (_read_only(a) for a in (box, vertices, triangles))
+        self.bounds, self.vertices, self.triangles = (read_only(a) for a in (box, vertices, triangles))
         self._view = ffi.new("VekrIntersectScene *", [ffi.cast("float *", address(box)),
                                                       ffi.cast("VekrTriangleAccel *", address(records)),
                                                       ffi.cast("VekrKDTreeNode *", address(tree))])
@@ -259,7 +259,7 @@ class Scene:
         result, places = vector_planes(triangle.shape)
         if smooth:
             weights = [np.ascontiguousarray(w) for w in (hits.u, hits.v)]
-            for part in _parts(count):
+            for part in parts_of(count):
                 place = ENTRY * part.start
                 raw.vekrSurfSmoothNormal_32f(
                     pointer_to(self._smooth()), pointer_to(self.triangles), pointer(address(triangle) + place),
@@ -392,15 +392,3 @@ def _restored(tree: Array, records: Array, box: FloatArray, vertices: FloatArray
     scene = Scene.__new__(Scene)
     scene._take(tree, records, box, vertices, triangles)
     return scene
-
-
-def _read_only(array: Array) -> Array:
-    view = array.view()
-    view.setflags(write=False)
-    return view
-
-
-def _parts(count: int) -> "list[range]":
-    """Cut entries so that all but the last few are a multiple of four, for which the library has a faster form."""
-    whole = count // TILE * TILE
-    return [part for part in (range(whole), range(whole, count)) if len(part)]

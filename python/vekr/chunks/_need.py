@@ -95,7 +95,7 @@ def put(target: Array, values: Array) -> None:
     A row of a piece often has few voxels, which numpy copies one by one; seen as one thing of as many bytes it is moved.
     """
     width = target.shape[-1]
-    if (1 < width and target.size >= _MANY_ROWS * width and target.ndim == values.ndim and target.shape == values.shape and target.dtype == values.dtype
+    if (1 < width and target.size >= _MANY_ROWS * width and target.shape == values.shape and target.dtype == values.dtype
             and target.strides[-1] == values.strides[-1] == target.itemsize):
         row = np.dtype((np.void, width * target.itemsize))
         try:
