@@ -2,6 +2,7 @@
 
 import hashlib
 import sys
+from operator import attrgetter
 
 import matplotlib.pyplot as plt
 import numpy as np
@@ -10,6 +11,7 @@ import vekr
 from vekr import volume as vol
 
 THREADS = (1, 2, 3, 5, 8)
+FOUND = attrgetter("distance", "triangle", "u", "v")  # of hits
 
 
 def digest(*arrays):
@@ -21,29 +23,23 @@ def cases():
     rng = np.random.default_rng(5)
     volume = rng.integers(0, 65536, (60, 60, 60)).astype(np.uint16)
     step = vol.from_scipy([0.3, 0.1, 0.6], 7.0)  # sums of these land next to whole numbers
-    vertices = rng.normal(size=(3000, 3))
-    scene = vekr.Scene(vertices, np.arange(3000).reshape(-1, 3))
+    scene = vekr.Scene(rng.normal(size=(3000, 3)), np.arange(3000).reshape(-1, 3))
     origin, directions = vekr.Camera((0, 0, 6), (0, 0, 0)).rays(256, 256)
     light = rng.normal(size=(256, 256, 3))
     basis = vekr.sh.Basis(9)
 
     def loose(threads):  # the matrix as it is, on the library's own threads
         vekr.set_threads(threads)
-        try:
-            return digest(vol.affine(volume, step, exact=False, interpolation="nearest"))
-        finally:
-            vekr.set_threads(0)
-
-    def rays(threads):
-        hits = scene.intersect(origin, directions, threads=threads)
-        return digest(hits.distance, hits.triangle, hits.u, hits.v)
+        made = vol.affine(volume, step, exact=False, interpolation="nearest")
+        vekr.set_threads(0)
+        return digest(made)
 
     return {
         "affine, exact": lambda t: digest(vol.affine(volume, step, interpolation="nearest", threads=t)),
         "affine, exact=False": loose,
         "resize, Mitchell": lambda t: digest(vol.resize(volume, 1.7, interpolation="mitchell", threads=t)),
         "filter 5 x 5 x 5": lambda t: digest(vol.filter(volume.astype(np.int16), np.ones((5, 5, 5), int), divisor=125, threads=t)),
-        "rays": rays,
+        "rays": lambda t: digest(*FOUND(scene.intersect(origin, directions, threads=t))),
         "harmonics": lambda t: digest(basis.reconstruct(basis.project(directions, light), directions, threads=t)),
     }
 

@@ -195,8 +195,10 @@ def test_parts_of_an_affine_warp_have_the_bits_of_the_whole(seed):
 
 
 def test_parts_of_a_warp_without_exact_matrix_have_the_bits_of_the_whole(rng):
-    matrices = (support.turn(rng.uniform(-180, 180, 3), rng.uniform(0.5, 2), (12, 11, 10)) for _ in range(2000))
-    matrix = next(m for m in matrices if vol._exact.find_exact(m, (33, 22, 24)) is None)
+    # Of 300 turns the one that has none: the terms of an entry nearly cancel.
+    matrix = [[-0.7242946496981273, 0.2394010843959196, -1.015562956193762, 28.21375342996003],
+              [-0.9642072565455625, 0.3188612440176749, 0.7628339336137775, 11.43467405821455],
+              [0.3987296874172216, 1.2059429358961589, -9.229629575332233e-05, -8.049205580906875]]
     source = volume_of(rng, (20, 22, 24), np.uint16)
     for name in CODES:
         options = dict(shape=(24, 22, 33), interpolation=name, fill=9)

@@ -291,3 +291,25 @@ def check_nearest_leniently(scene, hits, origins, directions):
     distance, rim = brute(scene, origins, directions)
     doubtful = (np.abs(rim) < 1e-4).any(axis=1)
     assert np.array_equal(hits.hit[~doubtful], np.isfinite(distance).any(axis=1)[~doubtful])
+
+
+def test_hits_put_together_by_hand_are_checked():
+    scene = vekr.Scene([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]])
+    hits = scene.intersect([0.2, 0.2, 3], np.full((6, 3), (0, 0, -1), np.float32))
+    whole = {name: getattr(hits, name) for name in ("distance", "triangle", "u", "v", "origins", "directions")}
+    assert np.array_equal(scene.points(vekr.Hits(**whole)), scene.points(hits))
+
+    def wrong(**changed):
+        return vekr.Hits(**{**whole, **changed})
+
+    for call, cases in ((scene.points, [dict(distance=hits.distance[:2]), dict(distance=hits.distance.astype(float)),
+                                        dict(directions=hits.directions[:, :2]), dict(directions=hits.directions.astype(float)),
+                                        dict(directions=hits.directions[:4]), dict(origins=hits.origins.astype(int)),
+                                        dict(origins=hits.origins[:2]), dict(triangle=hits.triangle[:3]),
+                                        dict(triangle=hits.triangle + 1), dict(triangle=hits.triangle.astype(np.int64))]),
+                        (lambda h: scene.normals(h, smooth=True), [dict(u=hits.u[:2]), dict(v=hits.v.astype(float)),
+                                                                   dict(triangle=hits.triangle + 1)]),
+                        (scene.normals, [dict(triangle=hits.triangle + 1), dict(triangle=hits.triangle.astype(np.int64))])):
+        for case in cases:
+            with pytest.raises(ValueError):
+                call(wrong(**case))

@@ -7,7 +7,7 @@ from typing import Any
 import numpy as np
 
 from ._native import address, ffi, pointer, raw
-from ._rays import LIMIT, Array, FloatArray, vectors_of
+from ._rays import LIMIT, TILE, Array, FloatArray, vectors_of
 from ._trace import IntArray
 from ._work import on_fresh_thread
 from .errors import VekrError
@@ -66,3 +66,15 @@ def tree_over(vertices: FloatArray, triangles: IntArray, box: FloatArray, depth:
         raise VekrError(status, "Scene")
     tree = ffi.gc(root[0], raw.vekrKDTreeFree, size=size[0])
     return np.frombuffer(ffi.buffer(tree, size[0]), np.uint8)
+
+
+def read_only(array: Array) -> Array:
+    view = array.view()
+    view.setflags(write=False)
+    return view
+
+
+def parts_of(count: int) -> "list[range]":
+    """Cut entries so that all but the last few are a multiple of four, for which the library has a faster form."""
+    whole = count // TILE * TILE
+    return [part for part in (range(whole), range(whole, count)) if len(part)]

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import os
+import struct
 from pathlib import Path
 from typing import Any, Sequence
 
@@ -54,18 +55,23 @@ ffi.cdef(_COMPANION)
 raw: Any = _open()
 
 
-_VOID, _INTEGER, _BYTES = ffi.typeof("void *"), ffi.typeof("intptr_t"), ffi.typeof("char[]")
-_FLOATS, _FLOAT_LIST = ffi.typeof("float *"), ffi.typeof("float *[]")
+_VOID, _INTEGER = ffi.typeof("void *"), ffi.typeof("intptr_t")
+_packers = [struct.Struct(f"{count}P").pack for count in range(8)]
 _ADDRESSES, _INT, _SIZE = ffi.typeof("uintptr_t[]"), ffi.typeof("int32_t *"), ffi.typeof("float[3]")
-_ADDRESS_BYTES = ffi.sizeof("uintptr_t")
+_ADDRESS = ffi.typeof("uintptr_t *")
 _cast, _from_buffer, _new = backend.cast, backend.from_buffer, backend.newp
 
 
 def address(array: Any) -> int:
     """Return where an array's first element lies; fastest where the array is contiguous."""
     if array.flags.c_contiguous:
-        return int(_cast(_INTEGER, _from_buffer(_BYTES, array, False)))
+        return int(_cast(_INTEGER, _from_buffer(_VOID, array, False)))
     return int(array.__array_interface__["data"][0])
+
+
+def pointer_to(array: Any) -> Any:
+    """Return where a contiguous array begins, as a pointer parameter takes it."""
+    return _from_buffer(_VOID, array, False)
 
 
 def pointer(place: int) -> Any:
@@ -74,8 +80,8 @@ def pointer(place: int) -> Any:
 
 
 def pointers(places: Sequence[int]) -> Any:
-    """Return addresses of float planes as a list of planes."""
-    return _new(_FLOAT_LIST, [_cast(_FLOATS, place) for place in places])
+    """Return addresses of planes as a list of planes."""
+    return _from_buffer(_VOID, _packers[len(places)](*places), False)
 
 
 def address_list(places: Sequence[int]) -> Any:
@@ -84,13 +90,8 @@ def address_list(places: Sequence[int]) -> Any:
 
 
 def within(memory: Any, number: int = 0) -> Any:
-    """Return what :func:`address_list` has made, from one of its addresses on, as a pointer parameter takes it."""
-    return _cast(_VOID, place_of(memory) + number * _ADDRESS_BYTES if number else memory)
-
-
-def place_of(memory: Any) -> int:
-    """Return the address of what :func:`address_list` has made, or of what is pointed to."""
-    return int(_cast(_INTEGER, memory))
+    """Return a list of addresses from one of them on, as a pointer parameter takes it."""
+    return _cast(_VOID, _cast(_ADDRESS, memory) + number if number else memory)
 
 
 def int_out() -> Any:

@@ -31,53 +31,62 @@ _PLANE_ALIGNMENT = 16
 _PAGE = 4096
 _OFFSET = 9 * _CACHE_LINE  # between planes, beyond their size; a row of tiles takes some lines of each
 ENTRY = 4  # bytes of an entry of a plane
-FLOAT = np.dtype(np.float32)
+FLOAT, INT, _BYTE = np.dtype(np.float32), np.dtype(np.int32), np.dtype(np.uint8)
 LIMIT = 2**31 - 1
 
 
-def aligned(shape: Sequence[int], dtype: Any = np.float32, make: Callable[[int, Any], Array] = np.empty) -> Array:
+def aligned(shape: Sequence[int], dtype: Any = FLOAT, make: Callable[[int, Any], Array] = np.empty) -> Array:
     """Return an array that starts on a cache line, uninitialised unless `make` is ``np.zeros``."""
     dtype = np.dtype(dtype)
-    size = dtype.itemsize
-    for side in shape:
-        size *= int(side)
-    room = make(size + _CACHE_LINE, np.uint8)
-    start = -address(room) % _CACHE_LINE
-    made: Array = room[start : start + size].view(dtype).reshape(shape)
-    return made
+    size = dtype.itemsize * count_of(shape)
+    room = make(size + _CACHE_LINE, _BYTE)
+    return np.ndarray(shape, dtype, room, -address(room) % _CACHE_LINE)
 
 
 class PlaneRoom:
-    """Uninitialised memory of several planes; plane k begins at `start` + k * `step`."""
+    """Memory of several planes, uninitialised unless it is small; plane k begins at `start` + k * `step`."""
 
-    __slots__ = ("start", "step", "_offset", "_memory")
+    __slots__ = ("start", "step", "is_cleared", "_offset", "_memory")
 
     def __init__(self, planes: int, entries: int) -> None:
         size = entries * ENTRY
-        self.step = -(-size // _CACHE_LINE) * _CACHE_LINE + (_OFFSET if size >= _PAGE else 0)
-        self._memory = np.empty(self.step * planes + _CACHE_LINE, np.uint8)
+        self.is_cleared = size < _PAGE
+        if self.is_cleared:
+            self.step = step = (size + _CACHE_LINE - 1) & -_CACHE_LINE
+            self._memory = np.zeros(step * planes + _CACHE_LINE, _BYTE)
+        else:
+            self.step = step = ((size + _CACHE_LINE - 1) & -_CACHE_LINE) + _OFFSET
+            self._memory = np.empty(step * planes + _CACHE_LINE, _BYTE)
         place = address(self._memory)
-        self._offset = -place % _CACHE_LINE
-        self.start = place + self._offset
+        self._offset = offset = -place % _CACHE_LINE
+        self.start = place + offset
 
     def plane(self, number: int, shape: Sequence[int], dtype: "np.dtype[Any]" = FLOAT) -> Array:
         """Return a plane, or the first entries of it, as an array."""
         return np.ndarray(shape, dtype, self._memory, self._offset + number * self.step)
 
-    def planes(self, first: int, count: int, entries: int) -> FloatArray:
-        """Return some planes as rows of one array."""
-        return np.ndarray((count, entries), FLOAT, self._memory, self._offset + first * self.step, (self.step, ENTRY))
+    def planes(self, first: int, count: int, shape: Tuple[int, ...]) -> FloatArray:
+        """Return some planes of a shape as one array."""
+        return np.ndarray((count, *shape), FLOAT, self._memory, self._offset + first * self.step,
+                          (self.step, *_steps_of(shape)))
 
     def vectors(self, shape: Tuple[int, ...]) -> FloatArray:
         """Return the first three planes as the components of vectors (..., 3)."""
-        steps = [ENTRY]
-        for side in shape[:0:-1]:
-            steps.append(steps[-1] * max(side, 1))
-        strides = (*reversed(steps), self.step) if shape else (self.step,)
-        return np.ndarray((*shape, 3), FLOAT, self._memory, self._offset, strides)
+        return np.ndarray((*shape, 3), FLOAT, self._memory, self._offset, (*_steps_of(shape), self.step))
 
 
-def count_of(shape: Tuple[int, ...]) -> int:
+@lru_cache(maxsize=64)
+def _steps_of(shape: Tuple[int, ...]) -> Tuple[int, ...]:
+    """Return the bytes from entry to entry along each axis of a plane."""
+    if not shape:
+        return ()
+    steps = [ENTRY]
+    for side in shape[:0:-1]:
+        steps.append(steps[-1] * max(side, 1))
+    return tuple(reversed(steps))
+
+
+def count_of(shape: Sequence[int]) -> int:
     """Return how many entries a shape has."""
     count = 1
     for side in shape:
@@ -149,7 +158,7 @@ class Vectors:
         if self.places is not None:
             return self.places, self.planes
         room = PlaneRoom(3, self.count)
-        room.planes(0, 3, self.count)[...] = self.planes
+        room.planes(0, 3, (self.count,))[...] = self.planes
         return [room.start, room.start + room.step, room.start + 2 * room.step], room
 
     def rows(self, chosen: Array) -> FloatArray:

@@ -2,89 +2,31 @@
 
 from __future__ import annotations
 
-from typing import Any, Callable, Dict, List, Optional, Tuple
+from typing import Any, Callable, List, Optional, Tuple
 
 import numpy as np
 import numpy.typing as npt
 
-from ._native import address, address_list, pointer, pointers, raw, within
-from ._rays import (ENTRY, FLOAT, TILE, Array, Block, FloatArray, PlaneRoom, Vectors, blocks_of, vectors_of)
+from ._desk import DISTANCE, FAR, TRIANGLE, U, Desk, IntArray as IntArray, give, put_farthest, take, take_layers
+from ._native import address, pointer, pointers, raw
+from ._rays import (ENTRY, FLOAT, INT, TILE, Array, Block, FloatArray, PlaneRoom, Vectors, blocks_of, count_of, vectors_of)
 from ._work import Progress, run_blocks, thread_count
 
-IntArray = npt.NDArray[np.int32]
 BoolArray = npt.NDArray[np.bool_]
 
-FAR = float(np.finfo(np.float32).max)
-_FAR_BITS = np.float32(FAR).view(np.int32)
 _PARALLEL = np.float32(1.1920929e-7)  # up to here a direction's component counts as 0
-_WIDEST, _HIGHEST = 128, 16  # columns and rows of a block whose layers are copied
-_INT = np.dtype(np.int32)
-_DISTANCE, _U, _V, _TRIANGLE = range(4)  # planes of the result
-_abs, _least, _shift, _and, _or = np.absolute, np.fmin.reduce, np.right_shift, np.bitwise_and, np.bitwise_or
+# Blocks whose layers are copied: so many columns, and so many rays, that they stay in the second cache until then.
+_WIDEST, _MOST_COPIED = 128, 1 << 12
+_abs = np.absolute
 _nearest_of_eye, _nearest_of_many = raw.vekrIntersectEyeSO_32f, raw.vekrIntersectMO_32f
 _any_of_one, _layers_of_one = raw.vekrIntersectAnySO_32f, raw.vekrIntersectMultipleSO_32f
-
-
-class Desk:
-    """Memory of a block at work, and lists of planes whose pointers are made once.
-
-    A block takes a desk for itself and puts it back, so that the next one finds it warm.
-    """
-
-    __slots__ = ("along", "starts", "masked", "scratch", "own_along", "own_starts", "there_along", "there_starts", "weights",
-                 "slots", "mask", "occluders", "layers", "layer_places", "depth",
-                 "_room", "_layer_room")
-
-    def __init__(self, count: int) -> None:
-        self._room = room = PlaneRoom(7, count)
-        self.along, self.starts, self.scratch = room.planes(0, 3, count), room.planes(3, 3, count), room.plane(6, (count,))
-        start, step = room.start, room.step
-        # Addresses: the room's own directions and origins, those that lie elsewhere, and weights.
-        self.slots = address_list([start + k * step for k in range(6)] + [0] * 8)
-        self.own_along, self.own_starts, self.there_along, self.there_starts, self.weights = (
-            within(self.slots, place) for place in (0, 3, 6, 9, 12))
-        # Segments have one origin, and leave the room for origins to masks.
-        self.masked = room.plane(3, (count,), _INT)
-        self.mask, self.occluders = pointer(start + 3 * step), pointer(start + 4 * step)
-        self.depth = 0
-        self.layers: List[IntArray] = []
-        self.layer_places: List[int] = []
-
-    def take_layers(self, depth: int, count: int) -> None:
-        """Make room for some layers of results."""
-        self._layer_room = room = PlaneRoom(4, depth * count)
-        self.depth = depth
-        self.layers = [room.plane(k, (depth, count), _INT) for k in range(4)]
-        self.layer_places = [room.start + k * room.step for k in range(4)]
-
-
-_MOST_SIZES = 16
-_desks: Dict[int, List[Desk]] = {}
-
-
-def _take(count: int) -> Desk:
-    """Return a desk that nobody else has."""
-    try:
-        return _desks[count].pop()
-    except (KeyError, IndexError):
-        return Desk(count)
-
-
-def _give(count: int, desk: Desk) -> None:
-    """Put a desk back for the next block of its size."""
-    free = _desks.get(count)
-    if free is None:
-        if len(_desks) >= _MOST_SIZES:
-            _desks.clear()
-        free = _desks.setdefault(count, [])
-    free.append(desk)
 
 
 class Rays:
     """One query: the rays, the result's planes, and how a block of them is traced."""
 
     __slots__ = ("directions", "origins", "leading", "is_single", "view", "along", "starts", "count",
-                 "origin", "limit", "mask", "result", "blocked", "depth", "_room", "_start", "_step")
+                 "origin", "limit", "mask", "planes", "result", "blocked", "depth", "_room", "_start", "_step")
 
     def __init__(self, origins: Any, directions: Any, max_distance: Any, view: Any) -> None:
         self.directions = vectors_of(directions, "directions")
@@ -105,13 +47,13 @@ class Rays:
         self.origin = self.origins.tolist() if self.is_single else None
         self.limit = FAR if max_distance is None else _limits(max_distance, self.leading)
         self.mask: Optional[BoolArray] = None
+        self.result: List[Array]
 
     # ------------------------------------------------------------ queries
 
     def nearest(self, threads: Optional[int], progress: Progress) -> None:
         """Find the nearest hits."""
-        self._make_room(4, self.count)
-        self.result = [self._room.plane(k, (self.count,), _INT if k == _TRIANGLE else FLOAT) for k in range(4)]
+        self._take_result((self.count,))
         self._run(self._nearest, threads, progress)
 
     def any(self, mask: Any, threads: Optional[int], progress: Progress) -> BoolArray:
@@ -123,7 +65,7 @@ class Rays:
             self._run(self._any, threads, progress)
         else:
             self.nearest(threads, progress)
-            self.blocked = self.result[_TRIANGLE] >= 0
+            self.blocked = self.result[TRIANGLE] >= 0
             if self.mask is not None:
                 self.blocked &= self.mask
         return self.blocked.reshape(self.leading)
@@ -131,8 +73,17 @@ class Rays:
     def layers(self, depth: int, threads: Optional[int], progress: Progress) -> None:
         """Find successive hits."""
         self.depth = depth
-        self._make_room(4, depth * self.count)
-        self.result = [self._room.plane(k, (depth, self.count), _INT if k == _TRIANGLE else FLOAT) for k in range(4)]
+        blocks, rest = blocks_of(self.leading)
+        if len(blocks) == 1 and not rest:
+            # A block's layers lie one behind the other, and so do those of all rays if they are a block.
+            self._take_result((depth, self.count))
+            if threads is None and progress is None:
+                self._layers_in_place(blocks[0], self.count)
+            else:
+                self._run(self._layers_in_place, threads, progress)
+            return
+        # Apart: memory of below 32 MB is taken from what was freed before, without new pages.
+        self.result = [np.empty((depth, self.count), INT if k == TRIANGLE else FLOAT) for k in range(4)]
         self._run(self._layers, threads, progress)
 
     def hits(self, shape: Tuple[int, ...]) -> "Tuple[FloatArray, IntArray, FloatArray, FloatArray, FloatArray, FloatArray]":
@@ -142,9 +93,13 @@ class Rays:
             distance, u, v, triangle = (distance.reshape(shape), u.reshape(shape), v.reshape(shape), triangle.reshape(shape))
         return distance, triangle, u, v, self.origins, self.directions
 
-    def _make_room(self, planes: int, entries: int) -> None:
-        self._room = room = PlaneRoom(planes, entries)
+    def _take_result(self, shape: Tuple[int, ...]) -> None:
+        """Make room for the result's planes."""
+        self._room = room = PlaneRoom(4, count_of(shape))
         self._start, self._step = room.start, room.step
+        self.planes = room.planes(0, 4, shape)
+        distance, u, v, triangle = self.planes
+        self.result = [distance, u, v, triangle.view(INT)]
 
     def _run(self, trace: "Callable[[Block, int], None]", threads: Optional[int], progress: Progress) -> None:
         """Trace all blocks, and the rays that fill none as a block that is filled up."""
@@ -200,17 +155,17 @@ class Rays:
     def _nearest(self, block: Block, count: int) -> None:
         first, width, height = block
         size = width * height
-        desk = _take(size)
+        desk = take(size)
         if count == size:
             start, step, end = self._start + ENTRY * first, self._step, first + count
-            distance, u, v = self.result[_DISTANCE][first:end], self.result[_U][first:end], self.result[_V][first:end]
+            distance = self.planes[DISTANCE, first:end]
             # Packets that miss the box leave weights as they are.
-            u.fill(0)
-            v.fill(0)
+            if not self._room.is_cleared:
+                self.planes[U:TRIANGLE, first:end].fill(0)
         else:
             room = np.zeros((4, size), FLOAT)
             start, step = address(room), ENTRY * size
-            distance, end = room[_DISTANCE, :count], first + count
+            distance, end = room[DISTANCE, :count], first + count
         if isinstance(self.limit, float):
             distance.fill(self.limit)
         else:
@@ -228,12 +183,12 @@ class Rays:
                 self.result[k][first:] = room[k, :count].view(self.result[k].dtype)
         # Packets lose rays that are parallel to y, or, with an origin each, to y or z.
         scratch = desk.scratch
-        is_lossy = not _least(_abs(components[1], scratch)) > _PARALLEL
+        is_lossy = _is_near_0(_abs(components[1], scratch))
         if self.starts is not None:
-            is_lossy = is_lossy or not _least(_abs(components[2], scratch)) > _PARALLEL
+            is_lossy = is_lossy or _is_near_0(_abs(components[2], scratch))
         if is_lossy:
             self._again(first, components[:, :count])
-        _give(size, desk)
+        give(size, desk)
 
     def _again(self, first: int, components: FloatArray) -> None:
         """Trace those of some rays by themselves that packets lose."""
@@ -245,7 +200,7 @@ class Rays:
         if not rays:
             return
         room = np.zeros((4, rays), FLOAT)
-        room[_DISTANCE] = self.limit if isinstance(self.limit, float) else self.limit[chosen]
+        room[DISTANCE] = self.limit if isinstance(self.limit, float) else self.limit[chosen]
         along = self.along.rows(chosen)
         start, row = address(room), ENTRY * rays
         planes = pointers([address(along) + row * c for c in range(3)])
@@ -261,7 +216,7 @@ class Rays:
     def _any(self, block: Block, count: int) -> None:
         first, width, height = block
         size = width * height
-        desk = _take(size)
+        desk = take(size)
         masked = desk.masked
         wanted = None if self.mask is None else self.mask[first : first + count]
         if wanted is None:
@@ -276,58 +231,74 @@ class Rays:
         np.not_equal(masked if count == size else masked[:count], 0, blocked)
         if wanted is not None:
             blocked &= wanted
-        _give(size, desk)
+        give(size, desk)
+
+    def _layers_in_place(self, block: Block, count: int) -> None:
+        _, width, height = block
+        desk = take(count)
+        if not self._room.is_cleared:
+            self.planes[:TRIANGLE].fill(0)
+        self.planes[DISTANCE, 0] = self.limit
+        along, _ = self._along(desk, 0, count, True)
+        slots, start, step = desk.slots, self._start, self._step
+        slots[12], slots[13] = start + step, start + 2 * step
+        _layers_of_one(self.origin, along, pointer(start), desk.weights, pointer(start + 3 * step), self.view,
+                       (width, height, self.depth))
+        if self.depth > 1:
+            put_farthest(self.planes[DISTANCE, 1:].view(INT), self.planes[TRIANGLE, 1:].view(INT))
+        give(count, desk)
 
     def _layers(self, block: Block, count: int) -> None:
         first, width, height = block
-        if count != width * height or width <= _WIDEST:
-            targets = [plane[:, first : first + count] for plane in self.result]
-            size = width * height
-            desk = _take(size)
-            along, _ = self._along(desk, first, count, count == size)
-            limit = self.limit if isinstance(self.limit, float) else self.limit[first : first + count]
-            self._layers_at(desk, along, width, height, count, limit, targets)
-            _give(size, desk)
+        whole = width * height
+        planes, limits = self.along.planes[:, first : first + count], self.limit
+        if not isinstance(limits, float):
+            limits = limits[first : first + count]
+        targets = [plane[:, first : first + count] for plane in self.result]
+        if count < whole:
+            # The last rays: those that fill the block up are copies of the last of them.
+            filled = np.concatenate([planes, np.repeat(planes[:, -1:], whole - count, axis=1)], axis=1)
+            if not isinstance(limits, float):
+                limits = np.concatenate([limits, np.full(whole - count, FAR, FLOAT)]).reshape(height, width)
+            made = [np.empty((self.depth, height, width), plane.dtype) for plane in targets]
+            self._copied(filled.reshape(3, height, width), limits, made)
+            for plane, target in zip(made, targets):
+                target[...] = plane.reshape(self.depth, whole)[:, :count]
             return
-        # Results are copied in any case: columns by columns they stay in the second cache until then.
-        rows = slice(first // width, first // width + height)
-        pictures = [plane.reshape(self.depth, -1, width)[:, rows] for plane in self.result]
-        sources = self.along.planes.reshape(3, -1, width)[:, rows]
-        limits = self.limit if isinstance(self.limit, float) else self.limit.reshape(-1, width)[rows]
+        pictures = [plane.reshape(self.depth, height, width) for plane in targets]
+        sources = planes.reshape(3, height, width)
+        if not isinstance(limits, float):
+            limits = limits.reshape(height, width)
+        if whole <= _MOST_COPIED and width <= _WIDEST:
+            self._copied(sources, limits, pictures)
+            return
+        rows = max(TILE, _MOST_COPIED // min(width, _WIDEST) // TILE * TILE)
         for left in range(0, width, _WIDEST):
-            columns = slice(left, min(left + _WIDEST, width))
-            for top in range(0, height, _HIGHEST):
-                part = slice(top, min(top + _HIGHEST, height))
-                sides = columns.stop - left, part.stop - top
-                size = sides[0] * sides[1]
-                desk = _take(size)
-                for c in range(3):
-                    desk.along[c].reshape(sides[1], sides[0])[...] = sources[c, part, columns]
-                limit = limits if isinstance(limits, float) else limits[part, columns].reshape(-1)
-                self._layers_at(desk, desk.own_along, *sides, size, limit, [p[:, part, columns] for p in pictures])
-                _give(size, desk)
+            for top in range(0, height, rows):
+                part = slice(top, top + rows), slice(left, left + _WIDEST)
+                self._copied(sources[(slice(None), *part)], limits if isinstance(limits, float) else limits[part],
+                             [picture[(slice(None), *part)] for picture in pictures])
 
-    def _layers_at(self, desk: Desk, along: Any, width: int, height: int, count: int, limit: Any, targets: List[Array]) -> None:
-        """Find the layers of a block, and copy them to where they stay."""
-        depth = self.depth
-        if desk.depth != depth:
-            desk.take_layers(depth, width * height)
-        layers, slots = desk.layers, desk.slots
-        # Packets that miss the box leave weights as they are, and distances of hits that there are not.
-        for plane in layers[:_TRIANGLE]:
-            plane.fill(0)
-        distance, triangle = layers[_DISTANCE], layers[_TRIANGLE]
-        distance[0, :count].view(FLOAT)[...] = limit
-        slots[12], slots[13] = desk.layer_places[_U], desk.layer_places[_V]
-        _layers_of_one(self.origin, along, pointer(desk.layer_places[_DISTANCE]), desk.weights,
-                       pointer(desk.layer_places[_TRIANGLE]), self.view, (width, height, depth))
-        # Where there is no further hit the distance is 0 or the farthest one.
-        for layer in range(1, depth):
-            farthest = _shift(triangle[layer], 31)
-            _and(farthest, _FAR_BITS, farthest)
-            _or(distance[layer], farthest, distance[layer])
-        for plane, target in zip(layers, targets):
-            target.view(_INT)[...] = plane[:, :count].reshape(target.shape)
+    def _copied(self, along: FloatArray, limits: Any, targets: List[Array]) -> None:
+        """Find the layers of rays along (3, height, width), and copy them to where they stay."""
+        _, height, width = along.shape
+        sides = width, height, self.depth
+        desk = take_layers(sides)
+        desk.along[...] = along
+        desk.clear()
+        desk.nearest[...] = limits
+        directions, distance, weights, triangle = desk.places
+        _layers_of_one(self.origin, directions, distance, weights, triangle, self.view, sides)
+        desk.finish()
+        for layers, target in zip(desk.layers, targets):
+            target[...] = layers
+        give(sides, desk)
+
+
+def _is_near_0(sizes: FloatArray) -> bool:
+    """Whether one of the sizes counts as 0, or is NaN."""
+    # Twice as fast as a minimum, and NaN comes first.
+    return not sizes[sizes.argmin()] > _PARALLEL
 
 
 def _limits(max_distance: Any, leading: Tuple[int, ...]) -> Any:

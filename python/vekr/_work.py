@@ -8,13 +8,15 @@ from __future__ import annotations
 import os
 import threading
 from concurrent.futures import Future, ThreadPoolExecutor
-from typing import Any, Callable, List, Optional, TypeVar, Union
+from typing import Any, Callable, List, Optional, Tuple, TypeVar, Union
 
 from ._native import raw
 from .errors import VekrError, check
 
 T = TypeVar("T")
 Progress = Union[None, bool, Callable[[int, int], Any]]
+
+LEAST_VOXELS = 1 << 15  # a block of fewer costs less than handing it to another thread
 
 _pool: Optional[ThreadPoolExecutor] = None
 _pool_size = 0
@@ -55,9 +57,11 @@ def set_threads(count: int) -> None:
     raw.vekSetNumThreads(count)
 
 
-def thread_count(threads: Optional[int]) -> int:
-    """Return the number that a ``threads=`` argument means."""
+def thread_count(threads: Optional[int], shape: Optional[Tuple[int, ...]] = None) -> int:
+    """Return the number that a ``threads=`` argument means; for a volume so small that it is one block, 1 if that is None."""
     if threads is None:
+        if shape is not None and shape[0] * shape[1] * shape[2] <= LEAST_VOXELS:
+            return 1
         return get_threads()
     count = int(threads)
     if count < 1:
@@ -192,6 +196,16 @@ def _finish(futures: "List[Future[None]]") -> None:
                 future.exception(timeout=1)
             except BaseException:  # a timeout, another interrupt: the block's memory is still being written
                 pass
+
+
+def complete(work: Callable[[int], int], count: int, threads: int, progress: Progress, function: str, stacklevel: int = 4) -> None:
+    """Do all blocks, and raise or warn as :func:`settle` does."""
+    if count == 1 and progress is None:
+        status = work(0)
+        if status:
+            settle([status], function, stacklevel + 1)
+    else:
+        settle(run_blocks(work, count, threads, progress), function, stacklevel + 1)
 
 
 def settle(statuses: List[int], function: str, stacklevel: int = 3) -> None:

@@ -18,22 +18,21 @@ import math
 import os
 from dataclasses import dataclass
 from pathlib import Path
-from typing import Any, Dict, Optional, Union
+from typing import Any, Dict, Optional, Sequence, Union
 
 import numpy as np
 import numpy.typing as npt
 
 from . import _store
 from ._camera import Camera as Camera
-from ._mesh_input import checked_bounds, checked_triangles, checked_vertices, tree_over
-from ._native import address, ffi, pointer, pointers, raw
-from ._rays import ENTRY, LIMIT, TILE, Array, FloatArray, Vectors, aligned, vector_planes
+from ._mesh_input import checked_bounds, checked_triangles, checked_vertices, parts_of, read_only, tree_over
+from ._native import address, ffi, pointer, pointer_to, pointers, raw
+from ._rays import ENTRY, FLOAT, INT, LIMIT, Array, FloatArray, Vectors, aligned, vector_planes
 from ._trace import IntArray, Rays
 from ._work import Progress, on_fresh_thread
 from .errors import VekrError
 
 _RECORD_BYTES = 40
-_most = np.maximum.reduce
 
 
 @dataclass(frozen=True)
@@ -63,6 +62,14 @@ class Hits:
     def hit(self) -> npt.NDArray[np.bool_]:
         """Whether each ray has hit something."""
         return self.triangle >= 0
+
+
+def _hits(distance: FloatArray, triangle: IntArray, u: FloatArray, v: FloatArray, origins: FloatArray,
+          directions: FloatArray) -> Hits:
+    """Return hits; what cannot be changed any more is set at once rather than field by field."""
+    made = Hits.__new__(Hits)
+    made.__dict__.update(distance=distance, triangle=triangle, u=u, v=v, origins=origins, directions=directions)
+    return made
 
 
 class Scene:
@@ -120,13 +127,13 @@ class Scene:
             raise ValueError(f"memory_limit must be a number of MiB, not {memory_limit}")
         box = checked_bounds(bounds, points)
         records = aligned((count, _RECORD_BYTES), np.uint8)
-        raw.vekrTriangleAccelInit(pointer(address(records)), pointer(address(points)), pointer(address(corners)), count)
+        raw.vekrTriangleAccelInit(pointer_to(records), pointer_to(points), pointer_to(corners), count)
         tree = tree_over(points, corners, box, depth, split_bias, budget)
         self._take(tree, records, box, points, corners)
 
     def _take(self, tree: Array, records: Array, box: FloatArray, vertices: FloatArray, triangles: IntArray) -> None:
         self._tree, self._records = tree, records
-        self.bounds, self.vertices, self.triangles = (_read_only(a) for a in (box, vertices, triangles))
+        self.bounds, self.vertices, self.triangles = (read_only(a) for a in (box, vertices, triangles))
         self._view = ffi.new("VekrIntersectScene *", [ffi.cast("float *", address(box)),
                                                       ffi.cast("VekrTriangleAccel *", address(records)),
                                                       ffi.cast("VekrKDTreeNode *", address(tree))])
@@ -177,7 +184,7 @@ class Scene:
         """
         rays = Rays(origins, directions, max_distance, self._view)
         rays.nearest(threads, progress)
-        return Hits(*rays.hits(rays.leading))
+        return _hits(*rays.hits(rays.leading))
 
     def occluded(self, origins: Any, directions: Any, mask: Any = None, *, threads: Optional[int] = None,
                  progress: Progress = None) -> npt.NDArray[np.bool_]:
@@ -232,7 +239,7 @@ class Scene:
         if not rays.is_single:
             raise ValueError("layers takes one origin (3,) for all rays")
         rays.layers(depth, threads, progress)
-        return Hits(*rays.hits((depth, *rays.leading)))
+        return _hits(*rays.hits((depth, *rays.leading)))
 
     # ------------------------------------------------------------ what was hit
 
@@ -247,18 +254,18 @@ class Scene:
             False: the triangles' own. True: interpolated between the vertices, whose normals are the means of those of
             their triangles by area.
         """
-        triangle = self._checked(hits)
+        triangle = self._checked(hits, (hits.u, hits.v) if smooth else ())
         count = triangle.size
         result, places = vector_planes(triangle.shape)
         if smooth:
             weights = [np.ascontiguousarray(w) for w in (hits.u, hits.v)]
-            for part in _parts(count):
+            for part in parts_of(count):
                 place = ENTRY * part.start
                 raw.vekrSurfSmoothNormal_32f(
-                    pointer(address(self._smooth())), pointer(address(self.triangles)), pointer(address(triangle) + place),
+                    pointer_to(self._smooth()), pointer_to(self.triangles), pointer(address(triangle) + place),
                     pointers([address(w) + place for w in weights]), pointers([p + place for p in places]), len(part), 4)
         elif count:
-            raw.vekrSurfFlatNormal_32f(pointer(address(self._flat())), pointer(address(triangle)), pointers(places), count)
+            raw.vekrSurfFlatNormal_32f(pointer_to(self._flat()), pointer_to(triangle), pointers(places), count)
         return result
 
     def points(self, hits: Hits, eps: float = 1.0) -> FloatArray:
@@ -271,14 +278,16 @@ class Scene:
         eps : float
             Factor of the distance: 0.9999 stops a little before the surface.
         """
-        triangle = self._checked(hits)
+        triangle = self._checked(hits, (hits.distance,))
         shape, directions, origins = triangle.shape, hits.directions, hits.origins
+        if directions.dtype != FLOAT or origins.dtype != FLOAT or directions.shape[-1:] != (3,) or origins.shape[-1:] != (3,):
+            raise ValueError("the hits' rays must be vectors of float32")
         if shape != directions.shape[:-1]:
             directions = np.broadcast_to(directions, (*shape, 3))
         result, out = vector_planes(shape)
         distance = np.ascontiguousarray(hits.distance)
         along, kept = Vectors(directions).whole()
-        rest = pointers(along), pointer(address(distance)), pointer(address(triangle)), pointers(out), triangle.size, eps
+        rest = pointers(along), pointer_to(distance), pointer_to(triangle), pointers(out), triangle.size, eps
         if origins.ndim == 1:
             status = raw.vekrHitPoint3DEpsS0_32f_M(origins.tolist(), *rest)
         else:
@@ -290,11 +299,19 @@ class Scene:
             raise VekrError(status, "points")
         return result
 
-    def _checked(self, hits: Hits) -> IntArray:
+    def _checked(self, hits: Hits, parts: Sequence[FloatArray]) -> IntArray:
+        """Return the hits' triangles, all of which this scene has; `parts` are what else of the hits is read."""
         triangle = np.ascontiguousarray(hits.triangle)
+        shape = triangle.shape
+        if triangle.dtype != INT:
+            raise ValueError(f"the hits' triangles must be int32, not {triangle.dtype}")
+        for part in parts:
+            if part.dtype != FLOAT or part.shape != shape:
+                raise ValueError(f"what is told of these hits must be float32 of shape {shape}, not {part.dtype} of {part.shape}")
         if triangle.size > LIMIT:
             raise ValueError("too many hits")
-        if triangle.size and _most(triangle.reshape(-1)) >= len(self.triangles):
+        numbers = triangle.reshape(-1)
+        if triangle.size and numbers[numbers.argmax()] >= len(self.triangles):
             raise ValueError("the hits are not this scene's")
         return triangle
 
@@ -302,7 +319,7 @@ class Scene:
         if self._triangle_normals is None:
             normals = aligned((len(self.triangles), 3))
             on_fresh_thread(lambda: int(raw.vekrTriangleNormal_32f(
-                pointer(address(self.vertices)), pointer(address(self.triangles)), pointer(address(normals)),
+                pointer_to(self.vertices), pointer_to(self.triangles), pointer_to(normals),
                 len(self.triangles))))
             self._triangle_normals = normals
         return self._triangle_normals
@@ -375,15 +392,3 @@ def _restored(tree: Array, records: Array, box: FloatArray, vertices: FloatArray
     scene = Scene.__new__(Scene)
     scene._take(tree, records, box, vertices, triangles)
     return scene
-
-
-def _read_only(array: Array) -> Array:
-    view = array.view()
-    view.setflags(write=False)
-    return view
-
-
-def _parts(count: int) -> "list[range]":
-    """Cut entries so that all but the last few are a multiple of four, for which the library has a faster form."""
-    whole = count // TILE * TILE
-    return [part for part in (range(whole), range(whole, count)) if len(part)]

@@ -31,7 +31,7 @@ from ._bands import count as count
 from ._bands import index as index
 from ._bands import irradiance_factors as irradiance_factors
 from ._bands import panorama_directions as panorama_directions
-from ._native import address, ffi, pointer, pointers, raw
+from ._native import address, ffi, pointer, pointer_to, pointers, raw
 from ._rays import ENTRY, FLOAT, LIMIT, FloatArray, Vectors, aligned, vectors_of
 from ._work import Progress, run_blocks, thread_count
 from .errors import VekrError
@@ -57,7 +57,8 @@ class _Directions:
     def planes(self, first: int) -> "Tuple[Any, Any, Any]":
         """Return the planes from a direction on."""
         x, y, z = self.places
-        return pointer(x + ENTRY * first), pointer(y + ENTRY * first), pointer(z + ENTRY * first)
+        place = ENTRY * first
+        return pointer(x + place), pointer(y + place), pointer(z + place)
 
 
 class Basis:
@@ -191,7 +192,7 @@ class Basis:
             flat = values.reshape(along.count, width)
             if width == 3:
                 flat = np.ascontiguousarray(flat)
-                _settle(raw.vekrSHTFwd_32f_C3P3I(*along.planes(0), pointer(address(flat)), along.count, _rows(result, 0, 3),
+                _settle(raw.vekrSHTFwd_32f_C3P3I(*along.planes(0), pointer_to(flat), along.count, _rows(result, 0, 3),
                                                  band, self._state))
             else:
                 self._project_channels(along, np.ascontiguousarray(flat.T), result, band)
@@ -296,9 +297,11 @@ def evaluate_band(band: int, directions: Any, *, threads: Optional[int] = None, 
 
 def _run(work: Any, number: int, threads: Optional[int], progress: Progress) -> None:
     """Do directions in blocks; a direction's values do not depend on where its block begins."""
-    count_of_threads = thread_count(threads)
-    if number == 0:
+    if number <= _BLOCK and threads is None and progress is None:
+        if number:
+            _settle(work(0, number))
         return
+    count_of_threads = thread_count(threads)
     blocks = -(-number // _BLOCK)
 
     def block(n: int) -> int:
@@ -319,8 +322,9 @@ def _stride(band: int) -> int:
 
 
 def _rows(array: npt.NDArray[np.float32], first: int, number: int) -> Any:
-    start, step = address(array), array.strides[0]
-    return pointers([start + step * (first + k) for k in range(number)])
+    step = array.strides[0]
+    start = address(array) + step * first
+    return pointers(range(start, start + step * number, step))
 
 
 def _output(out: Optional[FloatArray], shape: Tuple[int, ...], read: FloatArray) -> FloatArray:

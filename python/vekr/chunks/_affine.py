@@ -11,7 +11,7 @@ from ..volume._affine import CALLS, TYPES, axis_order, matrix_of, warp
 from ..volume._exact import find_exact, library_inverse
 from ..volume._interpolation import Interpolation, interpolation_of
 from ..volume._planes import Array, Planes, Region, box_of, shape_of
-from .._native import address, pointer
+from .._native import pointer_to
 from .._work import settle
 from ._need import Need, Spans
 from ._plan import Plan, inner, sides, spans_of, within
@@ -137,7 +137,7 @@ class Affine(Plan):
             plane = self._empty((1, y1, x1))
             to = Planes(plane)
             status = CALLS[self.dtype](source.pointer, size, source.step, self._box, to.at(-z), to.step,
-                                       (0, 0, z, x1, y1, 1), pointer(address(self._matrix)), self._kind)
+                                       (0, 0, z, x1, y1, 1), pointer_to(self._matrix), self._kind)
             settle([int(status)], "affine", stacklevel=4)
             part = ((z, z + 1), written[1], written[2])
             result[inner(part, spans)] = plane[:, written[1][0] :, written[2][0] :]

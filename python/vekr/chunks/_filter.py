@@ -68,7 +68,7 @@ class Filter(Plan):
         self._plan()
 
     def _plan(self) -> Any:
-        return plan_of(self._taps.tobytes(), self._taps.dtype.str, self._sides, self._anchor, self._divisor, self.shape[2])
+        return plan_of(self._taps.tobytes(), self._taps.dtype, self._sides, self._anchor, self._divisor, self.shape[2])
 
     def _computed(self, spans: Spans) -> Spans:
         a, b = spans[2]
@@ -106,7 +106,7 @@ class Filter(Plan):
         computed = self._computed(spans)
         result = np.empty(sides(computed), self.dtype)
         source = self._with_border(block, need, [self._places(span, axis) for axis, span in enumerate(computed)])
-        convolve(source, result, self._plan(), self._before, self._divisor, 1, None)
+        convolve(source, result, self._plan(), self._divisor, 1, None)
         return result if computed == spans else np.ascontiguousarray(result[inner(spans, computed)])
 
     def _with_border(self, block: Array, need: Need, places: "List[Places]") -> Array:

@@ -15,6 +15,9 @@ Spans = Tuple[Span, Span, Span]  # of z, y, x
 Slices = Tuple[slice, slice, slice]
 
 
+_MANY_ROWS = 1 << 10  # from here on looking at them in another way costs less than it saves
+
+
 class Need:
     """The voxels of a source that a part of a result needs: a box.
 
@@ -84,6 +87,22 @@ class Need:
             placed.append(line)
         for z, y, x in itertools.product(*placed):
             yield (z[0], y[0], x[0]), (z[1], y[1], x[1])
+
+
+def put(target: Array, values: Array) -> None:
+    """Copy a box of voxels to a place of its shape and type.
+
+    A row of a piece often has few voxels, which numpy copies one by one; seen as one thing of as many bytes it is moved.
+    """
+    width = target.shape[-1]
+    if (1 < width and target.size >= _MANY_ROWS * width and target.shape == values.shape and target.dtype == values.dtype
+            and target.strides[-1] == values.strides[-1] == target.itemsize):
+        row = np.dtype((np.void, width * target.itemsize))
+        try:
+            target, values = target.view(row), values.view(row)
+        except ValueError:  # numpy before 1.23 sees only arrays of one piece in another type
+            pass
+    target[...] = values
 
 
 def room_of(shape: Sequence[int], dtype: "np.dtype[Any]", margin: int = 0) -> Array:

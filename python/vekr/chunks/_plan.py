@@ -3,13 +3,13 @@
 from __future__ import annotations
 
 import itertools
-from typing import Any, List, Optional, Sequence, Tuple, Union
+from typing import Any, Collection, List, Optional, Sequence, Tuple, Union
 
 import numpy as np
 
 from .._work import Progress, run_blocks, thread_count
 from ..volume._planes import Array, Region, Shape, box_of, check_shape, filler, lies_well, native, shape_of
-from ._need import Need, Spans, room_of
+from ._need import Need, Spans, put, room_of
 
 
 def spans_of(region: Region, shape: Shape, name: str = "chunk") -> Spans:
@@ -57,7 +57,7 @@ class Plan:
     margin: int = 0  # voxels that must be readable before and behind a block
     maps: int = 0  # arrays of the result's shape that go into it
 
-    def _take_source(self, source_shape: Any, dtype: Any, types: "Sequence[np.dtype[Any]]", fill: Any) -> None:
+    def _take_source(self, source_shape: Any, dtype: Any, types: "Collection[np.dtype[Any]]", fill: Any) -> None:
         self.source_shape = shape_of(source_shape, "source_shape")
         check_shape(self.source_shape, "source_shape")
         self.dtype = native(np.dtype(dtype))
@@ -127,7 +127,7 @@ class Plan:
             values = np.asarray(source[at])
             if values.dtype != self.dtype:
                 raise TypeError(f"the source must be of type {self.dtype}, not {values.dtype}")
-            block[to] = values
+            put(block[to], values)
         return block
 
     def run(self, source: Any, chunk: Region, *maps: Any) -> Array:

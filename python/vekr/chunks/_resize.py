@@ -12,7 +12,7 @@ from ..errors import VekrWarning
 from ..volume._interpolation import Interpolation
 from ..volume._planes import Array, Planes, Region
 from ..volume._resize import TYPES, scale, scaling_of
-from ._need import Need, Span, Spans, has_margin, room_of
+from ._need import Need, Span, Spans, has_margin, put, room_of
 from ._plan import Plan, inner, sides, within
 
 # The library's own bounds: a voxel is written if its centre lies in the image of the source.
@@ -159,9 +159,9 @@ class Resize(Plan):
         written, computed = cut
         if self.margin and not has_margin(block, self.margin):
             padded = room_of(block.shape, self.dtype, self.margin)
-            padded[...] = block
+            put(padded, block)
             block = padded
-        result = self._empty(sides(spans))
+        result = self._empty(sides(spans)) if written != spans else np.empty(sides(spans), self.dtype)
         target, at = (result, spans) if computed == written else (np.empty(sides(computed), self.dtype), computed)
         origin = at[0][0], at[1][0], at[2][0]
         planes = Planes(target, origin)
@@ -169,5 +169,5 @@ class Resize(Plan):
         scale(self._scaling, Planes(block, need.start, self.source_shape[0]), planes.at(-origin[0]), planes.step,
               (x, y, z, x1 - x, y1 - y, z1 - z), 1)
         if target is not result:
-            result[inner(written, spans)] = target[inner(written, computed)]
+            put(result[inner(written, spans)], target[inner(written, computed)])
         return result

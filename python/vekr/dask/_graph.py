@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import bisect
+import io
 import itertools
 import mmap
 import os
@@ -13,10 +14,12 @@ from typing import Any, Dict, Iterator, List, Optional, Sequence, Tuple
 import dask.array as da
 import numpy as np
 from dask.base import tokenize
+from dask.blockwise import blockwise
 from dask.highlevelgraph import HighLevelGraph
+from dask.layers import ArraySliceDep
 
 from ..chunks import Need, Plan
-from ..chunks._need import Slices, Span, Spans
+from ..chunks._need import Slices, Span, Spans, put
 from ..chunks._plan import spans_of
 from ..volume._planes import Array
 
@@ -98,28 +101,39 @@ class _Chunk:
 
     __slots__ = ("spans", "need", "places")
 
-    def __init__(self, spans: Spans, need: Optional[Need] = None, places: "Sequence[Place]" = ()) -> None:
+    def __init__(self, spans: Spans, need: Optional[Need], places: "Sequence[Place]") -> None:
         self.spans, self.need, self.places = spans, need, places
 
     def __reduce__(self) -> Any:
         return _Chunk, (self.spans, self.need, self.places)
 
 
-def _from_store(plan: Plan, store: Any, chunk: _Chunk, *maps: Any) -> Array:
-    return plan.run(store, chunk.spans, *maps)
+def _from_store(plan: Plan, store: Any, part: Slices, *maps: Any) -> Array:
+    return plan.run(store, part, *maps)
 
 
-def _from_pieces(plan: Plan, chunk: _Chunk, pieces: "List[Array]", *maps: Any) -> Array:
-    need = chunk.need
-    if need is None:
-        return plan.compute(chunk.spans, None, None, *maps)
-    parts = [piece if part is None else piece[part] for piece, (_, part) in zip(pieces, chunk.places)]
-    if len(parts) == 1 and not plan.margin:
-        return plan.compute(chunk.spans, need, parts[0], *maps)
-    block = plan.room(need)
-    for (to, _), part in zip(chunk.places, parts):
-        block[to] = part
-    return plan.compute(chunk.spans, need, block, *maps)
+class _FromPieces:
+    """What makes a chunk of a source's pieces. A function, so that a plan is sent once and not with every task."""
+
+    __slots__ = ("plan",)
+
+    def __init__(self, plan: Plan) -> None:
+        self.plan = plan
+
+    def __reduce__(self) -> Any:
+        return _FromPieces, (self.plan,)
+
+    def __call__(self, chunk: _Chunk, pieces: "List[Array]", *maps: Any) -> Array:
+        need, plan = chunk.need, self.plan
+        if need is None:
+            return plan.compute(chunk.spans, None, None, *maps)
+        parts = [piece if part is None else piece[part] for piece, (_, part) in zip(pieces, chunk.places)]
+        if len(parts) == 1 and not plan.margin:
+            return plan.compute(chunk.spans, need, parts[0], *maps)
+        block = plan.room(need)
+        for (to, _), part in zip(chunk.places, parts):
+            put(block[to], part)
+        return plan.compute(chunk.spans, need, block, *maps)
 
 
 def _cut(to: Span, at: Span, starts: List[int]) -> "List[Tuple[int, Span, Span]]":
@@ -172,32 +186,48 @@ class _Pieces:
         return name, None
 
 
+def _content(plan: Plan) -> bytes:
+    """Return what two plans share if they are equal: without marks of which parts are one object, unlike a usual pickle."""
+    made = io.BytesIO()
+    pickler = pickle.Pickler(made, 4)
+    pickler.fast = True
+    pickler.dump(plan)
+    return made.getvalue()
+
+
 def graph_of(plan: Plan, source: Any, chunks: Any, what: str, maps: "Sequence[da.Array]" = (),
              needs: Optional["Dict[Tuple[int, ...], Optional[Need]]"] = None) -> da.Array:
     """Return the dask array of what a plan makes of a source.
 
     `needs` tells them chunk by chunk where they can't be told from the chunks alone.
     """
-    token = tokenize(type(plan).__name__, pickle.dumps(plan), source, chunks, *(m.name for m in maps))
+    token = tokenize(type(plan).__name__, _content(plan), source, chunks, *(m.name for m in maps))
     name = f"vekr-{what}-{token}"
-    plan_key, store_key = f"vekr-plan-{token}", f"vekr-source-{token}"
-    graph: Dict[Any, Any] = {plan_key: plan}
-    is_lazy = isinstance(source, da.Array)
-    pieces = _Pieces(source, f"vekr-piece-{token}") if is_lazy else None
-    if not is_lazy:
-        graph[store_key] = source
+    if isinstance(source, da.Array):
+        layer = _tasks_of(name, f"vekr-piece-{token}", plan, source, chunks, maps, needs)
+        graph = HighLevelGraph.from_collections(name, layer, dependencies=[*maps, source])
+    else:
+        # In dask's own form for what is done chunk by chunk: it is sent to a cluster in one piece, and joined with what is
+        # done to the chunks next.
+        axes = "zyx"
+        local = itertools.chain.from_iterable((m.name, axes) for m in maps)
+        graph = HighLevelGraph.from_collections(
+            name, blockwise(_from_store, name, axes, plan, None, source, None, ArraySliceDep(chunks), axes, *local,
+                            numblocks={m.name: m.numblocks for m in maps}), dependencies=maps)
+    return da.Array(graph, name, chunks, dtype=plan.dtype)
+
+
+def _tasks_of(name: str, piece_name: str, plan: Plan, source: da.Array, chunks: Any, maps: "Sequence[da.Array]",
+              needs: "Optional[Dict[Tuple[int, ...], Optional[Need]]]") -> "Dict[Any, Any]":
+    """Return a task for each chunk, and one for each piece of a source's chunk that isn't handed over whole."""
+    pieces, make = _Pieces(source, piece_name), _FromPieces(plan)
+    tasks: Dict[Any, Any] = {}
     for number, spans in blocks_of(chunks):
-        local = [(m.name, *number) for m in maps]
-        if pieces is None:
-            graph[(name, *number)] = (_from_store, plan_key, store_key, _Chunk(spans), *local)
-            continue
         need = plan.needs(spans) if needs is None else needs[number]
         given, places = pieces.of(need) if need is not None else ([], [])
-        graph[(name, *number)] = (_from_pieces, plan_key, _Chunk(spans, need, places), given, *local)
-    if pieces is not None:
-        graph.update(pieces.tasks)
-    dependencies = [*maps, *([source] if is_lazy else [])]
-    return da.Array(HighLevelGraph.from_collections(name, graph, dependencies=dependencies), name, chunks, dtype=plan.dtype)
+        tasks[(name, *number)] = (make, _Chunk(spans, need, places), given, *((m.name, *number) for m in maps))
+    tasks.update(pieces.tasks)
+    return tasks
 
 
 def block_spans(array: da.Array) -> "Dict[Tuple[int, ...], Spans]":

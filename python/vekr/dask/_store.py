@@ -5,6 +5,7 @@ from __future__ import annotations
 import os
 from typing import Any, Dict, Union
 
+import dask
 import dask.array as da
 import numpy as np
 from dask.base import tokenize
@@ -29,9 +30,20 @@ class _Place:
         return _Place, (self.spans,)
 
 
-def _write(store: Any, place: _Place, block: Any) -> int:
-    store[tuple(slice(a, b) for a, b in place.spans)] = block
-    return 1
+class _Writer:
+    """Writes chunks into a store. A function, so that the store is sent once and not with every task."""
+
+    __slots__ = ("store",)
+
+    def __init__(self, store: Any) -> None:
+        self.store = store
+
+    def __reduce__(self) -> Any:
+        return _Writer, (self.store,)
+
+    def __call__(self, place: _Place, block: Any) -> int:
+        self.store[tuple(slice(a, b) for a, b in place.spans)] = block
+        return 1
 
 
 def _count(parts: "list[int]") -> int:
@@ -103,12 +115,14 @@ def to_zarr(array: da.Array, path: Union[str, "os.PathLike[str]"], *, resume: bo
         store.attrs[_STATE] = told
     there = set(store.chunk_store.keys()) if resume else set()
     name = "vekr-store-" + tokenize(array.name, os.path.abspath(path), len(there))
-    graph: Dict[Any, Any] = {f"{name}-store": store}
-    missing = []
+    graph: Dict[Any, Any] = {}
+    write, missing = _Writer(store), []
+    # What leads to the array is joined as when it is computed, which a delayed object would not do.
+    (array,) = dask.optimize(array)
     for number, spans in blocks_of(array.chunks):
         if store._chunk_key(number) not in there:
             key = (name, *number)
-            graph[key] = (_write, f"{name}-store", _Place(spans), (array.name, *number))
+            graph[key] = (write, _Place(spans), (array.name, *number))
             missing.append(key)
     graph[f"{name}-all"] = (_count, missing)
     layer = HighLevelGraph.from_collections(name, graph, dependencies=[array])

@@ -4,13 +4,13 @@ from __future__ import annotations
 
 import math
 from functools import lru_cache
-from typing import Any, Dict, List, Optional, Tuple, Union
+from typing import Any, Collection, Dict, Optional, Tuple, Union
 
 import numpy as np
 import numpy.typing as npt
 
-from .._native import address, pointer, raw
-from .._work import Progress, on_fresh_thread, run_blocks, settle, thread_count
+from .._native import pointer_to, raw
+from .._work import Progress, complete, on_fresh_thread, settle, thread_count
 from ._cuts import planes_per_block
 from ._exact import ExactMatrix, find_exact
 from ._interpolation import Interpolation, interpolation_of
@@ -19,12 +19,23 @@ from ._remap import MOST_PLANES
 
 CALLS: Dict["np.dtype[Any]", Any] = {np.dtype(np.uint8): raw.vekrWarpAffine_8u_C1PV, np.dtype(np.uint16): raw.vekrWarpAffine_16u_C1PV,
           np.dtype(np.float32): raw.vekrWarpAffine_32f_C1PV}
-TYPES: List["np.dtype[Any]"] = list(CALLS)
+TYPES: Collection["np.dtype[Any]"] = CALLS
 _EMPTY = 1e-100  # diagonal entries up to this count as none, and a matrix without diagonal is refused
 
 
 def matrix_of(matrix: Any, name: str = "matrix") -> npt.NDArray[np.float64]:
-    """Return a matrix as (3, 4) doubles; of a (4, 4) one the last row must be 0, 0, 0, 1."""
+    """Return a matrix as (3, 4) finite doubles; of a (4, 4) one the last row must be 0, 0, 0, 1."""
+    entries = _entries_of(matrix, name)
+    _check_finite(entries, name)
+    return entries
+
+
+def _check_finite(entries: npt.NDArray[np.float64], name: str = "matrix") -> None:
+    if not all(map(math.isfinite, entries.reshape(-1).tolist())):
+        raise ValueError(f"{name} must be finite")
+
+
+def _entries_of(matrix: Any, name: str = "matrix") -> npt.NDArray[np.float64]:
     try:
         entries = np.ascontiguousarray(matrix, np.float64)
     except (TypeError, ValueError):
@@ -35,23 +46,33 @@ def matrix_of(matrix: Any, name: str = "matrix") -> npt.NDArray[np.float64]:
         entries = entries[:3]
     if entries.shape != (3, 4):
         raise ValueError(f"{name} must be (3, 4) or (4, 4), not {entries.shape}")
-    if not all(map(math.isfinite, entries.reshape(-1).tolist())):
-        raise ValueError(f"{name} must be finite")
     return entries
 
 
 def axis_order(matrix: npt.NDArray[np.float64]) -> Tuple[int, ...]:
     """Return in which order a matrix should take the source's axes, so that its diagonal is not empty."""
-    return _axis_order(matrix.tobytes())
-
-
-@lru_cache(maxsize=256)
-def _axis_order(data: bytes) -> Tuple[int, ...]:
-    matrix = np.frombuffer(data, np.float64).reshape(3, 4)
     if max(abs(matrix[0, 0]), abs(matrix[1, 1]), abs(matrix[2, 2])) > _EMPTY:
         return (0, 1, 2)
     orders = ((1, 2, 0), (2, 0, 1), (0, 2, 1), (2, 1, 0), (1, 0, 2))
     return max(orders, key=lambda o: float(abs(matrix[0, o[0]] * matrix[1, o[1]] * matrix[2, o[2]])))
+
+
+_AS_IT_IS = (0, 1, 2)
+
+
+@lru_cache(maxsize=256)
+def _prepared(data: bytes, shape: Shape, exact: bool) -> "Tuple[Tuple[int, ...], npt.NDArray[np.float64], Optional[Shape]]":
+    """Return how a matrix is given to the library, for a destination of a shape: the order of the source's axes, a matrix of
+    these, and from where the destination is counted; None if the matrix is to be exact and there is none."""
+    entries = np.frombuffer(data, np.float64).reshape(3, 4)
+    _check_finite(entries)
+    order = axis_order(entries)
+    if order != _AS_IT_IS:
+        entries = np.ascontiguousarray(entries[:, [*order, 3]])
+    if not exact:
+        return order, entries, (0, 0, 0)
+    found = find_exact(entries, (shape[2], shape[1], shape[0]))
+    return (order, entries, None) if found is None else (order, found.matrix, found.origin)
 
 
 def exact_matrix(matrix: Any, shape: Any) -> ExactMatrix:
@@ -171,35 +192,30 @@ def affine(volume: Any, matrix: Any, *, shape: Optional[Tuple[int, int, int]] = 
     """
     kind = interpolation_of(interpolation)
     source = source_array(volume, TYPES)
-    entries = matrix_of(matrix)
+    entries = _entries_of(matrix)
     to = shape_of(shape) if shape is not None else source.shape if out is None else shape_of(
         out.shape if type(out) is np.ndarray else np.shape(out), "out")
     x, y, z, width, height, depth = box_of(region, source.shape)
     out_box = box_of(out_region, to, "out_region")
-    order = axis_order(entries)
+    count = thread_count(threads, to)
+    order, coefficients, origin = _prepared(entries.tobytes(), to, bool(exact))
     box: Box = (x, y, z, width, height, depth)
-    if order != (0, 1, 2):
-        entries = np.ascontiguousarray(entries[:, [*order, 3]])
+    if order != _AS_IT_IS:
         source = np.ascontiguousarray(source.transpose(*(2 - order[2 - k] for k in range(3))))
         starts, sides = (x, y, z), (width, height, depth)
         box = (*(starts[k] for k in order), *(sides[k] for k in order))  # type: ignore[assignment]
-    count = thread_count(threads)
     target = Output(out, to, source.dtype, fill, (volume,))
     planes = Planes(source)
     if kind.is_cubic:
         check_plane(planes)
-    found = find_exact(entries, (to[2], to[1], to[0])) if exact else None
-    if exact and found is None:
-        _warp_planes(planes, box, target.array, out_box, entries, kind, count, progress)
+    if origin is None:
+        _warp_planes(planes, box, target.array, out_box, coefficients, kind, count, progress)
         return target.finish()
-    origin = (0, 0, 0)
-    if found is not None:
-        entries, origin = found.matrix, found.origin
     # The destination counted from another voxel: its planes' addresses move back by as much.
     list_of_planes = Planes(target.array, (origin[2], origin[1], origin[0]))
     x, y, z, width, height, depth = out_box
     moved: Box = (x + origin[0], y + origin[1], z + origin[2], width, height, depth)
-    warp(planes, source.shape, box, list_of_planes.at(-origin[2]), list_of_planes.step, moved, entries, kind,
+    warp(planes, source.shape, box, list_of_planes.at(-origin[2]), list_of_planes.step, moved, coefficients, kind,
           count if exact else 0, progress)
     return target.finish()
 
@@ -209,7 +225,7 @@ def warp(planes: Planes, shape: Shape, box: Box, to: Any, step: int, out_box: Bo
     """Compute a box of the destination in blocks; with 0 threads in one call, on the library's own."""
     call, size = CALLS[planes.array.dtype], size_of(shape)
     x, y, z, width, height, depth = out_box
-    coefficients = pointer(address(matrix))
+    coefficients = pointer_to(matrix)
     may_fork = min(width, height) > MOST_PLANES
     each = depth
     if threads:
@@ -219,13 +235,13 @@ def warp(planes: Planes, shape: Shape, box: Box, to: Any, step: int, out_box: Bo
     def block(number: int) -> int:
         first = number * each
         part = (x, y, z + first, width, height, min(each, depth - first))
-        return int(call(planes.pointer, size, planes.step, box, to, step, part, coefficients, kind))
+        status: int = call(planes.pointer, size, planes.step, box, to, step, part, coefficients, kind)
+        return status
 
     if not threads and may_fork and depth > MOST_PLANES:
-        statuses = [on_fresh_thread(lambda: block(0))]
+        settle([on_fresh_thread(lambda: block(0))], "affine", stacklevel=4)
     else:
-        statuses = run_blocks(block, -(-depth // each), max(threads, 1), progress)
-    settle(statuses, "affine", stacklevel=4)
+        complete(block, -(-depth // each), max(threads, 1), progress, "affine")
 
 
 def _warp_planes(planes: Planes, box: Box, result: Array, out_box: Box, matrix: npt.NDArray[np.float64],
@@ -236,7 +252,7 @@ def _warp_planes(planes: Planes, box: Box, result: Array, out_box: Box, matrix: 
     """
     call, size = CALLS[planes.array.dtype], size_of(planes.array.shape)
     x, y, z, width, height, depth = out_box
-    coefficients = pointer(address(matrix))
+    coefficients = pointer_to(matrix)
     is_whole = x == 0 and y == 0
 
     def block(number: int) -> int:
@@ -252,4 +268,4 @@ def _warp_planes(planes: Planes, box: Box, result: Array, out_box: Box, matrix: 
             plane[0, y : y + height, x : x + width] = part[0, y:, x:]
         return status
 
-    settle(run_blocks(block, depth, threads, progress), "affine", stacklevel=4)
+    complete(block, depth, threads, progress, "affine")

@@ -2,8 +2,9 @@
 
 from __future__ import annotations
 
+from .._work import LEAST_VOXELS
+
 _FEW_VOXELS = 1 << 22  # what one call may do before an interrupt is looked at
-_LEAST_VOXELS = 1 << 15  # below this a block costs less than handing it to another thread
 _BLOCKS_PER_THREAD = 4
 
 
@@ -14,11 +15,11 @@ def planes_per_block(depth: int, plane: int, threads: int, shows_progress: bool,
     `least` tells below how many planes a block gets dear, and `most` how many it may have.
     """
     voxels = depth * plane
-    if voxels <= _LEAST_VOXELS:
+    if voxels <= LEAST_VOXELS:
         return min(depth, most)
     blocks = -(-voxels // _FEW_VOXELS)
     if threads > 1:
-        blocks = max(blocks, min(_BLOCKS_PER_THREAD * threads, voxels // _LEAST_VOXELS))
+        blocks = max(blocks, min(_BLOCKS_PER_THREAD * threads, voxels // LEAST_VOXELS))
     if shows_progress:
         blocks = max(blocks, 16)
     planes = max(1, -(-depth // blocks))

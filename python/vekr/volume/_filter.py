@@ -3,18 +3,18 @@
 from __future__ import annotations
 
 from functools import lru_cache
-from typing import Any, List, Optional, Tuple
+from typing import Any, Collection, Dict, Optional, Tuple
 
 import numpy as np
 import numpy.typing as npt
 
-from .._native import address, int_out, pointer, raw
-from .._work import Progress, run_blocks, settle, thread_count
+from .._native import int_out, pointer_to, raw
+from .._work import Progress, complete, thread_count
 from ..errors import check
 from ._cuts import planes_per_block
-from ._planes import LIMIT, Array, Output, Planes, Shape, shape_of, source_array
+from ._planes import LIMIT, Array, Output, Planes, Shape, size_of, source_array
 
-TYPES: List["np.dtype[Any]"] = [np.dtype(np.int16)]
+TYPES: Collection["np.dtype[Any]"] = frozenset([np.dtype(np.int16)])
 BORDERS = ("nearest", "reflect", "mirror", "wrap", "constant")
 
 _MOST_KERNEL_BYTES = 1 << 24
@@ -39,15 +39,17 @@ def kernel_of(kernel: Any) -> npt.NDArray[Any]:
 
 
 @lru_cache(maxsize=64)
-def plan_of(data: bytes, kind: str, shape: Shape, anchor: Shape, divisor: int, width: int) -> "Plan":
+def plan_of(data: bytes, kind: "np.dtype[Any]", shape: Shape, anchor: Optional[Shape], divisor: int, width: int) -> "Plan":
     """Return how a kernel is given to the library; remembers the last ones."""
     taps = np.frombuffer(data, kind).reshape(shape)
     if int(taps.max()) > _MOST_TAP or int(taps.min()) < -_MOST_TAP:
         raise ValueError(f"taps must lie in -{_MOST_TAP} to {_MOST_TAP}")
-    return Plan(np.ascontiguousarray(taps, np.int32), anchor, divisor, width)
+    return Plan(np.ascontiguousarray(taps, np.int32), anchor_of(anchor, shape), divisor, width)
 
 
 def divisor_of(divisor: Any) -> int:
+    if type(divisor) is int and 0 < divisor <= LIMIT:
+        return divisor
     try:
         number = int(divisor)
     except (TypeError, ValueError, OverflowError):
@@ -79,11 +81,19 @@ class Plan:
 
     def __init__(self, taps: npt.NDArray[np.int32], anchor: Shape, divisor: int, width: int) -> None:
         depth, height, wide = taps.shape
-        self.taps, self.anchor = taps, anchor
+        # Voxels that a result's row, column or plane reaches to before and behind it.
+        self.margins = tuple((side - 1 - a, a) for side, a in zip(taps.shape, anchor))
+        self.taps, self.strip, self.extra = taps, width, 0
+        self._bytes: Dict[int, int] = {}
+        self._widen(taps, divisor, width)
+        self.size, self.anchor, self.pointer = size_of(self.taps.shape), size_of(anchor), pointer_to(self.taps)
+
+    def _widen(self, taps: npt.NDArray[np.int32], divisor: int, width: int) -> None:
+        """Find how wide a strip of the result may be; for some widths with columns of zeros added."""
+        wide = taps.shape[2]
         total, reach = int(taps.sum(dtype=np.int64)), int(np.abs(taps.astype(np.int64)).sum())
         is_vector = (min(taps.shape) >= 3 and total <= _MOST_VECTOR_SUM and int(taps.max()) <= _MOST_VECTOR_TAP
                      and int(taps.min()) >= _LEAST_VECTOR_TAP and width >= VECTOR_WIDTH)
-        self.strip = width
         if not is_vector or wide in (3, 5) and self._fits(reach, divisor):
             return
         if not self._fits(reach, divisor) or wide > 9:
@@ -91,9 +101,19 @@ class Plan:
             return
         target = {4: 5, 8: 9}.get(wide, wide)
         # Zeros behind the last tap: they multiply voxels further to the left, and the anchor stays.
-        self.taps = np.ascontiguousarray(np.pad(taps, ((0, 0), (0, 0), (0, target - wide))))
+        self.extra = target - wide
+        self.taps = np.ascontiguousarray(np.pad(taps, ((0, 0), (0, 0), (0, self.extra))))
         if target != 5:
             self.strip = _STRIP
+
+    def bytes_for(self, width: int) -> int:
+        """Return the bytes of work memory for results of a width, on which alone they depend."""
+        known = self._bytes.get(width)
+        if known is None:
+            needed = int_out()
+            check(raw.vekrFilterGetBufSize((width, 1, 1), self.size, 1, needed), "filter")
+            known = self._bytes[width] = int(needed[0])
+        return known
 
     @staticmethod
     def _fits(reach: int, divisor: int) -> bool:
@@ -161,35 +181,39 @@ def filter(volume: Any, kernel: Any, *, divisor: int = 1, anchor: Optional[Tuple
     source = source_array(volume, TYPES)
     taps = kernel_of(kernel)
     number = divisor_of(divisor)
-    sides = shape_of(taps.shape, "kernel")
-    place = anchor_of(anchor, sides)
-    count = thread_count(threads)
-    before = tuple(side - 1 - a for side, a in zip(sides, place))
+    sides = taps.shape
+    place = None if anchor is None else anchor_of(anchor, sides)
+    shape = source.shape
     if border == "valid":
-        if any(s < k for s, k in zip(source.shape, sides)):
+        shape = shape[0] - sides[0] + 1, shape[1] - sides[1] + 1, shape[2] - sides[2] + 1
+        if min(shape) < 1:
             raise ValueError(f"the kernel {sides} is larger than the volume {source.shape}")
-    elif border in BORDERS:
-        if max(sides) > 1:
-            source = _with_border(source, tuple(zip(before, place)), border, value)
-    else:
+    elif border not in BORDERS:
         raise ValueError(f"border must be one of {', '.join([*BORDERS, 'valid'])}, not {border!r}")
-    shape = shape_of([s - k + 1 for s, k in zip(source.shape, sides)])
+    count = thread_count(threads, shape)
+    plan = plan_of(taps.tobytes(), taps.dtype, sides, place, number, shape[2])
+    if border != "valid" and max(sides) > 1:
+        source = _with_border(source, plan.margins, border, value)
     target = Output(out, shape, source.dtype, None, (volume, kernel))
-    convolve(source, target.array, plan_of(taps.tobytes(), taps.dtype.str, sides, place, number, shape[2]), before, number, count, progress)
+    convolve(source, target.array, plan, number, count, progress)
     return target.finish()
 
 
 @lru_cache(maxsize=64)
-def _places(sides: Shape, margins: Tuple[Tuple[int, int], ...], border: str) -> "npt.NDArray[np.intp]":
-    """Return which voxel of a small volume stands at each place of the volume with its margins."""
+def _places(sides: Shape, margins: Tuple[Tuple[int, int], ...], border: str) -> "Optional[npt.NDArray[np.intp]]":
+    """Return which voxel of a small volume stands at each place of the volume with its margins; None for what isn't small."""
+    if sides[0] * sides[1] * sides[2] > _SMALL or border == "constant" or sum(a + b for a, b in margins) > _SMALL_MARGIN:
+        return None
     z, y, x = (folded(np.arange(-a, side + b), side, border) for (a, b), side in zip(margins, sides))
     return np.asarray((z[:, None, None] * sides[1] + y[:, None]) * sides[2] + x)
 
 
 def _with_border(source: Array, margins: Tuple[Tuple[int, int], ...], border: str, value: Any) -> Array:
     sides = source.shape
-    if source.size <= _SMALL and border != "constant" and sum(a + b for a, b in margins) <= _SMALL_MARGIN:
-        return np.asarray(source.take(_places(sides, margins, border)))
+    table = _places(sides, margins, border)
+    if table is not None:
+        made: Array = source.take(table)
+        return made
     low = [margin[0] for margin in margins]
     if border != "constant" and any(max(margin) >= side for margin, side in zip(margins, sides)):
         # A margin wider than the volume, which goes there and back several times.
@@ -236,10 +260,6 @@ def folded(place: npt.NDArray[np.intp], side: int, border: str) -> npt.NDArray[n
     return np.clip(place, 0, side - 1)
 
 
-def _row_step(array: Array) -> int:
-    return int(array.strides[1] if array.shape[1] > 1 else array.strides[2] * array.shape[2])
-
-
 def constant_of(value: Any) -> int:
     number = int(value)
     if number != value or not -32768 <= number <= 32767:
@@ -247,38 +267,33 @@ def constant_of(value: Any) -> int:
     return number
 
 
-def convolve(source: Array, result: Array, plan: Plan, before: Tuple[int, ...], divisor: int, threads: int,
-              progress: Progress) -> None:
+def convolve(source: Array, result: Array, plan: Plan, divisor: int, threads: int, progress: Progress) -> None:
     """Filter a source with its margins into a result, in strips along x and blocks along z."""
     depth, height, width = result.shape
-    kernel_depth, kernel_height, kernel_width = plan.taps.shape
-    # A widened kernel reads further to the left, times zero: on the very first row that takes room before the array.
-    extra = kernel_width - 1 - plan.anchor[2] - before[2]
-    if extra > 0:
-        source = np.pad(source, ((0, 0), (0, 0), (extra, 0)))
-    kernel_size = (kernel_width, kernel_height, kernel_depth)
-    anchor = (plan.anchor[2], plan.anchor[1], plan.anchor[0])
-    taps = pointer(address(plan.taps))
+    (before, _), (above, _), (left, _) = plan.margins
+    if plan.extra:
+        # A widened kernel reads further to the left, times zero: on the very first row that takes room before the array.
+        source = np.pad(source, ((0, 0), (0, 0), (plan.extra, 0)))
+        left += plan.extra
     each = planes_per_block(depth, height * width, threads, progress is not None)
-    # The source's list begins with the planes of the margin, which the library reaches at negative indices.
-    seen = source[:, before[1]:, before[2] + extra:]
-    count = -(-width // plan.strip)
-    cuts = [width * n // count for n in range(count + 1)]
-    strips = [(Planes(seen[:, :, a:]), Planes(result[:, :, a:]), b - a) for a, b in zip(cuts, cuts[1:])]
-    source_step, result_step = _row_step(source), _row_step(result)
+    size, anchor, taps = plan.size, plan.anchor, plan.pointer
+    # The source's lists begin with the planes of the margin, which the library reaches at negative indices.
+    if width <= plan.strip:
+        strips = [(Planes(source, (0, -above, -left)), Planes(result), width)]
+    else:
+        count = -(-width // plan.strip)
+        cuts = [width * n // count for n in range(count + 1)]
+        strips = [(Planes(source, (0, -above, -left - a)), Planes(result, (0, 0, -a)), b - a) for a, b in zip(cuts, cuts[1:])]
 
     def block(number: int) -> int:
         first = number * each
         for read, written, strip in strips:
             part = (strip, height, min(each, depth - first))
-            needed = int_out()
-            check(raw.vekrFilterGetBufSize(part, kernel_size, 1, needed), "filter")
-            buffer = np.empty(needed[0], np.uint8)
-            status = raw.vekrFilter_16s_C1PV(read.at(first + before[0]), source_step, written.at(first), result_step, part,
-                                             taps, kernel_size, anchor, divisor,
-                                             pointer(address(buffer)))
+            buffer = np.empty(plan.bytes_for(strip), np.uint8)
+            status: int = raw.vekrFilter_16s_C1PV(read.at(first + before), read.step, written.at(first), written.step, part,
+                                             taps, size, anchor, divisor, pointer_to(buffer))
             if status:
-                return int(status)
+                return status
         return 0
 
-    settle(run_blocks(block, -(-depth // each), threads, progress), "filter", stacklevel=4)
+    complete(block, -(-depth // each), threads, progress, "filter")

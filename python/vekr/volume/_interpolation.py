@@ -22,9 +22,10 @@ class Interpolation(enum.IntEnum):
     @property
     def is_cubic(self) -> bool:
         """Whether it takes 4 voxels along each axis."""
-        return self >= Interpolation.LAGRANGE
+        return self in _CUBIC
 
 
+_CUBIC = frozenset(member for member in Interpolation if member >= Interpolation.LAGRANGE)
 _NAMES = {member.name.lower().replace("_", "-"): member for member in Interpolation}
 
 

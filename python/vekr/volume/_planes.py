@@ -6,12 +6,13 @@ forward by whole voxels, and its first voxel is aligned; planes may lie anywhere
 
 from __future__ import annotations
 
-from typing import Any, Optional, Sequence, Tuple, Union
+from array import array as array_of
+from typing import Any, Collection, Optional, Sequence, Tuple, Union
 
 import numpy as np
 import numpy.typing as npt
 
-from .._native import address, address_list, place_of, pointer, within
+from .._native import address, pointer_to, within
 
 Array = npt.NDArray[Any]
 Shape = Tuple[int, ...]  # three sides, z, y, x
@@ -19,7 +20,8 @@ Box = Tuple[int, int, int, int, int, int]  # x, y, z, width, height, depth
 Region = Union[None, Sequence[Any]]
 
 LIMIT = 2**31 - 1  # of every size, step and offset at the interface
-_ADDRESS_BYTES = np.dtype(np.uintp).itemsize
+_ADDRESS_CODE = np.dtype(np.uintp).char  # of the standard library's arrays too
+_NONE: Shape = (0, 0, 0)
 _FEW_PLANES = 64  # up to here a list of plain numbers is made faster than an array
 
 
@@ -33,30 +35,30 @@ class Planes:
 
     __slots__ = ("array", "pointer", "step", "_addresses")
 
-    def __init__(self, array: Array, origin: Shape = (0, 0, 0), depth: Optional[int] = None) -> None:
+    def __init__(self, array: Array, origin: Shape = _NONE, depth: Optional[int] = None) -> None:
         plane_step, row_step, _ = array.strides
         count, rows, columns = array.shape
         # numpy leaves the step of an axis of one voxel open.
-        self.step = row_step if rows > 1 else array.itemsize * columns
+        self.step = step = row_step if rows > 1 else array.itemsize * columns
         first = address(array)
-        if origin != (0, 0, 0):
-            first -= origin[1] * self.step + origin[2] * array.itemsize
+        if origin is not _NONE:
+            first -= origin[1] * step + origin[2] * array.itemsize
         if depth is not None:
             # Planes outside the array are never touched; they get the address of the nearest one that is there.
             nearest = np.clip(np.arange(depth) - origin[0], 0, count - 1)
             self._addresses: Any = first + nearest * plane_step
-            self.pointer = pointer(address(self._addresses))
-        elif count <= _FEW_PLANES:
-            self._addresses = address_list([first + z * plane_step for z in range(count)])
-            self.pointer = within(self._addresses)
+            self.pointer = pointer_to(self._addresses)
+        elif count <= _FEW_PLANES and plane_step:
+            self._addresses = array_of(_ADDRESS_CODE, range(first, first + count * plane_step, plane_step))
+            self.pointer = pointer_to(self._addresses)
         else:
             self._addresses = first + np.arange(count, dtype=np.intp) * plane_step
-            self.pointer = pointer(address(self._addresses))
+            self.pointer = pointer_to(self._addresses)
         self.array = array  # kept alive
 
     def at(self, plane: int) -> Any:
         """Return the list from one of its planes on."""
-        return pointer(place_of(self.pointer) + plane * _ADDRESS_BYTES) if plane else self.pointer
+        return within(self.pointer, plane) if plane else self.pointer
 
 
 def size_of(shape: Shape) -> Shape:
@@ -67,6 +69,15 @@ def size_of(shape: Shape) -> Shape:
 def native(dtype: "np.dtype[Any]") -> "np.dtype[Any]":
     """Return a type in this machine's byte order."""
     return dtype if dtype.isnative else dtype.newbyteorder("=")
+
+
+def is_plain(array: Array) -> bool:
+    """Whether an array of a type that the library takes has three axes, voxels, one contiguous piece, and no large side.
+
+    Most arrays are like that, and then nothing else has to be looked at.
+    """
+    flags = array.flags
+    return flags.c_contiguous and flags.aligned and array.ndim == 3 and 0 < array.nbytes <= LIMIT
 
 
 def lies_well(array: Array) -> bool:
@@ -81,8 +92,10 @@ def lies_well(array: Array) -> bool:
             and (array.shape[1] == 1 or (0 < row_step <= LIMIT and row_step % item == 0)))
 
 
-def source_array(volume: Any, types: Sequence["np.dtype[Any]"], name: str = "volume") -> Array:
+def source_array(volume: Any, types: Collection["np.dtype[Any]"], name: str = "volume") -> Array:
     """Return a volume as an array that the library can use: itself if possible, else a copy."""
+    if type(volume) is np.ndarray and volume.dtype in types and is_plain(volume):
+        return volume
     array = volume if type(volume) is np.ndarray else np.asarray(volume)
     if array.dtype not in types and native(array.dtype) not in types:
         allowed = ", ".join(str(t) for t in types)
@@ -179,7 +192,7 @@ class Output:
             raise TypeError(f"out must be a numpy array, not {type(out).__name__}")
         if out.shape != shape:
             raise ValueError(f"out must have the shape {shape}, not {out.shape}")
-        if out.dtype != dtype:
+        if out.dtype is not dtype and out.dtype != dtype:
             raise TypeError(f"out must be of type {dtype}, not {out.dtype}")
         if not out.flags.writeable:
             raise ValueError("out is read-only")
@@ -188,7 +201,7 @@ class Output:
             if source is not checked and isinstance(source, np.ndarray) and shares_memory(out, source):
                 raise ValueError("out must not overlap the arrays that are read")
             checked = source
-        if lies_well(out) and _rows_are_apart(out):
+        if is_plain(out) or lies_well(out) and _rows_are_apart(out):
             self.array = out
         else:
             self.array, self._given = np.array(out, dtype=dtype, order="C"), out

@@ -2,20 +2,20 @@
 
 from __future__ import annotations
 
-from typing import Any, Dict, List, Optional, Union
+from typing import Any, Collection, Dict, List, Optional, Union
 
 import numpy as np
 
 from .._native import raw
-from .._work import Progress, run_blocks, settle, thread_count
+from .._work import Progress, complete, thread_count
 from ._cuts import planes_per_block
 from ._interpolation import Interpolation, interpolation_of
-from ._planes import (LIMIT, Array, Box, Output, Planes, Region, Shape, box_of, check_plane, check_shape, lies_well,
-                      size_of, source_array)
+from ._planes import (LIMIT, Array, Box, Output, Planes, Region, Shape, box_of, check_plane, check_shape, is_plain,
+                      lies_well, size_of, source_array)
 
 _CALLS: Dict["np.dtype[Any]", Any] = {np.dtype(np.uint8): raw.vekrRemap_8u_C1PV, np.dtype(np.uint16): raw.vekrRemap_16u_C1PV,
           np.dtype(np.float32): raw.vekrRemap_32f_C1PV}
-TYPES: List["np.dtype[Any]"] = list(_CALLS)
+TYPES: Collection["np.dtype[Any]"] = _CALLS
 _FLOAT = np.dtype(np.float32)
 
 # The library forks OpenMP threads from 16 planes on. Blocks with fewer stay on the thread that this package has chosen.
@@ -24,6 +24,10 @@ MOST_PLANES = 15
 
 def maps_of(x: Any, y: Any, z: Any) -> List[Array]:
     """Return three maps of one shape and one row step."""
+    # Three arrays as the library likes them are told by looking at each once.
+    if type(x) is type(y) is type(z) is np.ndarray and x.dtype == y.dtype == z.dtype == _FLOAT:
+        if x.shape == y.shape == z.shape and is_plain(x) and is_plain(y) and is_plain(z):
+            return [x, y, z]
     given = [np.asarray(m) for m in (x, y, z)]
     for m, name in zip(given, "xyz"):
         if m.dtype.kind not in "fiu":
@@ -104,7 +108,7 @@ def remap(volume: Any, x: Any, y: Any, z: Any, *, interpolation: Union[str, int,
     source = source_array(volume, TYPES)
     maps = maps_of(x, y, z)
     box = box_of(region, source.shape)
-    count = thread_count(threads)
+    count = thread_count(threads, maps[0].shape)
     target = Output(out, maps[0].shape, source.dtype, fill, (volume, x, y, z))
     planes = Planes(source)
     if kind.is_cubic:
@@ -118,14 +122,15 @@ def look_up(source: Planes, source_shape: Shape, box: Box, maps: List[Array], re
     """Sample a volume, or what of it is there, at maps of the result's shape; maps have one row step."""
     to = Planes(result)
     depth, height, width = result.shape
-    xs, ys, zs = (Planes(m) for m in maps)
+    xs, ys, zs = map(Planes, maps)
     call, size, row = _CALLS[source.array.dtype], size_of(source_shape), height * width
     most = MOST_PLANES if height > MOST_PLANES and width > MOST_PLANES else depth
     each = planes_per_block(depth, row, count, progress is not None, most=most)
 
     def block(number: int) -> int:
         first = number * each
-        return int(call(source.pointer, size, source.step, box, xs.at(first), ys.at(first), zs.at(first), xs.step,
-                        to.at(first), to.step, (width, height, min(each, depth - first)), kind))
+        status: int = call(source.pointer, size, source.step, box, xs.at(first), ys.at(first), zs.at(first), xs.step,
+                           to.at(first), to.step, (width, height, min(each, depth - first)), kind)
+        return status
 
-    settle(run_blocks(block, -(-depth // each), count, progress), "remap", stacklevel=4)
+    complete(block, -(-depth // each), count, progress, "remap")

@@ -3,12 +3,13 @@
 from __future__ import annotations
 
 import math
-from typing import Any, Dict, List, NamedTuple, Optional, Tuple, Union
+from functools import lru_cache
+from typing import Any, Collection, Dict, NamedTuple, Optional, Tuple, Union
 
 import numpy as np
 
-from .._native import address, int_out, pointer, raw
-from .._work import Progress, get_threads, run_blocks, settle, thread_count
+from .._native import int_out, pointer_to, raw
+from .._work import Progress, complete, get_threads, thread_count
 from ..errors import check
 from ._cuts import planes_per_block
 from ._interpolation import Interpolation, interpolation_of
@@ -17,7 +18,7 @@ from ._planes import (LIMIT, Array, Box, Output, Planes, Region, Shape, box_of, 
 
 _CALLS: Dict["np.dtype[Any]", Any] = {np.dtype(np.uint8): raw.vekrResize_8u_C1PV, np.dtype(np.uint16): raw.vekrResize_16u_C1PV,
           np.dtype(np.float32): raw.vekrResize_32f_C1PV}
-TYPES: List["np.dtype[Any]"] = list(_CALLS)
+TYPES: Collection["np.dtype[Any]"] = _CALLS
 _LEAST_PLANES = 128  # each block computes up to three planes of the source anew
 _CENTRE = 0.5000000001  # the library's own bound: a voxel is written if its centre lies in the image of the source
 
@@ -46,13 +47,13 @@ def resized_shape(shape: Shape, factor: Tuple[float, float, float]) -> Shape:
 
 
 # Bytes of work memory for an entry of a row, and beside that.
-_WORK = {int(kind): (16, 256) if kind.is_cubic else (8, 64) for kind in Interpolation}
-_WORK[int(Interpolation.NEAREST)] = 0, 0
+_WORK = {kind: (16, 256) if kind.is_cubic else (8, 64) for kind in Interpolation}
+_WORK[Interpolation.NEAREST] = 0, 0
 
 
 def _rows_per_call(width: int, height: int, depth: int, kind: Interpolation) -> int:
     """Return how many rows of a plane fit one call: the library counts the bytes of its work memory in 32 bits."""
-    row, rest = _WORK[int(kind)]
+    row, rest = _WORK[kind]
     room = LIMIT // get_threads() - rest * (width + depth) - 16384
     rows = room // (row * (width + 64) + rest + 8)
     if rows < 1:
@@ -132,7 +133,7 @@ def resize(volume: Any, factor: Union[None, float, Tuple[float, float, float]] =
     if out is not None and shape is None:
         to = shape_of(out.shape if type(out) is np.ndarray else np.shape(out), "out")
     scaling = scaling_of(source.shape, factor, shape or to, shift, interpolation, region, out_region)
-    count = thread_count(threads)
+    count = thread_count(threads, scaling.shape)
     target = Output(out, scaling.shape, source.dtype, fill, (volume,))
     planes = Planes(target.array)
     scale(scaling, Planes(source), planes.pointer, planes.step, scaling.box, count, progress)
@@ -153,7 +154,22 @@ class Scaling(NamedTuple):
 
 def scaling_of(size: Shape, factor: Any, shape: Any, shift: Any, interpolation: Any, region: Region,
                out_region: Region) -> Scaling:
-    """Return what the arguments of :func:`resize` mean for a source of a size."""
+    """Return what the arguments of :func:`resize` mean for a source of a size; remembers the last 256."""
+    if region is None and out_region is None:
+        try:
+            return _scaling_of_whole(size, factor, shape, shift, interpolation)
+        except TypeError:  # lists and arrays can't be looked up; what is wrong is told below
+            pass
+    return _scaling_of(size, factor, shape, shift, interpolation, region, out_region)
+
+
+@lru_cache(maxsize=256)
+def _scaling_of_whole(size: Shape, factor: Any, shape: Any, shift: Any, interpolation: Any) -> Scaling:
+    return _scaling_of(size, factor, shape, shift, interpolation, None, None)
+
+
+def _scaling_of(size: Shape, factor: Any, shape: Any, shift: Any, interpolation: Any, region: Region,
+                out_region: Region) -> Scaling:
     kind = interpolation_of(interpolation)
     if shape is not None:
         to = shape_of(shape)
@@ -170,19 +186,23 @@ def scaling_of(size: Shape, factor: Any, shape: Any, shift: Any, interpolation: 
 def scale(scaling: Scaling, source: Planes, to: Any, step: int, box: Box, count: int, progress: Progress = None) -> None:
     """Compute a box of the result of a resize; `to` is the list of the whole result's planes."""
     x, y, z, width, height, depth = box
-    rows = _rows_per_call(width, height, depth, scaling.kind)
+    source_shape, _, by, move, kind, source_box, _ = scaling
+    rows = _rows_per_call(width, height, depth, kind)
     strips = -(-height // rows)
     planes = planes_per_block(depth, width * height, count, progress is not None, least=_LEAST_PLANES)
-    call, size, by, move = _CALLS[source.array.dtype], size_of(scaling.source_shape), scaling.factor, scaling.shift
+    call, size = _CALLS[source.array.dtype], size_of(source_shape)
 
     def block(number: int) -> int:
         slab, strip = divmod(number, strips)
         first, top = slab * planes, strip * rows
         part = (x, y + top, z + first, width, min(rows, height - top), min(planes, depth - first))
         needed = int_out()
-        check(raw.vekrResizeGetBufSize(scaling.source_box, part, 1, scaling.kind, needed), "resize")
+        status: int = raw.vekrResizeGetBufSize(source_box, part, 1, kind, needed)
+        if status:
+            check(status, "resize")
         buffer = np.empty(needed[0], np.uint8)
-        return int(call(source.pointer, size, source.step, scaling.source_box, to, step, part, by[2], by[1], by[0],
-                        move[2], move[1], move[0], scaling.kind, pointer(address(buffer))))
+        status = call(source.pointer, size, source.step, source_box, to, step, part, by[2], by[1], by[0],
+                      move[2], move[1], move[0], kind, pointer_to(buffer))
+        return status
 
-    settle(run_blocks(block, strips * -(-depth // planes), count, progress), "resize", stacklevel=4)
+    complete(block, strips * -(-depth // planes), count, progress, "resize")
