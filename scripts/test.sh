@@ -58,7 +58,7 @@ check_library_alone() {
 # writes in every form, and one short test of most folders.
 check_arm() {
   command -v aarch64-linux-gnu-g++ qemu-aarch64 >/dev/null || { echo "left out: its packages are missing"; return 0; }
-  run_preset cross-aarch64 vekr_arm_tests -L arm
+  run_preset cross-aarch64 vekr_short_tests -L short
 }
 
 if [ ${#arguments[@]} -gt 0 ]; then
@@ -75,7 +75,8 @@ stage tsan run_preset tsan vekr_thread_tests -L threads
 stage asan run_preset asan all
 # The 128-bit kernels that clang makes: by the hashes of what every function writes; all tests of them by g++ and in asan.
 stage clang run_preset clang all -E "_test[.]sse41"
-stage debug run_preset debug all -E "_test[.]sse41"
+# Assertions are on in asan as well; what is not optimised at all is looked at by a short test of most folders.
+stage debug run_preset debug vekr_short_tests -L short -E "_test[.]sse41"
 stage interface scripts/interface.sh
 stage release run_preset release all
 stage cross-aarch64 check_arm

@@ -336,12 +336,6 @@ inline void loadPoints(const float *a, const float *b, const float *c, const flo
   z = Float<4>::of(a[2], b[2], c[2], d[2]);
 }
 
-// row[i] and row[i + 1] for each lane's index i.
-template <int N>
-struct Neighbours {
-  Float<N> here, next;
-};
-
 inline Neighbours<4> loadNeighbours(Lanes<4>, const float *row, const int32_t *index) {
   const float32x4_t low = loadTwice(row + index[0], row + index[1]).v;
   const float32x4_t high = loadTwice(row + index[2], row + index[3]).v;

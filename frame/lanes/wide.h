@@ -240,6 +240,12 @@ void loadColumns(const float *const (&rows)[N], int first, Float<N> (&columns)[4
   for (int k = 0; k < 4; ++k) columns[k] = {low[k], high[k]};
 }
 
+// row[i] and row[i + 1] for each lane's index i.
+template <int N>
+struct Neighbours {
+  Float<N> here, next;
+};
+
 template <int N>
 Neighbours<N> loadNeighbours(Lanes<N>, const float *row, const int32_t *index) {
   const Neighbours<N / 2> low = loadNeighbours(Lanes<N / 2>(), row, index),

@@ -331,12 +331,6 @@ inline Float<4> loadTwice(const float *first, const float *second) {
   return _mm_loadh_pi(Float<2>::load(first).v, reinterpret_cast<const __m64 *>(second));
 }
 
-// row[i] and row[i + 1] for each lane's index i.
-template <int N>
-struct Neighbours {
-  Float<N> here, next;
-};
-
 inline Neighbours<4> loadNeighbours(Lanes<4>, const float *row, const int32_t *index) {
   const __m128 low = loadTwice(row + index[0], row + index[1]).v;
   const __m128 high = loadTwice(row + index[2], row + index[3]).v;
