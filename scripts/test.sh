@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Runs every check: formatting, clang-tidy, both compilers without warnings, all tests, and all tests again under the sanitizers,
-# the interface against the record of it, and what tells 64-bit ARM from x86, under emulation. Only the packages have a check of
-# their own, scripts/deb.sh.
+# the interface against the record of it, and a short test of most folders without optimisation and, under emulation, for 64-bit
+# ARM. Only the packages have a check of their own, scripts/deb.sh.
 #   scripts/test.sh            everything
 #   scripts/test.sh release    only the named presets (release debug clang asan tsan cross-aarch64), without the other checks
 # Each stage tells its seconds at the end. Long runs have scripts of their own: hashes.sh, fuzz.sh, memory.sh, coverage.sh,
