@@ -1,9 +1,23 @@
 #include "volume.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <limits>
+#include <new>
 #include <type_traits>
 
 namespace vekr_example {
+
+std::byte *allocateZeroes(size_t bytes) {
+  void *const made = std::calloc(std::max<size_t>(bytes, 1), 1);
+  if (made == nullptr) throw std::bad_alloc();
+  const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+  const auto from = (reinterpret_cast<uintptr_t>(made) + page - 1) / page * page;
+  const auto end = (reinterpret_cast<uintptr_t>(made) + bytes) / page * page;
+  if (from < end) madvise(reinterpret_cast<void *>(from), end - from, MADV_HUGEPAGE);  // a wish
+  return static_cast<std::byte *>(made);
+}
 
 void Volume::fill(double value) {
   for (int32_t z = 0; z < size().depth; ++z) {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <vector>
 
 #include "affine.h"
@@ -49,6 +50,18 @@ struct Grid {
     return mm;
   }
   std::array<int32_t, 3> sides() const { return {size.width, size.height, size.depth}; }
+};
+
+// Zeroes that the kernel gives anyway, not written a second time, and in large pages if it has them: to touch every small page
+// of two large volumes for the first time took longer than to resample one into the other.
+std::byte *allocateZeroes(size_t bytes);
+template <class Byte>
+struct ZeroPages {
+  using value_type = Byte;
+  static Byte *allocate(size_t bytes) { return allocateZeroes(bytes); }
+  static void deallocate(Byte *bytes, size_t) { std::free(bytes); }
+  static void construct(Byte *) {}
+  bool operator==(const ZeroPages &) const = default;
 };
 
 // x fastest, then y, then z. Sources have a margin around each plane, in which the outermost voxels are repeated: the
@@ -118,7 +131,7 @@ class Volume {
     return rows * rowVoxels() + margin;
   }
 
-  std::vector<std::byte> voxels_;
+  std::vector<std::byte, ZeroPages<std::byte>> voxels_;
 };
 
 constexpr double kBias = 32768;  // of biased voxels
