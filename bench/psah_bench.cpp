@@ -88,7 +88,10 @@ VEKR_TIMED(kSearch, void, Search,
            "_ZN4vekr31localFindBestSplitSortSearch_MTEPNS_15VekrSplitRecordERKNS_10SearchNodeEPA4_KPvf",
            (VekrSplitRecord * r, const SearchNode &n, void *const (*s)[4], float c), r, n, s, c)
 // A member function takes its object as the first argument.
-VEKR_TIMED(kBins, double, CountExtents, "_ZN4vekr8AxisBins12countExtentsEv", (AxisBins * bins), bins)
+VEKR_TIMED(kBins, void, CountExtents, "_ZN4vekr8AxisBins12countExtentsERA3_KPS0_",
+           (AxisBins *const (&axes)[3]), axes)
+VEKR_TIMED(kBins, double, LeastUpperBound, "_ZNK4vekr8AxisBins15leastUpperBoundEv", (const AxisBins *bins),
+           bins)
 VEKR_TIMED(kBins, PlaneChoice, ChoosePlane, "_ZN4vekr8AxisBins11choosePlaneEd",
            (AxisBins * bins, double limit), bins, limit)
 VEKR_TIMED(kSort, VekStatus, Sort, "_ZN4vekr20veksSortAscend_32f_IEPfi", (float *p, int32_t n), p, n)

@@ -1,5 +1,7 @@
 #include "pr_avlopsahopt/psah_bins.h"
 
+#include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "frame/vector_sort.h"
@@ -8,11 +10,24 @@
 namespace vekr {
 namespace {
 
+using VEKR_ISA::Float;
+using VEKR_ISA::Int;
+
 constexpr int32_t kLeastBins = 16;
 constexpr int32_t kPatchesPerBin = 4;
 
 // Up to this many planes are tried by counting; more are sorted and swept.
 constexpr int32_t kTrialLimit = 192;
+
+// Patches that are counted at once, and bins whose costs are bounded at once.
+constexpr int32_t kGroup = 4;
+using Bins = Int<kGroup>;
+using Bounds = VEKR_ISA::Double<kGroup>;
+constexpr int32_t kFirstBins[kGroup] = {0, 1, 2, 3};
+
+// Where a place has its two bins.
+constexpr int kLowShift = 0, kHighShift = 16;
+constexpr int32_t kBinMask = 0xFFFF;
 
 // Longer lists go to the radix sort.
 constexpr int32_t kRadixLimit = 320;
@@ -24,8 +39,6 @@ void sortValues(float *values, float *work, int32_t count) {
     veksSortAscend_32f_I(values, count);
   }
 }
-
-inline double positive(double x) { return x > 0.0 ? x : 0.0; }
 
 }  // namespace
 
@@ -42,94 +55,154 @@ AxisBins::AxisBins(const AxisSearch &search)
       scale_(static_cast<float>(binCount_) / search.cell.extent()),
       lows_(static_cast<float *>(search.scratch[0])),
       highs_(static_cast<float *>(search.scratch[1])),
-      flats_(static_cast<float *>(search.scratch[2])) {}
+      flats_(static_cast<float *>(search.scratch[2])),
+      places_(static_cast<int32_t *>(search.scratch[3])) {}
 
 // Greater values never have lower bins. What lies outside the cell, or is a NaN, goes to the bins at the ends.
-inline int32_t AxisBins::binOf(float x) const {
-  float position = (x - search_.cell.lo) * scale_;
-  position = position > 0.0f ? position : 0.0f;
-  return static_cast<int32_t>(position < lastBin_ ? position : lastBin_);
+template <int N>
+inline Int<N> AxisBins::binsOf(Float<N> x) const {
+  const Float<N> position = maxOf((x - Float<N>(search_.cell.lo)) * Float<N>(scale_), Float<N>(0.0f));
+  return truncated(minOf(position, Float<N>(lastBin_)));
 }
 
-double AxisBins::countExtents() {
-  std::memset(lowsIn_, 0, sizeof(int32_t) * static_cast<size_t>(binCount_));
-  std::memset(highsIn_, 0, sizeof(int32_t) * static_cast<size_t>(binCount_));
-  const VekrPatchBounds *bounds = search_.bounds;
-  const int32_t axis = search_.axis;
-  for (int32_t i = 0; i < search_.count; ++i) {
-    const float low = bounds[i].low[axis], high = bounds[i].high[axis];
-    lows_[i] = low;
-    highs_[i] = high;
-    ++lowsIn_[binOf(low)];
-    ++highsIn_[binOf(high)];
+void AxisBins::clearCounts() {
+  std::memset(lowsBelow_, 0, sizeof(int32_t) * static_cast<size_t>(binCount_ + 1));
+  std::memset(highsBelow_, 0, sizeof(int32_t) * static_cast<size_t>(binCount_ + 1));
+}
+
+template <int N>
+inline void AxisBins::countGroup(int32_t i, Float<N> low, Float<N> high) {
+  low.store(lows_ + i);
+  high.store(highs_ + i);
+  const Int<N> places = binsOf(low) + shiftedLeft<kHighShift>(binsOf(high));
+  places.store(places_ + i);
+  for (int lane = 0; lane < N; ++lane) {
+    const int32_t place = places_[i + lane];
+    ++lowsBelow_[(place & kBinMask) + 1];
+    ++highsBelow_[(place >> kHighShift) + 1];
+  }
+}
+
+void AxisBins::finishCounts() {
+  for (int32_t bin = 0; bin < binCount_; ++bin) {
+    lowsBelow_[bin + 1] += lowsBelow_[bin];
+    highsBelow_[bin + 1] += highsBelow_[bin];
   }
   lowCount_ = highCount_ = search_.count;
   lastEnd_ = search_.greatest;
   if (search_.flatCount > 0) lastEnd_ = gatherFlats(lows_, highs_, search_.count, flats_, &flatCount_);
-  return search_.mayPrune ? leastUpperBound() : Best().cost;
+}
+
+void AxisBins::countExtents(AxisBins *const (&axes)[3]) {
+  AxisBins *const any = axes[0] != nullptr ? axes[0] : axes[1] != nullptr ? axes[1] : axes[2];
+  const VekrPatchBounds *const bounds = any->search_.bounds;
+  const int32_t count = any->search_.count;
+  for (AxisBins *bins : axes) {
+    if (bins != nullptr) bins->clearCounts();
+  }
+  int32_t i = 0;
+  for (; i + kGroup <= count; i += kGroup) {
+    Float<kGroup> low[kGroup], high[kGroup];
+    for (int32_t k = 0; k < kGroup; ++k) {
+      low[k] = Float<kGroup>::load(bounds[i + k].low);
+      high[k] = Float<kGroup>::load(bounds[i + k].high);
+    }
+    transpose(low);
+    transpose(high);
+    for (int32_t axis = 0; axis < 3; ++axis) {
+      if (axes[axis] != nullptr) axes[axis]->countGroup(i, low[axis], high[axis]);
+    }
+  }
+  for (; i < count; ++i) {
+    for (int32_t axis = 0; axis < 3; ++axis) {
+      if (axes[axis] != nullptr) axes[axis]->countGroup<1>(i, bounds[i].low[axis], bounds[i].high[axis]);
+    }
+  }
+  for (AxisBins *bins : axes) {
+    if (bins != nullptr) bins->finishCounts();
+  }
 }
 
 // A bin with an extent in it holds a plane, which costs no more than all that could lie on either side would at the bin's
 // far wall.
 double AxisBins::leastUpperBound() const {
-  const double offset = search_.cell.offset, extent = static_cast<double>(search_.cell.extent());
-  const double width = extent / binCount_, slack = extent * kWallSlack;
-  const int32_t end = binOf(lastEnd_) + 1;
-  double least = Best().cost;
-  int32_t lowsWithin = 0, highsBefore = 0;
-  for (int32_t bin = 0; bin < end; ++bin) {
-    lowsWithin += lowsIn_[bin];
-    const double below = offset + ((bin + 1) * width + slack),
-                 above = offset + (extent - bin * width + slack);
-    const double upper = lowsWithin * below + (search_.count - highsBefore) * above;
-    highsBefore += highsIn_[bin];
-    const bool isEmpty = (lowsIn_[bin] | highsIn_[bin]) == 0;
-    least = !isEmpty && upper < least ? upper : least;
+  if (!search_.mayPrune) return Best().cost;
+  const double wide = static_cast<double>(search_.cell.extent());
+  const Bounds offset = search_.cell.offset, extent = wide, width = wide / binCount_,
+               slack = wide * kWallSlack;
+  const int32_t lastBin = binOf(lastEnd_);
+  const Bins count = search_.count, end = lastBin + 1;
+  Bounds least = Best().cost;
+  Bins number = Bins::load(kFirstBins);
+  for (int32_t bin = 0; bin <= lastBin; bin += kGroup, number = number + Bins(kGroup)) {
+    const Bins lowsBefore = Bins::load(lowsBelow_ + bin), lowsWithin = Bins::load(lowsBelow_ + bin + 1);
+    const Bins highsBefore = Bins::load(highsBelow_ + bin), highsWithin = Bins::load(highsBelow_ + bin + 1);
+    const Bounds below = offset + (widened(number + Bins(1)) * width + slack);
+    const Bounds above = offset + (extent - widened(number) * width + slack);
+    const Bounds upper = widened(lowsWithin) * below + widened(count - highsBefore) * above;
+    const auto isOut = ((lowsBefore == lowsWithin) & (highsBefore == highsWithin)) | !(number < end);
+    least = minOf(upper + widened(kept(isOut, Float<kGroup>(__builtin_inff()))), least);
   }
-  return least;
+  double lanes[kGroup];
+  least.store(lanes);
+  return std::min(std::min(lanes[0], lanes[1]), std::min(lanes[2], lanes[3]));
 }
 
-// Marks the bins that may hold a plane within the limit, and replaces the counts: what is not marked is left out of the
-// lists, and counted by bin from here on. False if no extent is left.
+// Marks the bins that may hold a plane within the limit, and counts what lies in the others: it is left out of the lists.
+// False if no extent is left.
 bool AxisBins::mark(double limit) {
-  const double offset = search_.cell.offset, extent = static_cast<double>(search_.cell.extent());
-  const double width = extent / binCount_, slack = extent * kWallSlack;
-  const int32_t lastBin = binOf(lastEnd_);
+  const double wide = static_cast<double>(search_.cell.extent());
+  const Bounds offset = search_.cell.offset, extent = wide, width = wide / binCount_,
+               slack = wide * kWallSlack;
+  const Bins count = search_.count, lastBin = binOf(lastEnd_);
+  std::memset(marked_, 0, static_cast<size_t>(binCount_));
   bool hasMarks = false;
-  int32_t lowsBefore = 0, highsWithin = 0, lowsOut = 0, highsOut = 0;
-  for (int32_t bin = 0; bin < binCount_; ++bin) {
-    const int32_t lows = lowsIn_[bin], highs = highsIn_[bin];
-    highsWithin += highs;
-    const double below = offset + positive(bin * width - slack);
-    const double above = offset + positive(extent - (bin + 1) * width - slack);
-    const double lower = lowsBefore * below + (search_.count - highsWithin) * above;
-    const bool isMarked = !search_.mayPrune || (bin <= lastBin && !(lower > limit));
-    lowsBefore += lows;
-    marked_[bin] = isMarked;
-    hasMarks |= isMarked && (lows | highs) != 0;
-    lowsIn_[bin] = lowsOut;
-    highsIn_[bin] = highsOut;
-    lowsOut += isMarked ? 0 : lows;
-    highsOut += isMarked ? 0 : highs;
+  int32_t lowsMarked = 0, highsMarked = 0;
+  Bins number = Bins::load(kFirstBins);
+  for (int32_t bin = 0; bin < binCount_; bin += kGroup, number = number + Bins(kGroup)) {
+    const Bins lowsBefore = Bins::load(lowsBelow_ + bin), highsWithin = Bins::load(highsBelow_ + bin + 1);
+    const Bounds below = offset + maxOf(widened(number) * width - slack, Bounds(0.0));
+    const Bounds above = offset + maxOf(extent - widened(number + Bins(1)) * width - slack, Bounds(0.0));
+    const Bounds lower = widened(lowsBefore) * below + widened(count - highsWithin) * above;
+    const auto isOut = narrowed(Bounds(limit) < lower) | (lastBin < number);
+    auto marks = static_cast<uint32_t>(search_.mayPrune ? bits(!isOut) : (1 << kGroup) - 1);
+    for (; marks != 0; marks &= marks - 1) {
+      const int32_t one = bin + std::countr_zero(marks);
+      const int32_t lows = lowsBelow_[one + 1] - lowsBelow_[one],
+                    highs = highsBelow_[one + 1] - highsBelow_[one];
+      marked_[one] = true;
+      hasMarks |= (lows | highs) != 0;
+      lowsOut_[one] = lowsBelow_[one] - lowsMarked;
+      highsOut_[one] = highsBelow_[one] - highsMarked;
+      lowsMarked += lows;
+      highsMarked += highs;
+    }
   }
   return hasMarks;
 }
 
-int32_t AxisBins::keepMarked(float *values, int32_t count) const {
+// Of a list of all patches.
+int32_t AxisBins::keepMarked(float *values, int shift) const {
   int32_t kept = 0;
-  for (int32_t i = 0; i < count; ++i) {
+  for (int32_t i = 0; i < search_.count; ++i) {
     const float value = values[i];
     values[kept] = value;
-    kept += marked_[binOf(value)];
+    kept += marked_[places_[i] >> shift & kBinMask];
   }
   return kept;
 }
 
 PlaneChoice AxisBins::choosePlane(double limit) {
   if (!mark(limit)) return {Best().cost, 0.0f};
-  lowCount_ = keepMarked(lows_, lowCount_);
-  highCount_ = keepMarked(highs_, highCount_);
-  flatCount_ = keepMarked(flats_, flatCount_);
+  lowCount_ = keepMarked(lows_, kLowShift);
+  highCount_ = keepMarked(highs_, kHighShift);
+  int32_t kept = 0;
+  for (int32_t i = 0; i < flatCount_; ++i) {
+    const float flat = flats_[i];
+    flats_[kept] = flat;
+    kept += marked_[binOf(flat)];
+  }
+  flatCount_ = kept;
   return lowCount_ + highCount_ <= kTrialLimit && search_.count <= kExactCount ? tryPlanes() : sweepPlanes();
 }
 
@@ -141,8 +214,8 @@ PlaneChoice AxisBins::tryPlanes() const {
     for (int32_t i = 0; i < valueCount; ++i, ++count) {
       const int32_t bin = binOf(values[i]);
       planes[count] = values[i];
-      lowsBefore[count] = lowsIn_[bin];
-      highsBefore[count] = highsIn_[bin];
+      lowsBefore[count] = lowsOut_[bin];
+      highsBefore[count] = highsOut_[bin];
     }
   };
   add(lows_, lowCount_);
@@ -172,13 +245,13 @@ PlaneChoice AxisBins::sweepPlanes() const {
     }
     if (plane > lastEnd_) break;
     const int32_t bin = binOf(plane);
-    const int64_t lowsBelow = static_cast<int64_t>(lowsIn_[bin]) + low;
+    const int64_t lowsBelow = static_cast<int64_t>(lowsOut_[bin]) + low;
     while (low < lowCount_ && !(lows_[low] > plane)) ++low;
     while (high < highCount_ && !(highs_[high] > plane)) ++high;
     while (flat < flatCount_ && flats_[flat] < plane) ++flat;
     const int32_t firstInPlane = flat;
     while (flat < flatCount_ && !(flats_[flat] > plane)) ++flat;
-    const int64_t notPassed = static_cast<int64_t>(search_.count) - highsIn_[bin] - high;
+    const int64_t notPassed = static_cast<int64_t>(search_.count) - highsOut_[bin] - high;
     best.offerSides(cell, plane, lowsBelow, notPassed, flat - firstInPlane);
   }
   return {best.cost, best.plane};

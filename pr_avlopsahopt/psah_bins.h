@@ -8,6 +8,7 @@
 
 #include <cstdint>
 
+#include "frame/lanes.h"
 #include "pr_avlopsahopt/psah_axis.h"
 #include "pr_avlopsahopt/psah_planes_kernels.h"
 
@@ -32,8 +33,12 @@ class AxisBins {
  public:
   explicit AxisBins(const AxisSearch &search);
 
-  // Gathers and counts the extents. Returns a cost that the cheapest plane doesn't exceed.
-  double countExtents();
+  // Gathers and counts the extents along the axes that aren't null, all of one node, in one pass: neighbours often share a
+  // bin, and while one axis waits for its count the others go on.
+  static void countExtents(AxisBins *const (&axes)[3]);
+
+  // A cost that the cheapest plane doesn't exceed.
+  double leastUpperBound() const;
 
   // The cheapest plane, the lowest one of several. If it costs more than `limit`, whatever was found on the way, or a cost
   // as large as can be.
@@ -47,10 +52,15 @@ class AxisBins {
   static constexpr double kWallSlack = 1e-6;
 
   static int32_t binCountFor(int32_t patchCount);
-  int32_t binOf(float x) const;
-  double leastUpperBound() const;
+  template <int N>
+  VEKR_ISA::Int<N> binsOf(VEKR_ISA::Float<N> x) const;
+  int32_t binOf(float x) const { return binsOf<1>(x).v; }
+  template <int N>
+  void countGroup(int32_t i, VEKR_ISA::Float<N> low, VEKR_ISA::Float<N> high);
+  void clearCounts();
+  void finishCounts();
   bool mark(double limit);
-  int32_t keepMarked(float *values, int32_t count) const;
+  int32_t keepMarked(float *values, int shift) const;
   PlaneChoice tryPlanes() const;
   PlaneChoice sweepPlanes() const;
 
@@ -63,14 +73,19 @@ class AxisBins {
   float *const lows_;
   float *const highs_;
   float *const flats_;
+  int32_t *const places_;  // of each patch, the bin of its low, and from bit 16 on that of its high
   int32_t lowCount_ = 0;
   int32_t highCount_ = 0;
   int32_t flatCount_ = 0;
   float lastEnd_ = 0.0f;  // planes beyond it are no candidates
 
-  // Extents by bin; after marking, how many of those left out lie in lower bins.
-  int32_t lowsIn_[kMostBins];
-  int32_t highsIn_[kMostBins];
+  // How many extents lie in the bins below each, and below the end; while they are counted, how many lie in the bin before.
+  int32_t lowsBelow_[kMostBins + 1];
+  int32_t highsBelow_[kMostBins + 1];
+
+  // Of marked bins, how many of the extents that are left out lie below.
+  int32_t lowsOut_[kMostBins];
+  int32_t highsOut_[kMostBins];
   bool marked_[kMostBins];
 };
 

@@ -28,11 +28,15 @@ PlaneChoice tryPlanes(const PlaneTrial &trial) {
   for (int32_t i = 0; i < trial.planeCount; i += N) {
     const Float<N> plane = Float<N>::load(trial.planes + i);
     Int<N> lowsBelow = Int<N>::load(trial.lowsBefore + i), highsPassed = Int<N>::load(trial.highsBefore + i);
-    for (int32_t k = 0; k < trial.lowCount; ++k)
+    const int32_t both = trial.lowCount < trial.highCount ? trial.lowCount : trial.highCount;
+    for (int32_t k = 0; k < both; ++k) {
       lowsBelow = countedIn(lowsBelow, Float<N>(trial.lows[k]) < plane);
-    for (int32_t k = 0; k < trial.highCount; ++k) {
       highsPassed = countedIn(highsPassed, Float<N>(trial.highs[k]) <= plane);
     }
+    for (int32_t k = both; k < trial.lowCount; ++k)
+      lowsBelow = countedIn(lowsBelow, Float<N>(trial.lows[k]) < plane);
+    for (int32_t k = both; k < trial.highCount; ++k)
+      highsPassed = countedIn(highsPassed, Float<N>(trial.highs[k]) <= plane);
     const Int<N> notPassed = patchCount - highsPassed;
     const Double<N> below = offset + widened(plane - lo), above = offset + widened(hi - plane);
     if constexpr (kHasFlats) {

@@ -15,7 +15,7 @@ struct PlaneTrial {
   double offset;
   int32_t patchCount;
 
-  // The planes, in any order; readable up to a multiple of eight, and written there.
+  // The planes, in any order; readable up to a multiple of kPlaneGroup, and written there.
   float *planes;
   int32_t planeCount;
   // Of each plane, how many lows lie below it and how many highs at or below it, apart from those listed here.

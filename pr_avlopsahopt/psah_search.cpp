@@ -209,7 +209,7 @@ class Search {
     };
     AxisBins bins[3] = {AxisBins(searchOf(0)), AxisBins(searchOf(1)), AxisBins(searchOf(2))};
     double bounds[3];
-    const auto count = [&](int32_t axis) { bounds[axis] = cells_[axis].rim * bins[axis].countExtents(); };
+    const auto bound = [&](int32_t axis) { bounds[axis] = cells_[axis].rim * bins[axis].leastUpperBound(); };
     const auto choose = [&](int32_t axis) {
       takeChoice(findings_[axis], cells_[axis], bins[axis].choosePlane(worth_ / cells_[axis].rim));
     };
@@ -217,15 +217,23 @@ class Search {
       // A team larger than the machine sleeps and wakes at each region, which costs more than an axis.
       const int32_t team = std::min(axisCount, omp_get_num_procs());
 #pragma omp parallel for schedule(static) num_threads(team)
-      for (int32_t i = 0; i < axisCount; ++i) count(axes[i]);
+      for (int32_t i = 0; i < axisCount; ++i) {
+        AxisBins *one[3] = {};
+        one[axes[i]] = &bins[axes[i]];
+        AxisBins::countExtents(one);
+        bound(axes[i]);
+      }
       for (int32_t i = 0; i < axisCount; ++i) tightenWorth(bounds[axes[i]]);
 #pragma omp parallel for schedule(static) num_threads(team)
       for (int32_t i = 0; i < axisCount; ++i) choose(axes[i]);
       return;
     }
+    AxisBins *all[3] = {};
+    for (int32_t i = 0; i < axisCount; ++i) all[axes[i]] = &bins[axes[i]];
+    AxisBins::countExtents(all);
     int32_t order[3];
     for (int32_t i = 0; i < axisCount; ++i) {
-      count(axes[i]);
+      bound(axes[i]);
       tightenWorth(bounds[axes[i]]);
       int32_t place = i;
       for (; place > 0 && bounds[axes[i]] < bounds[order[place - 1]]; --place)
