@@ -6,15 +6,15 @@ float gatherFlats(const float *lows, const float *highs, int32_t count, float *f
   int32_t flatCount = 0;
   bool hasEnd = false;
   float first = lows[0], last = lows[0];
+  // Without branches: which patches are flat can't be foretold.
   for (int32_t i = 0; i < count; ++i) {
     const float low = lows[i], high = highs[i];
-    if (low == high) {
-      flats[flatCount++] = low;
-      first = low < first ? low : first;
-    } else if (!hasEnd || high > last) {
-      last = high;
-      hasEnd = true;
-    }
+    const bool isFlat = low == high, isEnd = (low != high) & ((hasEnd == false) | (high > last));
+    flats[flatCount] = low;
+    flatCount += isFlat;
+    first = isFlat & (low < first) ? low : first;
+    last = isEnd ? high : last;
+    hasEnd |= !isFlat;
   }
   *pFlatCount = flatCount;
   return hasEnd ? last : first;

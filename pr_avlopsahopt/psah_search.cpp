@@ -124,16 +124,16 @@ class Search {
   }
 
   void searchWalls(int32_t axis, const AxisCell &cell, AxisFinding &finding) {
-    int64_t atLo = 0, atHi = 0;
-    bool isLoOutermost = true, isHiOutermost = true;
+    int32_t atLo = 0, atHi = 0, beyondLo = 0, beyondHi = 0;
     for (int32_t i = 0; i < node_.count; ++i) {
       const float low = node_.bounds[i].low[axis], high = node_.bounds[i].high[axis];
-      if (low != high) continue;
-      atLo += low == cell.lo;
-      atHi += low == cell.hi;
-      isLoOutermost &= !(low < cell.lo);
-      isHiOutermost &= !(low > cell.hi);
+      const bool isFlat = low == high;
+      atLo += isFlat & (low == cell.lo);
+      atHi += isFlat & (low == cell.hi);
+      beyondLo += isFlat & (low < cell.lo);
+      beyondHi += isFlat & (low > cell.hi);
     }
+    const bool isLoOutermost = beyondLo == 0, isHiOutermost = beyondHi == 0;
     offerWalls(cell, isLoOutermost ? atLo : 0, isHiOutermost ? atHi : 0, node_.count, finding.best);
     if (finding.best.cost < Best().cost) {
       finding.kind = AxisFinding::wall;
