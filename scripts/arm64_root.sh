@@ -14,7 +14,7 @@ as_arm64=(apt-get -q -o APT::Architecture=arm64 -o APT::Architectures=arm64 -o D
   -o Dir::State::status="$state/status" -o Dir::Cache::Archives="$state/archives" -o Dir::Cache::pkgcache= -o Dir::Cache::srcpkgcache=
   -o Debug::NoLocking=true)
 "${as_arm64[@]}" update >/dev/null
-"${as_arm64[@]}" install -y --download-only --no-install-recommends libc6-dev libstdc++6 libgomp1 libbenchmark-dev \
+"${as_arm64[@]}" install -y --download-only --no-install-recommends libc6-dev libstdc++6 libgomp1 libbenchmark-dev libgtest-dev \
   "${example_packages[@]}" >/dev/null
 for package in "$state"/archives/*.deb; do dpkg-deb -x "$package" "$root"; done
 # Links to places of the root as if it were "/" would lead to this machine's.
