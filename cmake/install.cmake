@@ -36,7 +36,8 @@ function(vekr_install_program program folder)
   set(made ${PROJECT_BINARY_DIR}/manual)
   # Packages have no paths to libraries in their programs.
   set(manual ${PROJECT_SOURCE_DIR}/cmake/manual.sh)
-  set(run ${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=$<TARGET_FILE_DIR:vekre9> bash ${manual})
+  list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
+  set(run ${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=$<TARGET_FILE_DIR:vekre9> "VEKR_EMULATOR=${emulator}" bash ${manual})
   set(text ${PROJECT_SOURCE_DIR}/examples/${folder}/manual.txt)
   add_custom_command(OUTPUT ${made}/${program}.1.gz ${made}/bash/${program} ${made}/zsh/_${program}
     COMMAND ${CMAKE_COMMAND} -E make_directory ${made}/bash ${made}/zsh

@@ -3,6 +3,7 @@
 #   manual.sh man  PROGRAM TEXT VERSION > page.1     TEXT: the rest of the page: "## HEADINGS", paragraphs, indented commands
 #   manual.sh bash PROGRAM > completion
 #   manual.sh zsh  PROGRAM > completion
+# VEKR_EMULATOR in the environment: runs a program that is for another processor.
 set -euo pipefail
 kind=$1 program=$2
 name=$(basename "$program")
@@ -11,7 +12,7 @@ name=$(basename "$program")
 # about TEXT | usage TEXT | positional NAME TEXT | option NAME TEXT (without a NAME: of those that follow) | sub NAME TEXT.
 records() {
   local context=$1
-  "$program" $context --help | awk -v context="$context" '
+  ${VEKR_EMULATOR:-} "$program" $context --help | awk -v context="$context" '
     function flush() {
       if (item != "") printf "%s\t%s\t%s\t%s\n", context, kind, item, text
       item = text = ""

@@ -1,91 +1,105 @@
 #!/usr/bin/env bash
-# Fills the matrix of hashes: the library built by each compiler, for x86-64 and for 64-bit ARM, at each optimisation, on x86 also with
-# -march=native and with estimates by table, and run with every instruction set and several thread counts, always over the committed
-# table tests/hashes/table.txt. ARM runs under qemu. Last, x86 under an emulator whose estimates of reciprocals are exact: there the
-# marked rows may differ, and no others; by table none.
-#   scripts/hashes.sh [--quick] [FILE]   the matrix as a table, also into FILE; --quick: -O0 and -O3 only
-#   VEKR_COMPILERS="g++ clang++-16"      these compilers instead of those that are there
+# Fills the matrix of hashes, tests/hashes/matrix.txt: the library built by each compiler, for x86-64 and for 64-bit ARM, at each
+# optimisation, on x86 also with -march=native and with estimates by table, and run with every instruction set by 1, 2 and 5 threads,
+# always over the committed table tests/hashes/table.txt. ARM runs under qemu, by 5 threads. At -O3, x86 also under an emulator whose
+# estimates of reciprocals are exact: there the marked rows may differ, and no others; by table none. Cells that have been run are
+# written anew, those of another table dropped.
+#   scripts/hashes.sh [--quick | --plain]   --quick: -O0 and -O3 only; --plain: neither -march=native nor by table
+#   VEKR_COMPILERS="g++ clang++-16"         these compilers instead of those that are there
 # Debian packages that are missing are named and installed; with --no-install they are only named.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
 take_no_install "$@"
 install_missing "${build_packages[@]}" libgtest-dev clang libomp-14-dev "${cross_packages[@]}"
-levels=(-O0 -O1 -O2 -O3)
-file=/dev/null
+levels=(-O0 -O1 -O2 -O3) x86_variants=(- -march=native by-table)
 for argument in "${arguments[@]}"; do
   case $argument in
     --quick) levels=(-O0 -O3) ;;
-    -*) sed -n 6p "$0" >&2; exit 2 ;;
-    *) file=$argument ;;
+    --plain) x86_variants=(-) ;;
+    *) sed -n 7p "$0" >&2; exit 2 ;;
   esac
 done
 
+# clang for ARM is this machine's, with the runtimes of scripts/arm64_root.sh.
 compilers=()
-for name in ${VEKR_COMPILERS:-g++ g++-11 clang++ clang++-13 clang++-15 clang++-16 aarch64-linux-gnu-g++}; do
-  command -v "$name" >/dev/null && compilers+=("$name")
+for name in ${VEKR_COMPILERS:-g++ g++-11 clang++ clang++-13 clang++-15 clang++-16 aarch64-linux-gnu-g++ aarch64-linux-gnu-clang++}; do
+  if command -v "${name/#aarch64-linux-gnu-clang/clang}" >/dev/null; then compilers+=("$name"); fi
 done
-cells=0 wrong=0
+matrix=tests/hashes/matrix.txt
+table=$(sha256sum tests/hashes/table.txt | cut -c1-16)
+cells=$(mktemp)
+trap 'rm -f "$cells"' EXIT
+wrong=0
 
 # cell words... : runs the hash program of $build; one line.
 cell() {
-  local outcome
-  cells=$((cells + 1))
-  if outcome=$("$@" "${runner[@]}" "$build/bin/hashes" --check tests/hashes/table.txt "${options[@]}" 2>&1); then
-    outcome=equal
-  else
-    wrong=$((wrong + 1))
-    printf '%s\n' "$outcome" >&2
-    outcome=DIFFERENT
-  fi
-  printf '%-22s %-4s %-14s %-6s %-7s %s\n' "$compiler" "$level" "$native" "$set" "$threads" "$outcome" | tee -a "$file"
+  local outcome=equal count
+  for count in ${threads//,/ }; do
+    "$@" "${runner[@]}" "$build/bin/hashes" --check tests/hashes/table.txt $strict --threads "$count" >&2 || outcome=DIFFERENT
+  done
+  [ $outcome = equal ] || wrong=$((wrong + 1))
+  printf '%-8s %-14s %-4s %-14s %-6s %-6s %-16s %s\n' \
+    "$architecture" "$version" "$level" "$variant" "$set" "$threads" "$table" "$outcome" | tee -a "$cells"
 }
 
-: >"$file"
-printf '%-22s %-4s %-14s %-6s %-7s %s\n' compiler opt flags set threads outcome | tee -a "$file"
 for compiler in "${compilers[@]}"; do
-  variants=(- -march=native by-table) sets=(avx2 sse41) runner=() target=()
+  architecture=x86_64 variants=("${x86_variants[@]}") sets=(avx2 sse41) runner=() target=(-DCMAKE_CXX_COMPILER="$compiler")
+  version=${compiler%%-[0-9]*}-$("${compiler/#aarch64-linux-gnu-clang/clang}" -dumpfullversion -dumpversion)
   if [[ $compiler = aarch64-* ]]; then
-    variants=(-) sets=(neon) runner=(qemu-aarch64 -L /usr/aarch64-linux-gnu)
-    target=(--toolchain cmake/toolchains/aarch64-linux-gnu.cmake)
+    architecture=aarch64 variants=(-) sets=(neon) runner=(qemu-aarch64 -L /usr/aarch64-linux-gnu)
+    version=${version#aarch64-linux-gnu-}
+    target+=(--toolchain cmake/toolchains/aarch64-linux-gnu.cmake)
+  fi
+  if [[ $compiler = aarch64-*-clang++ ]]; then
+    [ -d build/arm64-root ] || scripts/arm64_root.sh
+    runner=(qemu-aarch64 -L build/arm64-root)
+    target=(--toolchain cmake/toolchains/aarch64-linux-gnu.cmake -DVEKR_ARM64_ROOT="$PWD/build/arm64-root"
+      -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_C_COMPILER_TARGET=aarch64-linux-gnu
+      -DCMAKE_CXX_COMPILER_TARGET=aarch64-linux-gnu)
   fi
   for level in "${levels[@]}"; do
-    for native in "${variants[@]}"; do
-      build=build/hashes/$compiler$level${native#-}
+    for variant in "${variants[@]}"; do
+      build=build/hashes/$compiler$level${variant#-}
       flags=$level settings=()
-      case $native in
-        -march=*) flags+=" $native" ;;
+      case $variant in
+        -march=*) flags+=" $variant" ;;
         by-table) settings=(-DVEKR_ESTIMATES=table) ;;
       esac
       log=$build.log
       mkdir -p build/hashes
       # The compiler's own runtime where it has one, else that of clang 14, with which the calls of all of them agree.
-      if ! { cmake -S . -B "$build" -G Ninja "${target[@]}" -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE=None \
-        -DCMAKE_CXX_FLAGS="$flags" "${settings[@]}" -DVEKR_BUILD_BENCHMARKS=OFF -DVEKR_BUILD_EXAMPLES=OFF &&
-        cmake --build "$build" --target vekr_hashes; } >"$log" 2>&1; then
-        echo "$compiler $flags: not built, see $log" | tee -a "$file"
+      if ! { cmake -S . -B "$build" -G Ninja "${target[@]}" -DCMAKE_BUILD_TYPE=None -DCMAKE_CXX_FLAGS="$flags" "${settings[@]}" \
+        -DVEKR_BUILD_BENCHMARKS=OFF -DVEKR_BUILD_EXAMPLES=OFF && cmake --build "$build" --target vekr_hashes; } >"$log" 2>&1; then
+        echo "$compiler $flags: not built, see $log"
         wrong=$((wrong + 1))
         continue
       fi
+      threads=1,2,5 strict=--strict
+      [ $architecture = x86_64 ] || threads=5  # emulation is slow
       for set in "${sets[@]}"; do
         tunables=()
         [ "$set" != sse41 ] || tunables=(GLIBC_TUNABLES=glibc.cpu.hwcaps=-AVX2)
-        # Code for this very processor may have its wider instructions everywhere: only its own set is a cell.
-        for threads in 1 2 5; do
-          options=(--threads "$threads" --strict)
-          cell env "${tunables[@]}"
-        done
+        cell env "${tunables[@]}"
       done
+      # Another make of processor: without the table, the rows of a processor's estimates are left out.
+      if [ "$architecture$level" = x86_64-O3 ] && [[ $variant != -march=* ]] && command -v qemu-x86_64 >/dev/null; then
+        threads=1
+        [ "$variant" = by-table ] || strict= variant=unmarked
+        variant+=,emul.
+        cell qemu-x86_64 -cpu Nehalem
+      fi
     done
   done
 done
 
-runner=() compiler=g++ level=-O3 set=sse41 threads=1
-if command -v qemu-x86_64 >/dev/null; then
-  build=build/hashes/g++-O3 native=emulator options=()
-  [ ! -x "$build/bin/hashes" ] || cell qemu-x86_64 -cpu Nehalem
-  build=build/hashes/g++-O3by-table native=emul.,by-table options=(--strict)
-  [ ! -x "$build/bin/hashes" ] || cell qemu-x86_64 -cpu Nehalem
-fi
-echo "$cells cells, $wrong different or not built" | tee -a "$file"
+# New cells, and those of the same table that were not run now.
+touch "$matrix"
+{
+  printf '%-8s %-14s %-4s %-14s %-6s %-6s %-16s %s\n' '#arch' compiler opt flags set threads table outcome
+  awk -v table="$table" '{ key = $1 " " $2 " " $3 " " $4 " " $5 } FILENAME == ARGV[1] { ran[key] = 1; print; next }
+    $7 == table && !(key in ran)' "$cells" "$matrix" | LC_ALL=C sort
+} >"$cells.new"
+mv "$cells.new" "$matrix"
+echo "$(wc -l <"$cells") cells, $wrong different or not built"
 [ "$wrong" -eq 0 ]
