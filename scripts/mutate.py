@@ -2,6 +2,8 @@
 """Changes the library in one place at a time and tells which changes no test sees.
 
   scripts/mutate.py [--count N] [--seed S] [--report FILE] [PATTERN...]   e.g. scripts/mutate.py --count 200 sh/ prresize/
+  scripts/mutate.py --each 5                      five of every folder
+  scripts/mutate.py --place psah_bins.cpp:169     all of one line
 
 A mutant is one operator, comparison, constant or order of a .cpp file of the library turned into another. Its objects are compiled as
 build/release does it and linked with the others into a library of its own; the programs of build/release/bin then run against that
@@ -58,6 +60,11 @@ def mutants(paths: list[str]) -> list[tuple[str, int, int, str]]:
                         found.append((path, offset + match.start(), offset + match.end(), replacement))
             offset += len(line)
     return found
+
+
+def line_of(mutant: tuple[str, int, int, str]) -> int:
+    with open(os.path.join(ROOT, mutant[0])) as stream:
+        return stream.read().count("\n", 0, mutant[1]) + 1
 
 
 def run(arguments: list[str], **keywords) -> int:
@@ -130,6 +137,8 @@ def main() -> None:
     parser.add_argument("--count", type=int, default=100)
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--report", default=os.path.join(ROOT, "build", "mutants.txt"))
+    parser.add_argument("--each", type=int, help="so many of every folder, instead of --count of all")
+    parser.add_argument("--place", action="append", help="FILE:LINE: all mutants of this line")
     parser.add_argument("patterns", nargs="*")
     options = parser.parse_args()
     trial = Trial()
@@ -137,7 +146,16 @@ def main() -> None:
     if not paths:
         sys.exit("no file of the library matches")
     places = mutants(paths)
-    chosen = random.Random(options.seed).sample(places, min(options.count, len(places)))
+    chooser = random.Random(options.seed)
+    if options.place:
+        chosen = [place for place in places if any(f"{place[0]}:{line_of(place)}".endswith(wanted) for wanted in options.place)]
+    elif options.each:
+        chosen = []
+        for folder in sorted({path.split("/")[0] for path in paths}):
+            here = [place for place in places if place[0].split("/")[0] == folder]
+            chosen += chooser.sample(here, min(options.each, len(here)))
+    else:
+        chosen = chooser.sample(places, min(options.count, len(places)))
     killed = survived = 0
     with open(options.report, "w") as report:
         for path, start, end, replacement in chosen:
@@ -146,7 +164,7 @@ def main() -> None:
             survived += outcome == "survived"
             with open(os.path.join(ROOT, path)) as stream:
                 text = stream.read()
-            number = text.count("\n", 0, start) + 1
+            number = line_of((path, start, end, replacement))
             line = text.splitlines()[number - 1].strip()
             print(f"{outcome}: {path}:{number}: '{text[start:end].strip()}' to '{replacement.strip()}' in: {line}", file=report, flush=True)
     print(f"{len(places)} places in {len(paths)} files; {len(chosen)} tried: {killed} killed, {survived} survived, "
