@@ -7,7 +7,7 @@
 
 A mutant is one operator, comparison, constant or order of a .cpp file of the library turned into another. Its objects are compiled as
 build/release does it and linked with the others into a library of its own; the programs of build/release/bin then run against that
-one: first the table of hashes, with both instruction sets, then the sweep of arguments, then the tests of the folder. Needs a built
+one: first the table of hashes, with both instruction sets, then the tests of the folder, then the sweep of arguments. Needs a built
 release preset (scripts/test.sh release). Nothing in the sources changes.
 
 Headers aren't mutated, and tests of private names, which are linked to an archive, see nothing of a mutant.
@@ -120,11 +120,12 @@ class Trial:
         for environment in (everywhere, narrow):
             if run(table, env=environment):
                 return "killed by hashes"
-        tests = ["arguments_test"]
+        tests = []
         listed = os.path.join(ROOT, "tests", path.split("/")[0], "CMakeLists.txt")
         if os.path.exists(listed):
             with open(listed) as stream:
-                tests += re.findall(r"vekr_test\((\w+)", stream.read())
+                tests = re.findall(r"vekr_test\((\w+)", stream.read())
+        tests.append("arguments_test")
         for test in tests:
             for environment in (everywhere, narrow):
                 if test in self.programs and run([os.path.join(BUILD, "bin", test)], env=environment):

@@ -73,8 +73,8 @@ stage documentation scripts/docs.sh --look
 # Each of these builds the library anew, all of it without warnings, and such tests as its compiler or sanitizer could fail by itself.
 stage tsan run_preset tsan vekr_threads_tests -L threads
 stage asan run_preset asan vekr_bounds_tests -L bounds
-stage clang run_preset clang vekr_short_tests -L short
-stage debug run_preset debug vekr_short_tests -L short
+stage clang run_preset clang vekr_bits_tests -L bits
+stage debug run_preset debug vekr_bits_tests -L bits
 stage interface scripts/interface.sh
 stage release run_preset release all
 stage cross-aarch64 check_arm
