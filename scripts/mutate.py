@@ -25,6 +25,7 @@ import tempfile
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 BUILD = os.path.join(ROOT, "build", "release")
+OUT_OF_TIME = 124
 CHANGES = [
     (r"(?<=[\w)\]]) \+ (?=[\w(])", " - "),
     (r"(?<=[\w)\]]) - (?=[\w(])", " + "),
@@ -69,9 +70,14 @@ def line_of(mutant: tuple[str, int, int, str]) -> int:
 
 def run(arguments: list[str], **keywords) -> int:
     try:
-        return subprocess.run(arguments, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=300, **keywords).returncode
+        return subprocess.run(arguments, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=600, **keywords).returncode
     except subprocess.TimeoutExpired:
-        return 124
+        return OUT_OF_TIME
+
+
+def how(status: int) -> str:
+    """What is told of a kill: on a busy machine patience may end for other reasons than a mutant's."""
+    return " (no end)" if status == OUT_OF_TIME else ""
 
 
 class Trial:
@@ -118,8 +124,8 @@ class Trial:
         narrow = dict(everywhere, GLIBC_TUNABLES="glibc.cpu.hwcaps=-AVX2")
         table = [os.path.join(BUILD, "bin", "hashes"), "--strict", "--check", os.path.join(ROOT, "tests/hashes/table.txt")]
         for environment in (everywhere, narrow):
-            if run(table, env=environment):
-                return "killed by hashes"
+            if status := run(table, env=environment):
+                return "killed by hashes" + how(status)
         tests = []
         listed = os.path.join(ROOT, "tests", path.split("/")[0], "CMakeLists.txt")
         if os.path.exists(listed):
@@ -128,8 +134,8 @@ class Trial:
         tests.append("arguments_test")
         for test in tests:
             for environment in (everywhere, narrow):
-                if test in self.programs and run([os.path.join(BUILD, "bin", test)], env=environment):
-                    return f"killed by {test}"
+                if test in self.programs and (status := run([os.path.join(BUILD, "bin", test)], env=environment)):
+                    return f"killed by {test}{how(status)}"
         return "survived"
 
 
