@@ -10,7 +10,7 @@ build/release does it and linked with the others into a library of its own; the 
 one: first the table of hashes, with both instruction sets, then the tests of the folder, then the sweep of arguments. Needs a built
 release preset (scripts/test.sh release). Nothing in the sources changes.
 
-Headers aren't mutated, and tests of private names, which are linked to an archive, see nothing of a mutant.
+Tests of private names are linked anew. Headers aren't mutated.
 """
 
 import argparse
@@ -117,24 +117,37 @@ class Trial:
                     "-L" + os.path.join(BUILD, "lib"), "-lvekcore", "-lm", "-Wl,-rpath," + os.path.join(BUILD, "lib")]
             if run(link) != 0:
                 return "not linked"
-            return self.tested(path, folder)
+            return self.tested(path, folder, list(objects.values()))
 
-    def tested(self, path: str, folder: str) -> str:
+    def private(self, test: str, folder: str, objects: list[str]) -> str | None:
+        """A test of private names, linked to an archive with the mutant in it."""
+        commands = subprocess.run(["ninja", "-t", "commands", "vekr_" + test], cwd=BUILD, capture_output=True, text=True)
+        archive, program = os.path.join(folder, "private.a"), os.path.join(folder, test)
+        words = shlex.split(commands.stdout.splitlines()[-1])
+        words = [archive if os.path.basename(word) == "libvekre9_private.a" else word for word in words if word not in (":", "&&")]
+        words[words.index("-o") + 1] = program
+        if not os.path.exists(archive) and run(["ar", "qcs", archive, *objects]) != 0:
+            return None
+        return program if run(words, cwd=BUILD) == 0 else None
+
+    def tested(self, path: str, folder: str, objects: list[str]) -> str:
         everywhere = dict(os.environ, LD_LIBRARY_PATH=folder)
         narrow = dict(everywhere, GLIBC_TUNABLES="glibc.cpu.hwcaps=-AVX2")
         table = [os.path.join(BUILD, "bin", "hashes"), "--strict", "--check", os.path.join(ROOT, "tests/hashes/table.txt")]
         for environment in (everywhere, narrow):
             if status := run(table, env=environment):
                 return "killed by hashes" + how(status)
-        tests = []
         listed = os.path.join(ROOT, "tests", path.split("/")[0], "CMakeLists.txt")
+        text = ""
         if os.path.exists(listed):
             with open(listed) as stream:
-                tests = re.findall(r"vekr_test\((\w+)", stream.read())
-        tests.append("arguments_test")
-        for test in tests:
+                text = stream.read()
+        for test in [*re.findall(r"vekr_(?:private_)?test\((\w+)", text), "arguments_test"]:
+            program: str | None = os.path.join(BUILD, "bin", test)
+            if test in self.programs and f"vekr_private_test({test} " in text:
+                program = self.private(test, folder, objects)
             for environment in (everywhere, narrow):
-                if test in self.programs and (status := run([os.path.join(BUILD, "bin", test)], env=environment)):
+                if program and os.path.exists(program) and (status := run([program], env=environment)):
                     return f"killed by {test}{how(status)}"
         return "survived"
 
