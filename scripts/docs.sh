@@ -17,14 +17,14 @@ mkdir -p "$work/bin" "$work/figures"
 version=$(sed -n 's/^project(vekr VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 
 echo "== docs: library"
-cmake --preset release -B build/alone -DBUILD_TESTING=OFF -DVEKR_BUILD_BENCHMARKS=OFF -DVEKR_BUILD_EXAMPLES=OFF >/dev/null
-cmake --build build/alone | tail -n 1
+cmake --preset release >/dev/null
+cmake --build --preset release --target vekre9 vekcore | tail -n 1
 
 # The programs that the pages show, as a reader would compile them, and what they and the other makers of pictures draw.
 echo "== docs: pictures"
 for program in docs/programs/*.c docs/figures/*.c; do
   ${CC:-cc} -std=c99 -O2 -Wall -Wextra -Werror -Iinclude -Ivekcore "$program" -o "$work/bin/$(basename "$program" .c)" \
-    -Lbuild/alone/lib -lvekre9 -lvekcore -lm -Wl,-rpath,"$PWD/build/alone/lib"
+    -Lbuild/release/lib -lvekre9 -lvekcore -lm -Wl,-rpath,"$PWD/build/release/lib"
 done
 cp -r docs "$work/source"
 rm -rf "$work/source/reference"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Runs the fuzz targets of fuzz/, under the address and undefined-behaviour sanitizers, and tells what each has done.
 #   scripts/fuzz.sh MINUTES [TARGET...]   so long for each target, as many side by side as there are processors (VEKR_JOBS: so many);
-#                                         20s: so many seconds. VEKR_SEED: the same inputs in the same order every time
+#                                         10s: so many seconds. VEKR_SEED: the same inputs in the same order every time
 # Corpora begin with fuzz/corpus/TARGET and grow in build/fuzz/corpus/TARGET; what is found lies in build/fuzz/findings/, and
 # build/fuzz/bin/fuzz_TARGET FILE runs it again.
 # Debian packages that are missing are named and installed; with --no-install they are only named.

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Checks the Python package: types, tests, docstrings, examples, and the wheel in a fresh environment.
-#   scripts/python.sh          all of that, with the release library
-#   scripts/python.sh asan     the tests with the sanitizers' library
+#   scripts/python.sh                  all of that, with the release library
+#   scripts/python.sh asan [TEST...]   tests with the sanitizers' library: those of what calls it, unless others are named
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
@@ -15,6 +15,9 @@ build() {
 }
 
 if [ "${1:-}" = asan ]; then
+  shift
+  # Chunks and Dask call what volumes do, chunk by chunk.
+  [ $# -gt 0 ] || set -- tests/test_{lib,sh,mesh,volume,hostile,grammar}.py
   echo "== python: tests under the sanitizers"
   build asan
   # The interpreter isn't instrumented: the runtimes come first, and its own leaks are not looked for. numpy's allocations
@@ -23,20 +26,26 @@ if [ "${1:-}" = asan ]; then
   LD_PRELOAD="$(gcc -print-file-name=libasan.so):$(gcc -print-file-name=libubsan.so)" \
     ASAN_OPTIONS=detect_leaks=0:allocator_may_return_null=1:detect_odr_violation=0 UBSAN_OPTIONS=print_stacktrace=1 \
     PYTHONMALLOC=malloc VEKR_LIBRARY="$PWD/../build/asan/lib/libvekre9.so.6.1" \
-    $python -m pytest -q -m "not process" tests
+    $python -m pytest -q -m "not process" "$@"
   exit 0
 fi
 
 build release
 cd python
+# On one processor, while the other looks at the rest.
+$python -m pytest -q tests >../build/python-tests.log 2>&1 &
+suite=$!
+trap 'kill $suite 2>/dev/null || true' EXIT
 echo "== python: types"
 mypy --cache-dir ../build/mypy
 echo "== python: docstrings"
 $python -m pytest -q --doctest-modules vekr
-echo "== python: tests"
-$python -m pytest -q tests
 echo "== python: examples"
 $python -m pytest -q examples
+echo "== python: tests"
+wait $suite || { cat ../build/python-tests.log; exit 1; }
+trap - EXIT
+tail -n 1 ../build/python-tests.log
 cd ..
 echo "== python: wheel"
 scripts/wheel.sh

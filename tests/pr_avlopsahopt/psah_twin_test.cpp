@@ -232,6 +232,22 @@ TEST(PsahTwin, ZerosOfBothSigns) {
   }
 }
 
+// So many that their ends are sorted and swept, and all meet in one plane, whose sign is the tree's.
+TEST(PsahTwin, ManyPatchesThatMeetAtAZeroOfEitherSign) {
+  for (const float end : {0.0f, -0.0f}) {
+    for (const float start : {0.0f, -0.0f}) {
+      Mesh mesh;
+      Random random(3);
+      for (int i = 0; i < 400; ++i) {
+        const float y = random.within(-1, 1), z = random.within(-1, 1);
+        mesh.addTriangle({end, y, z}, {-0.1f, y + 0.01f, z}, {random.within(-1, -0.1f), y, z + 0.01f});
+        mesh.addTriangle({start, y, z}, {0.1f, y + 0.01f, z}, {random.within(0.1f, 1), y, z + 0.01f});
+      }
+      EXPECT_TRUE(sameAsTwin(mesh, {.maxDepth = 12})) << "ends at " << end << ", starts at " << start;
+    }
+  }
+}
+
 TEST(PsahTwin, InfiniteVerticesGiveATree) {
   for (uint32_t seed = 0; seed < 6; ++seed) {
     Mesh mesh = triangleSoup(100, 0.3f, seed);
