@@ -12,7 +12,7 @@ float gatherFlats(const float *lows, const float *highs, int32_t count, float *f
     const bool isFlat = low == high, isEnd = (low != high) & ((hasEnd == false) | (high > last));
     flats[flatCount] = low;
     flatCount += isFlat;
-    first = isFlat & (low < first) ? low : first;
+    first = (isFlat & (low < first)) ? low : first;
     last = isEnd ? high : last;
     hasEnd |= !isFlat;
   }
