@@ -118,8 +118,10 @@ def test_ten_thousand_calls_leave_no_memory_behind():
     assert resident() - before < 4 << 20
 
 
+# Shells start what runs in the background with interrupts ignored, and children take that over.
 INTERRUPTED = """
-import numpy as np, sys, vekr
+import numpy as np, signal, sys, vekr
+signal.signal(signal.SIGINT, signal.default_int_handler)
 volume = np.zeros((200, 200, 200), np.uint8)
 out = np.zeros((200, 200, 200), np.uint8)
 print("ready", flush=True)
