@@ -9,7 +9,7 @@ float gatherFlats(const float *lows, const float *highs, int32_t count, float *f
   // Without branches: which patches are flat can't be foretold.
   for (int32_t i = 0; i < count; ++i) {
     const float low = lows[i], high = highs[i];
-    const bool isFlat = low == high, isEnd = (low != high) & ((hasEnd == false) | (high > last));
+    const bool isFlat = low == high, isEnd = (!isFlat) & ((!hasEnd) | (high > last));
     flats[flatCount] = low;
     flatCount += isFlat;
     first = (isFlat & (low < first)) ? low : first;

@@ -25,8 +25,8 @@ using Bins = Int<kGroup>;
 using Bounds = VEKR_ISA::Double<kGroup>;
 constexpr int32_t kFirstBins[kGroup] = {0, 1, 2, 3};
 
-// Where a place has its two bins.
-constexpr int kLowShift = 0, kHighShift = 16;
+// A place has the bin of the low in its lower half, that of the high in its upper half.
+constexpr int kHighShift = 16;
 constexpr int32_t kBinMask = 0xFFFF;
 
 // Longer lists go to the radix sort.
@@ -181,28 +181,24 @@ bool AxisBins::mark(double limit) {
   return hasMarks;
 }
 
-// Of a list of all patches.
-int32_t AxisBins::keepMarked(float *values, int shift) const {
+// binAt(i): the bin of values[i].
+template <class BinAt>
+inline int32_t AxisBins::keepMarked(float *values, int32_t count, const BinAt &binAt) const {
   int32_t kept = 0;
-  for (int32_t i = 0; i < search_.count; ++i) {
+  for (int32_t i = 0; i < count; ++i) {
     const float value = values[i];
+    const int32_t bin = binAt(i);
     values[kept] = value;
-    kept += marked_[places_[i] >> shift & kBinMask];
+    kept += marked_[bin];
   }
   return kept;
 }
 
 PlaneChoice AxisBins::choosePlane(double limit) {
   if (!mark(limit)) return {Best().cost, 0.0f};
-  lowCount_ = keepMarked(lows_, kLowShift);
-  highCount_ = keepMarked(highs_, kHighShift);
-  int32_t kept = 0;
-  for (int32_t i = 0; i < flatCount_; ++i) {
-    const float flat = flats_[i];
-    flats_[kept] = flat;
-    kept += marked_[binOf(flat)];
-  }
-  flatCount_ = kept;
+  lowCount_ = keepMarked(lows_, lowCount_, [&](int32_t i) { return places_[i] & kBinMask; });
+  highCount_ = keepMarked(highs_, highCount_, [&](int32_t i) { return places_[i] >> kHighShift; });
+  flatCount_ = keepMarked(flats_, flatCount_, [&](int32_t i) { return binOf(flats_[i]); });
   return lowCount_ + highCount_ <= kTrialLimit && search_.count <= kExactCount ? tryPlanes() : sweepPlanes();
 }
 

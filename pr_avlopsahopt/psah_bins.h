@@ -60,7 +60,8 @@ class AxisBins {
   void clearCounts();
   void finishCounts();
   bool mark(double limit);
-  int32_t keepMarked(float *values, int shift) const;
+  template <class BinAt>
+  int32_t keepMarked(float *values, int32_t count, const BinAt &binAt) const;
   PlaneChoice tryPlanes() const;
   PlaneChoice sweepPlanes() const;
 
