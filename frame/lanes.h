@@ -17,6 +17,7 @@
 // To add a set: its width in frame/isa.h, a file of its registers in frame/lanes/, a line here.
 #pragma once
 
+#include "frame/lanes/four.h"
 #include "frame/lanes/neon.h"
 #include "frame/lanes/one.h"
 #include "frame/lanes/wide.h"

@@ -2,6 +2,7 @@
 # Runs the fuzz targets of fuzz/, under the address and undefined-behaviour sanitizers, and tells what each has done.
 #   scripts/fuzz.sh MINUTES [TARGET...]   so long for each target, as many side by side as there are processors (VEKR_JOBS: so many);
 #                                         10s: so many seconds. VEKR_SEED: the same inputs in the same order every time
+# Lines of all runs are added to build/fuzz/runs.txt.
 # Corpora begin with fuzz/corpus/TARGET and grow in build/fuzz/corpus/TARGET; what is found lies in build/fuzz/findings/, and
 # build/fuzz/bin/fuzz_TARGET FILE runs it again.
 # Debian packages that are missing are named and installed; with --no-install they are only named.
@@ -36,10 +37,14 @@ fuzz() {
     tail -n 60 "$output"
     return 1
   fi
-  local executions edges
+  local executions edges taken
   executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$output")
   edges=$(sed -n 's/.* cov: \([0-9]*\) .*/\1/p' "$output" | tail -n 1)
-  printf '%-11s %10s executions %6s edges %5s inputs kept\n' "$target" "$executions" "$edges" "$(find "$corpus" -type f | wc -l)"
+  # What its processes have taken, user and system, is the last line of `times`.
+  times >"$output.times"  # not into a pipe, which would be a shell of its own
+  taken=$(awk 'NR == 2 { split($1 "m" $2, part, /[ms]+/); printf "%.0f", part[1] * 60 + part[2] + part[3] * 60 + part[4] }' "$output.times")
+  printf '%-11s %10s executions %6s edges %5s inputs kept %6s processor-seconds\n' "$target" "$executions" "$edges" \
+    "$(find "$corpus" -type f | wc -l)" "$taken" | tee -a build/fuzz/runs.txt
 }
 export -f fuzz
 export seconds

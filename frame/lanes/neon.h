@@ -173,11 +173,6 @@ Int<4> lanesFrom(Int<4> a, Int<4> b) {
   return select(maskOfBits<4>((1u << first) - 1), a, b);
 }
 
-template <>
-inline Int<4> loadRepeated<4>(const int32_t *p) {
-  return Int<4>::load(p);
-}
-
 inline void storeSaturated(Int<4> a, uint8_t *p) {
   const int16x4_t words = vqmovn_s32(a.v);
   storeAs(p, vget_lane_u32(vreinterpret_u32_u8(vqmovun_s16(vcombine_s16(words, words))), 0));
@@ -297,24 +292,6 @@ inline void transpose(Float<4> (&a)[4]) {
   a[1].v = vzip2q_f32(ac0, bd0);
   a[2].v = vzip1q_f32(ac1, bd1);
   a[3].v = vzip2q_f32(ac1, bd1);
-}
-
-// Four floats from column `first` on of each of the rows, which lie anywhere.
-inline void loadColumns(const float *const (&rows)[4], int first, Float<4> (&columns)[4]) {
-  for (int k = 0; k < 4; ++k) columns[k] = Float<4>::load(rows[k] + first);
-  transpose(columns);
-}
-
-inline void loadTransposed(const float (*rows)[4], Float<4> (&columns)[4]) {
-  for (int k = 0; k < 4; ++k) columns[k] = Float<4>::load(rows[k]);
-  transpose(columns);
-}
-
-// Four rows of as many lanes, to one block after the other.
-inline void storeTransposed(const Float<4> (&rows)[4], float (*out)[4]) {
-  Float<4> columns[4] = {rows[0], rows[1], rows[2], rows[3]};
-  transpose(columns);
-  for (int k = 0; k < 4; ++k) columns[k].store(out[k]);
 }
 
 // ---------------------------------------------------------------- scattered elements

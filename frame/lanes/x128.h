@@ -182,11 +182,6 @@ Int<4> lanesFrom(Int<4> a, Int<4> b) {
   return _mm_blend_epi16(a.v, b.v, 0xFF << 2 * first & 0xFF);
 }
 
-template <>
-inline Int<4> loadRepeated<4>(const int32_t *p) {
-  return Int<4>::load(p);
-}
-
 inline void storeSaturated(Int<4> a, uint8_t *p) {
   const __m128i words = _mm_packs_epi32(a.v, a.v);
   storeAs(p, _mm_cvtsi128_si32(_mm_packus_epi16(words, words)));
@@ -291,24 +286,6 @@ inline Int<4> orOfLanes(Int<4> a) {
 
 // Rows to columns.
 inline void transpose(Float<4> (&a)[4]) { _MM_TRANSPOSE4_PS(a[0].v, a[1].v, a[2].v, a[3].v); }
-
-// Four floats from column `first` on of each of the rows, which lie anywhere.
-inline void loadColumns(const float *const (&rows)[4], int first, Float<4> (&columns)[4]) {
-  for (int k = 0; k < 4; ++k) columns[k] = Float<4>::load(rows[k] + first);
-  transpose(columns);
-}
-
-inline void loadTransposed(const float (*rows)[4], Float<4> (&columns)[4]) {
-  for (int k = 0; k < 4; ++k) columns[k] = Float<4>::load(rows[k]);
-  transpose(columns);
-}
-
-// Four rows of as many lanes, to one block after the other.
-inline void storeTransposed(const Float<4> (&rows)[4], float (*out)[4]) {
-  Float<4> columns[4] = {rows[0], rows[1], rows[2], rows[3]};
-  transpose(columns);
-  for (int k = 0; k < 4; ++k) columns[k].store(out[k]);
-}
 
 // ---------------------------------------------------------------- scattered elements
 

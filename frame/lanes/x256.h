@@ -4,7 +4,7 @@
 // register's former value.
 #pragma once
 
-#include "frame/lanes/x128.h"
+#include "frame/lanes/four.h"
 
 #if VEKR_REGISTER_FLOATS >= 8  // nothing here is for narrower sets
 
