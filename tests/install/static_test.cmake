@@ -23,9 +23,9 @@ function(run)
   set(output "${text}" PARENT_SCOPE)
 endfunction()
 
-# Not optimised: that is done sooner, and leaves more names to hide.
+# Neither optimised nor with debugging information: that is done sooner, and leaves more names to hide.
 set(prefix ${WORK}/prefix)
-run(${CMAKE_COMMAND} -G ${GENERATOR} -S ${copy} -B ${WORK}/build -DCMAKE_BUILD_TYPE=Debug -DBUILD_SHARED_LIBS=OFF
+run(${CMAKE_COMMAND} -G ${GENERATOR} -S ${copy} -B ${WORK}/build -DCMAKE_BUILD_TYPE=None -DBUILD_SHARED_LIBS=OFF
   -DCMAKE_C_COMPILER=${C_COMPILER} -DCMAKE_CXX_COMPILER=${CXX_COMPILER} -DCMAKE_C_FLAGS=${C_FLAGS} -DCMAKE_CXX_FLAGS=${CXX_FLAGS}
   -DCMAKE_INSTALL_LIBDIR=${LIBDIR} -DBUILD_TESTING=OFF -DVEKR_BUILD_BENCHMARKS=OFF -DVEKR_BUILD_EXAMPLES=OFF)
 run(${CMAKE_COMMAND} --build ${WORK}/build)
