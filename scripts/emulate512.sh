@@ -52,7 +52,7 @@ finish() {
   if [ -z "${keep-}" ]; then rm -rf "$run"; fi
 }
 trap finish EXIT
-trap 'exit 130' INT TERM
+trap 'exit 130' HUP INT TERM
 
 # The guest's files lie where they lie here, so that run paths and paths compiled in hold.
 mkdir -p "$root"/{bin,proc,sys,dev,tmp} "$root$PWD" "$root$build/bin"
@@ -149,6 +149,16 @@ echo continue >"$run/commands"
 SECONDS=0
 TERM=linux bochs -f "$run/bochsrc" -rc "$run/commands" </dev/null >"$run/bochs.out" 2>&1 &
 emulator=$!
+
+# Its display is a terminal that it has made itself; unread, what it draws would block it after some minutes.
+while kill -0 $emulator 2>/dev/null; do
+  screen=$(sed -n 's/^Bochs connected to screen "\(.*\)"$/\1/p' "$run/bochs.out")
+  if [ -n "$screen" ]; then
+    { stty raw -echo; exec cat; } <"$screen" >/dev/null 2>&1 &
+    break
+  fi
+  sleep 0.1
+done
 
 # What the emulator has used of the processor: on a busy machine the clock says little.
 processor_seconds() { awk '{ print int($14 / 100) }' /proc/$emulator/stat 2>/dev/null || echo 0; }
