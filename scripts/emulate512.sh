@@ -147,7 +147,7 @@ info: action=ignore
 debug: action=ignore
 BOCHS
 echo continue >"$run/commands"
-: >"$run/serial"
+: >"$run/serial" >"$run/bochs.out"
 SECONDS=0
 TERM=linux bochs -f "$run/bochsrc" -rc "$run/commands" </dev/null >"$run/bochs.out" 2>&1 &
 emulator=$!
