@@ -52,9 +52,8 @@ Halves partition(float *first, float *last) {
     if (up >= down) break;
     exchange(*up++, *down--);
   }
-  Halves halves = {down, up};
+  Halves halves = {down, up};  // what lies from `up` on is above the pivot
   while (halves.left > first && !(*halves.left < pivot)) --halves.left;
-  while (halves.right < last && !(*halves.right > pivot)) ++halves.right;
   return halves;
 }
 

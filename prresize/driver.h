@@ -63,11 +63,11 @@ void forBands(int32_t height, int64_t bytesOfRow, const Body &body) {
   }
 }
 
-// Copies a rectangle; as one run where its rows lie close together.
+// Copies a rectangle to another plane of the same volume; as one run where its rows lie close together.
 template <class Voxel>
 void copyPlane(Rows<Voxel> from, Rows<Voxel> to, int32_t width, int32_t height) {
   const size_t bytes = static_cast<size_t>(width) * sizeof(Voxel);
-  if (from.step == width && to.step == width) {
+  if (to.step == width) {
     std::memmove(to.first, from.first, bytes * static_cast<size_t>(height));
     return;
   }

@@ -54,9 +54,10 @@ void fillBand(float *a, float *b, int64_t l) {
   b[at(0)] = static_cast<float>((1.0 / asDouble(l) - 1.0) * std::sqrt(singleQuotient(2 * l + 1, 2 * l - 3)));
   for (int64_t m = 1; m < l; ++m) {
     a[at(m)] = static_cast<float>(std::sqrt(singleQuotient(4 * l * l - 1, l * l - m * m)));
-    if (m == l - 1) break;
-    b[at(m)] = static_cast<float>(0.0 - std::sqrt(singleQuotient((2 * l + 1) * ((l - 1) * (l - 1) - m * m),
-                                                                 (2 * l - 3) * (l * l - m * m))));
+    if (m < l - 1) {
+      b[at(m)] = static_cast<float>(0.0 - std::sqrt(singleQuotient((2 * l + 1) * ((l - 1) * (l - 1) - m * m),
+                                                                   (2 * l - 3) * (l * l - m * m))));
+    }
   }
 }
 

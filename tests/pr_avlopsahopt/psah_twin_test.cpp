@@ -91,6 +91,13 @@ TEST(PsahTwin, NodesOfThousandsOfPatches) {
   EXPECT_TRUE(sameAsTwin(scaled(ball(80, 0.02f, 5), 1.0f, 1e-3f, 1e3f, -7.0f), {.maxDepth = 26}));
 }
 
+// Nodes of thousands of patches that one axis or two can divide.
+TEST(PsahTwin, MeshesInALineOrAPlane) {
+  EXPECT_TRUE(sameAsTwin(scaled(triangleSoup(9000, 0.01f, 7), 1.0f, 0.0f, 0.0f, 0.0f), {.maxDepth = 18}));
+  EXPECT_TRUE(sameAsTwin(scaled(triangleSoup(9000, 0.01f, 7), 0.0f, 0.0f, 1.0f, 0.0f), {.maxDepth = 18}));
+  EXPECT_TRUE(sameAsTwin(scaled(triangleSoup(9000, 0.01f, 7), 1.0f, 0.0f, 1.0f, 0.0f), {.maxDepth = 18}));
+}
+
 TEST(PsahTwin, ClippedToBoxes) {
   const float boxes[][6] = {
       {0.2f, 0.1f, 0.15f, 0.8f, 0.7f, 0.9f},  // cuts through

@@ -37,6 +37,30 @@ TEST(Inverse, EqualsItsTwinBitForBitAndInverts) {
   }
 }
 
+// Two zeros on the diagonal are a quarter turn or an exchange of axes; three are refused, though axes that change places
+// in a ring could be inverted.
+TEST(Inverse, AxesThatChangePlaces) {
+  for (size_t kept = 0; kept < 3; ++kept) {
+    const size_t p = (kept + 1) % 3, q = (kept + 2) % 3;
+    for (const double sign : {1.0, -1.0}) {
+      Matrix c = {};
+      c[4 * kept + kept] = 1.5;
+      c[4 * p + q] = sign;
+      c[4 * q + p] = 1;
+      EXPECT_FALSE(isUnusable(c.data())) << "axis " << kept << " stays";
+      Matrix actual = {}, expected = {};
+      ASSERT_EQ(ownrGetInverseMatrix(c.data(), actual.data()), vekOk);
+      reference::invert(c.data(), expected.data());
+      for (size_t i = 0; i < 12; ++i) {
+        EXPECT_EQ(std::bit_cast<uint64_t>(actual[i]), std::bit_cast<uint64_t>(expected[i])) << "entry " << i;
+      }
+    }
+  }
+  Matrix ring = {};
+  ring[1] = ring[6] = ring[8] = 1;
+  EXPECT_TRUE(isUnusable(ring.data()));
+}
+
 TEST(Inverse, RefusesADeterminantNearZeroAndWritesNothing) {
   Matrix inverse = {};
   inverse[0] = 77;
