@@ -97,6 +97,16 @@ void compareRays(Comparison &comparison, const Scene &scene) {
       std::fill_n(out, 2 * kRays, 0);
       VEKR_OF(library, vekrIntersectAnySO_32f)(eye, coherent, out, out + kRays, kBlock, &view);
     });
+    constexpr int32_t kLayers = 4;
+    comparison.compare("rays", name + "/layers" + form, (4 * kLayers * kRays + 4) * sizeof(float),
+                       [&](const Library &library, Bytes &output) {
+                         float *const out = results(output);
+                         float *const weights[2] = {out + kLayers * kRays, out + 2 * kLayers * kRays};
+                         std::copy(far.begin(), far.end(), out);
+                         VEKR_OF(library, vekrIntersectMultipleSO_32f)
+                         (eye, coherent, out, weights, reinterpret_cast<int32_t *>(out + 3 * kLayers * kRays),
+                          &view, {kSide, kSide, kLayers});
+                       });
   }
   VEKR_OF(ours, vekrKDTreeFree)(root);
 }

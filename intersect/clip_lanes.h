@@ -20,7 +20,7 @@ struct RaySource {
 
 // The next rays, `started(first, count)` of them, whose limits are read after that; false if there are none.
 template <class Kind, class Started>
-bool setUpClipped(RaySource &source, PreparedRays &to, const Started &started) {
+bool setUpClipped(RaySource &source, RaysInRow &to, const Started &started) {
   constexpr bool kHasOrigins = std::is_same_v<Kind, ManyOriginRays>;
   using F = Float<kPrepared>;
   const int64_t at = source.at, count = std::min<int64_t>(source.rays - at, kPrepared);

@@ -10,8 +10,9 @@
 // and behind their first blocker nothing is read, be it there or not (any_one_ray.cpp).
 //
 // What rays look for is told by a Query:
-//   static constexpr float kMargin              as in walkTree()
-//   bool setUp(PreparedRays &)                  the next rays; false if there are none
+//   Mask<N> isBehind(Float<N> t, Float<N> u)    how a split compares with the ends of an interval, static
+//   Prepared                                    RaysInRow, or what has the same members
+//   bool setUp(Prepared &)                      the next rays; false if there are none
 //   void begin(ray, lane)                       a ray enters a lane
 //   void visitLeaf(LaneRays &, lane, leaf)      a leaf with triangles; lowers the lane's `best`
 //   bool goOn(LaneRays &, lane)                 a walk is over; true if the ray walks once more from the root on
@@ -45,9 +46,10 @@ constexpr int32_t kChildWords = sizeof(VekrKDTreeNode) / sizeof(int32_t);
 
 // Rays on their way into lanes.
 constexpr int kPrepared = 8;
-struct PreparedRays : RayPlanes<kPrepared> {
+struct RaysInRow : RayPlanes<kPrepared> {
   int64_t first;      // number of the first ray
   unsigned live = 0;  // those that have something to walk for
+  int64_t number(int k) const { return first + k; }
 };
 
 // Of `count` floats the first ones, up to a group; zeros for those that aren't there.
@@ -72,8 +74,9 @@ class LaneWalk {
   static constexpr int N = kWalkLanes;
 
  public:
-  LaneWalk(const VekrIntersectScene &scene, Query &query)
-      : query_(query), root_(reinterpret_cast<const float *>(scene.pRoot)) {}
+  // `first`: rays that have been set up already, if there are any.
+  LaneWalk(const VekrIntersectScene &scene, Query &query, const typename Query::Prepared &first = {})
+      : next_(first), query_(query), root_(reinterpret_cast<const float *>(scene.pRoot)) {}
 
   void run() {
     refill();
@@ -114,7 +117,7 @@ class LaneWalk {
     rays_.near[lane] = next_.near[from];
     rays_.far[lane] = next_.far[from];
     rays_.best[lane] = next_.best[from];
-    query_.begin(next_.first + from, lane);
+    query_.begin(next_.number(from), lane);
     return true;
   }
 
@@ -141,11 +144,11 @@ class LaneWalk {
       const Float<N> inverse =
           ofAxis(floats(rays_.inverse[0]), floats(rays_.inverse[1]), floats(rays_.inverse[2]));
       const Int<N> upperFirst = shiftedRight<30>(asInts(inverse)) & Int<N>(kChildWords);
-      const Float<N> t = (words.next - origin) * inverse, margin(Query::kMargin);
+      const Float<N> t = (words.next - origin) * inverse;
       const Int<N> pair = node + shiftedRight<2>(word0 & Int<N>(kPairDistanceBits));
       const Int<N> first = pair + upperFirst, second = pair + (upperFirst ^ Int<N>(kChildWords));
-      const Mask<N> secondOnly = margin < near - t;
-      const Mask<N> both = isInner & !(secondOnly | (margin < t - far));
+      const Mask<N> secondOnly = Query::isBehind(near, t);
+      const Mask<N> both = isInner & !(secondOnly | Query::isBehind(t, far));
       push(waiting, second, far);
       waiting = countedIn(waiting, both);
       far = select(both, maxOf(near, minOf(t, far)), far);
@@ -216,7 +219,7 @@ class LaneWalk {
   LaneRays rays_ = {};
   alignas(32) int32_t node_[N] = {}, waiting_[N] = {};
   Entry stack_[N][kEntries] = {};
-  PreparedRays next_;
+  typename Query::Prepared next_;
   Query &query_;
   const float *root_;
   unsigned walking_ = 0;  // the lanes whose walks are not over

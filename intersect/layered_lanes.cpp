@@ -11,6 +11,7 @@ namespace vekr::VEKR_ISA {
 namespace {
 
 struct LayeredQuery {
+  using Prepared = RaysInRow;
   static constexpr float kMargin = kLayerNodeMargin;
 
   RaySource source;
@@ -19,7 +20,12 @@ struct LayeredQuery {
   int32_t depth;
   LayeredRay ray[kWalkLanes];
 
-  bool setUp(PreparedRays &to) {
+  template <int N>
+  static Mask<N> isBehind(Float<N> t, Float<N> other) {
+    return Float<N>(kMargin) < t - other;
+  }
+
+  bool setUp(Prepared &to) {
     return setUpClipped<EyeRays>(source, to, [](int64_t, int64_t) {});
   }
 
@@ -33,9 +39,9 @@ struct LayeredQuery {
       if (hit.triangle == r.previous || !(best > hit.t)) return;
       if (hasPassed(r, hit.triangle)) return;
       best = hit.t;
-      takeHit(r, hit.triangle, hit.t, hit.a / hit.den, hit.b / hit.den);
+      takeHit(r, hit.triangle, hit.t, hit.a / hit.scale, hit.b / hit.scale);
     };
-    testLeaf(records, leaf, rays.at(lane), mayHit, take);
+    testLeaf<RecordsTest>(records, leaf, rays.at(lane), mayHit, take);
   }
 
   bool goOn(LaneRays &rays, int lane) {

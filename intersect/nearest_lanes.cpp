@@ -12,6 +12,7 @@ namespace {
 template <class Kind>
 struct NearestQuery {
   static constexpr bool kHasOrigins = std::is_same_v<Kind, ManyOriginRays>;
+  using Prepared = RaysInRow;
   static constexpr float kMargin = kNodeMargin;
 
   RaySource source;
@@ -21,7 +22,12 @@ struct NearestQuery {
   int64_t ray[kWalkLanes];
   int32_t bestTriangle[kWalkLanes];
 
-  bool setUp(PreparedRays &to) {
+  template <int N>
+  static Mask<N> isBehind(Float<N> t, Float<N> other) {
+    return Float<N>(kMargin) < t - other;
+  }
+
+  bool setUp(Prepared &to) {
     return setUpClipped<Kind>(
         source, to, [this](int64_t first, int64_t count) { std::fill_n(triangles + first, count, -1); });
   }
@@ -52,11 +58,11 @@ struct NearestQuery {
       bestTriangle[lane] = hit.triangle;
       const int64_t i = ray[lane];
       distances[i] = hit.t;
-      weightsB[i] = hit.b / hit.den;
-      weightsA[i] = hit.a / hit.den;
+      weightsB[i] = hit.b / hit.scale;
+      weightsA[i] = hit.a / hit.scale;
       triangles[i] = hit.triangle;
     };
-    testLeaf(records, leaf, rays.at(lane), mayHit, take);
+    testLeaf<RecordsTest>(records, leaf, rays.at(lane), mayHit, take);
   }
 
   static bool goOn(LaneRays &, int) { return false; }

@@ -13,6 +13,9 @@
 namespace vekr::VEKR_ISA {
 
 constexpr int kTileSide = 4;
+constexpr int kTileRays = kTileSide * kTileSide;
+// Sets of a tile's rays are bits, bit 4 * row + lane.
+constexpr unsigned kAllRays = (1u << kTileRays) - 1;
 
 // ---------------------------------------------------------------- rows of the caller's planes
 
@@ -56,8 +59,7 @@ inline bool anyWanted(const float *distances, int64_t width) {
 
 // ---------------------------------------------------------------- octants
 
-// Signs of the sixteen directions of a tile, bit 4 * row + lane set where a component is below zero; -0 and NaN
-// count as positive.
+// Signs of the sixteen directions of a tile: the rays of which a component is below zero; -0 and NaN count as positive.
 struct TileSigns {
   unsigned axis[3];
 
@@ -74,7 +76,7 @@ struct TileSigns {
 
   // The rays that point into an octant: bit a of its number tells the sign along axis a.
   unsigned raysIn(int octant) const {
-    unsigned rays = 0xFFFF;
+    unsigned rays = kAllRays;
     for (int c = 0; c < 3; ++c) rays &= (octant >> c) & 1 ? axis[c] : ~axis[c];
     return rays;
   }
@@ -83,7 +85,7 @@ struct TileSigns {
   int common() const {
     int octant = 0;
     for (int c = 0; c < 3; ++c) {
-      if (axis[c] == 0xFFFF) {
+      if (axis[c] == kAllRays) {
         octant |= 1 << c;
       } else if (axis[c] != 0) {
         return -1;
@@ -93,17 +95,18 @@ struct TileSigns {
   }
 };
 
-// The packets of a mixed tile: octants ascending, rows ascending within.
+// The packets of a mixed tile, or those of some of its rays: octants ascending, rows ascending within.
 class RowsByOctant {
  public:
   RowsByOctant() : octant_(7) {}  // none
-  explicit RowsByOctant(const TileSigns &signs) : signs_(signs), octant_(-1) {}
+  explicit RowsByOctant(const TileSigns &signs, unsigned rays = kAllRays)
+      : signs_(signs), octant_(-1), chosen_(rays) {}
 
   // Goes on to the next row that has rays in an octant, and tells which; false if there is none.
   bool next(int &octant, Mask<4> &lanes) {
     while (rays_ == 0) {
       if (octant_ == 7) return false;
-      rays_ = signs_.raysIn(++octant_);
+      rays_ = signs_.raysIn(++octant_) & chosen_;
     }
     row_ = std::countr_zero(rays_) / kTileSide;
     octant = octant_;
@@ -116,6 +119,7 @@ class RowsByOctant {
  private:
   TileSigns signs_;
   int octant_;
+  unsigned chosen_ = 0;
   int row_ = 0;
   unsigned rays_ = 0;  // of this octant, not yet handed out
 };
@@ -247,16 +251,20 @@ template <class Packet>
 
 // ---------------------------------------------------------------- triangle test
 
-// All lanes against one record, up to the acceptance by the weights, which are multiplied by den. The two widths sum
-// num in different orders; callers depend on each [C22].
+// The axes that a record names: v, u, k from the lowest bits up.
+inline uint32_t axisOf(const VekrTriangleAccel &r, int shift) { return (r.axes >> shift) & 3; }
+
+// All lanes, each with its ray, against one record, or one in each lane (records_test.h), up to the acceptance by the weights,
+// which are multiplied by den. The two widths sum num in different orders; callers depend on each [C22].
 template <int N, bool TwoRowOrder = (N == 8)>
 struct PacketTest {
   Float<N> den, num;
   Float<N> a, b;
   Mask<N> inside;
 
-  PacketTest(const VekrTriangleAccel &r, const PacketRay<N> &ray) {
-    const uint32_t v = r.axes & 3, u = (r.axes >> 2) & 3, k = (r.axes >> 4) & 3;
+  template <class Record, class Rays>
+  PacketTest(const Record &r, const Rays &ray) {
+    const auto v = axisOf(r, 0), u = axisOf(r, 2), k = axisOf(r, 4);
     const Float<N> du = ray.direction[u], dv = ray.direction[v];
     den = (Float<N>(r.nu) * du + ray.direction[k]) + Float<N>(r.nv) * dv;
     const Float<N> pu = Float<N>(r.cu) - ray.origin[u], pv = Float<N>(r.cv) - ray.origin[v];

@@ -1,6 +1,7 @@
 // Nearest hits, tile by tile.
 #include <algorithm>
 
+#include "intersect/lone_rays.h"
 #include "intersect/packet_forms.h"
 #include "intersect/packet_interleaved.h"
 
@@ -118,29 +119,94 @@ class NearestBlock {
 
   void trace() {
     std::fill_n(results_.triangle, rays_, -1);
-    walkInterleaved<PacketWalk<RowPacket>>([this](auto &walk) { return nextRow(walk.packet); });
+    TileRays first;
+    if (setUpLone(first)) {
+      LoneQuery<NearestBlock> query = {
+          *this, scene_.pTriangles, results_.distance, results_.weightA, results_.weightB, results_.triangle,
+          {}};
+      LaneWalk<LoneQuery<NearestBlock>>(scene_, query, first).run();
+    }
+    tracePutOff();
+  }
+
+  // For LoneQuery: the next tile with lone rays; `to` has none yet. Packets of other rays are put off, so that those of many tiles take turns.
+  bool setUpLone(TileRays &to) {
+    TileSigns signs;
+    while (nextMixed(signs)) {
+      const unsigned left = kLoneRaysPay && rays_ >= kWorthLanes ? takeLone(signs, to) : kAllRays;
+      if (left != 0) putOff(left);
+      if (to.live != 0) return true;
+    }
+    return false;
   }
 
  private:
-  // Sets up the next packet of one row; the uniform tiles before it are traced on the way.
-  bool nextRow(RowPacket &packet) {
-    while (!remaining_.next(packet.octant, packet.lanes)) {
-      if (!nextTile()) return false;
-      if (kSkipsUnwanted && !anyWanted(results_.distance + tile_, results_.width)) continue;
-      const TileSigns signs(directions_, tile_, results_.width);
-      const int common = signs.common();
-      if (common < 0) {
-        remaining_ = RowsByOctant(signs);
-      } else {
-        traceRowPair(tile_, common);
-        traceRowPair(tile_ + 2 * results_.width, common);
+  // Sets up the lone rays of the tile, if they are worth it; returns the rays that are left to packets.
+  unsigned takeLone(const TileSigns &signs, TileRays &to) {
+    const int64_t width = results_.width;
+    const auto load = [this, width](PacketRay<8> &ray, int row) {
+      ray.loadDirections(directions_, tile_ + row * width, width);
+      setOrigin_(ray, tile_ + row * width);
+    };
+    const auto inverseOf = [](Float<8> d) { return reciprocalWithBigEstimate(d, kBigInverse); };
+    to.first = tile_;
+    to.width = width;
+    const ClippedTile tile =
+        clipTile(scene_.pBox, results_.distance + tile_, width, signs, load, inverseOf, to);
+    if (tile.unordered != 0) return kAllRays;
+    const SharedPackets packets(signs);
+    const unsigned lone = tile.wanted & ~packets.companyOf(tile.wanted) & ~tile.turned;
+    if (std::popcount(lone) < kWorthTaking) return kAllRays;
+    to.live = lone & tile.active;
+    const unsigned misses = packets.packetsOf(to.live);
+    for (int row = 0; row < kTileSide; ++row) {
+      const Mask<4> lanes = maskOfBits<4>(misses >> row * kTileSide & 0xF);
+      for (float *plane : {results_.weightA, results_.weightB}) {
+        float *const weights = plane + tile_ + row * width;
+        select(lanes, Float<4>(0.0f), Float<4>::load(weights)).store(weights);
       }
     }
-    setUp(packet, tile_ + remaining_.row() * results_.width);
+    return packets.packetsOf(tile.wanted & ~lone);
+  }
+
+  void putOff(unsigned rays) {
+    if (putOffCount_ == kPutOff) tracePutOff();
+    putOff_[putOffCount_++] = {tile_, rays};
+  }
+
+  void tracePutOff() {
+    nextPutOff_ = 0;
+    walkInterleaved<PacketWalk<RowPacket>>([this](auto &walk) { return nextRow(walk.packet); });
+    putOffCount_ = 0;
+  }
+
+  // Sets up the next packet of one row.
+  bool nextRow(RowPacket &packet) {
+    while (!remaining_.next(packet.octant, packet.lanes)) {
+      if (nextPutOff_ == putOffCount_) return false;
+      const auto &[first, rays] = putOff_[nextPutOff_++];
+      remaining_ = RowsByOctant(TileSigns(directions_, first, results_.width), rays);
+      remainingTile_ = first;
+    }
+    setUp(packet, remainingTile_ + remaining_.row() * results_.width);
     return true;
   }
 
+  // Goes on to the next mixed tile; the uniform ones before it are traced on the way.
+  bool nextMixed(TileSigns &signs) {
+    while (nextTile()) {
+      if (kSkipsUnwanted && !anyWanted(results_.distance + tile_, results_.width)) continue;
+      signs = TileSigns(directions_, tile_, results_.width);
+      const int common = signs.common();
+      if (common < 0) return true;
+      traceRowPair(tile_, common);
+      traceRowPair(tile_ + 2 * results_.width, common);
+    }
+    return false;
+  }
+
   bool nextTile() {
+    if (tile_ >= rays_) return false;
     const int64_t width = results_.width;
     tile_ += kTileSide;
     if (tile_ == rowEnd_) {
@@ -173,7 +239,16 @@ class NearestBlock {
   const ResultRows results_;
   const int64_t rays_;
   int64_t tile_ = -kTileSide, rowEnd_ = results_.width;
-  RowsByOctant remaining_;
+
+  // Mixed tiles that are put off, and their rays that packets are to trace.
+  static constexpr int kPutOff = 256;
+  struct {
+    int64_t first;
+    unsigned rays;
+  } putOff_[kPutOff];
+  int putOffCount_ = 0, nextPutOff_ = 0;
+  RowsByOctant remaining_;  // packets of the tile that is being handed out
+  int64_t remainingTile_ = 0;
 };
 
 }  // namespace

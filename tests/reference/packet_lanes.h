@@ -21,8 +21,9 @@ using LaneFlags = std::array<bool, kMaxLanes>;
 inline constexpr float kParallel = std::bit_cast<float>(0x34000000u);   // 1.1920929e-7
 inline constexpr float kFarMargin = std::bit_cast<float>(0x38d1b717u);  // 0.0001
 
-inline float lesser(float a, float b) { return b < a ? b : a; }
-inline float greater(float a, float b) { return a < b ? b : a; }
+// The second where either is a NaN.
+inline float lesser(float a, float b) { return a < b ? a : b; }
+inline float greater(float a, float b) { return b < a ? a : b; }
 
 inline float newton(float r, float x) { return (r + r) - (r * r) * x; }
 
