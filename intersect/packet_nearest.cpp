@@ -129,7 +129,8 @@ class NearestBlock {
     tracePutOff();
   }
 
-  // For LoneQuery: the next tile with lone rays; `to` has none yet. Packets of other rays are put off, so that those of many tiles take turns.
+  // For LoneQuery: the next tile with lone rays; `to` has none yet. Packets of other rays are put off, so that those of many
+  // tiles take turns.
   bool setUpLone(TileRays &to) {
     TileSigns signs;
     while (nextMixed(signs)) {
