@@ -97,6 +97,7 @@ void ownpr_FilterWide_16s(const SourceWindow &window, const FilterKernel &kernel
     }
   };
   sumBy.template operator()<kWidestGroup>();
+  if constexpr (kWidestGroup > 8) sumBy.template operator()<8>();
   sumBy.template operator()<4>();
   sumBy.template operator()<1>();
   convertSums(sums, voxels + first, left, by);
