@@ -18,7 +18,7 @@ set(vekr_flags_avx2 -mavx2 -mno-fma)
 # Has fused multiply-add among its own instructions: -ffp-contract=off is what keeps it out, and fused_test looks.
 set(vekr_flags_avx512 -mavx2 -mavx512f -mavx512vl -mavx512bw -mavx512dq)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
-  list(APPEND vekr_flags_avx512 -Wno-maybe-uninitialized)  # g++ 12 means operands that its own intrinsics leave open
+  list(APPEND vekr_flags_avx512 -Wno-uninitialized -Wno-maybe-uninitialized)  # g++ 12 means operands that its own intrinsics leave open
 endif()
 
 # The units of kernels for each set: all of them, but for avx512.
