@@ -2,7 +2,7 @@
 # Runs programs of a build on a processor with AVX-512, which this machine need not have: bochs emulates one and boots Debian's kernel
 # with nothing but the programs. Prints what they print; fails if one of them does, if the emulator dies, or when time is up.
 #   scripts/emulate512.sh [--model NAME] [--minutes N] [--memory MIB] BUILD-DIR COMMAND...
-#   --model    processor: corei7_skylake_x (the default), corei3_cnl, corei7_icelake_u, tigerlake
+#   --model    processor: corei7_skylake_x (the default) or corei3_cnl; on bochs's later ones the kernel doesn't come up
 #   --minutes  how long the whole may take, 60 unless told otherwise;  --memory: of the guest, 1024 unless told otherwise
 #   COMMAND    one quoted line for busybox's shell each, run in this folder: programs of BUILD-DIR/bin by name, assignments before
 #              them, and files or folders below tests/:  scripts/emulate512.sh build/release \
@@ -52,7 +52,7 @@ finish() {
   if [ -z "${keep-}" ]; then rm -rf "$run"; fi
 }
 trap finish EXIT
-trap 'exit 130' INT TERM
+trap 'exit 130' HUP INT TERM
 
 # The guest's files lie where they lie here, so that run paths and paths compiled in hold.
 mkdir -p "$root"/{bin,proc,sys,dev,tmp} "$root$PWD" "$root$build/bin"
@@ -111,14 +111,16 @@ mkdir "$run/disc"
 cp /usr/lib/ISOLINUX/isolinux.bin /usr/lib/syslinux/modules/bios/ldlinux.c32 $parts/vmlinuz "$run/disc/"
 mv "$run/initrd" "$run/disc/"
 # The emulator's sizes of what xsaves, xsavec and pku save aren't what the kernel reckons, which would then do without all of AVX.
-# The rest makes the start shorter; trace_eval_init alone is a sixth of it.
-cat >"$run/disc/isolinux.cfg" <<'LOADER'
+# The rest makes the start shorter.
+settings="console=ttyS0,115200 quiet clearcpuid=xsaves,xsavec,pku"
+settings+=" mitigations=off acpi=off edd=off nokaslr cryptomgr.notests initcall_blacklist=trace_eval_init"
+cat >"$run/disc/isolinux.cfg" <<LOADER
 default linux
 prompt 0
 label linux
   kernel vmlinuz
   initrd initrd
-  append console=ttyS0,115200 quiet clearcpuid=xsaves,xsavec,pku mitigations=off acpi=off edd=off nokaslr cryptomgr.notests initcall_blacklist=trace_eval_init
+  append $settings
 LOADER
 xorriso -as mkisofs -quiet -o "$run/disc.iso" -b isolinux.bin -c boot.cat -no-emul-boot -boot-load-size 4 -boot-info-table "$run/disc" \
   2>"$run/xorriso.log" || { cat "$run/xorriso.log" >&2; exit 1; }
@@ -145,23 +147,35 @@ info: action=ignore
 debug: action=ignore
 BOCHS
 echo continue >"$run/commands"
-: >"$run/serial"
+: >"$run/serial" >"$run/bochs.out"
 SECONDS=0
 TERM=linux bochs -f "$run/bochsrc" -rc "$run/commands" </dev/null >"$run/bochs.out" 2>&1 &
 emulator=$!
+
+# Its display is a terminal that it has made itself; unread, what it draws would block it after some minutes.
+while kill -0 $emulator 2>/dev/null; do
+  screen=$(sed -n 's/^Bochs connected to screen "\(.*\)"$/\1/p' "$run/bochs.out")
+  if [ -n "$screen" ]; then
+    { stty raw -echo; exec cat; } <"$screen" >/dev/null 2>&1 &
+    break
+  fi
+  sleep 0.1
+done
 
 # What the emulator has used of the processor: on a busy machine the clock says little.
 processor_seconds() { awk '{ print int($14 / 100) }' /proc/$emulator/stat 2>/dev/null || echo 0; }
 
 # As it comes: what is printed between the marks, and how long it took here.
 shown() {
-  local line began=0 used=0 up= number status commands=(probe "$@")
+  local line began=0 used=0 up= number commands=(probe "$@")
   while IFS= read -r line; do
     line=${line%$'\r'}
     case $line in
       "$mark up") up=yes; echo "-- up after $SECONDS s, of the processor $(processor_seconds), $model" ;;
       "$mark run "*) number=${line##* } began=$SECONDS used=$(processor_seconds); echo "-- ${commands[number]}" ;;
-      "$mark status "*) status=${line##* }; echo "-- status $status, $((SECONDS - began)) s, of the processor $(($(processor_seconds) - used))" ;;
+      "$mark status "*)
+        used=$(($(processor_seconds) - used))
+        echo "-- status ${line##* }, $((SECONDS - began)) s, of the processor $used" ;;
       "$mark end") up= ;;
       *) if [ -n "$up" ] || [[ $line = *"Kernel panic"* ]]; then printf '%s\n' "$line"; fi ;;
     esac
