@@ -23,6 +23,7 @@
 #include "frame/lanes/x128.h"
 #include "frame/lanes/x256.h"
 #include "frame/lanes/x512.h"
+#include "frame/lanes/x512_moves.h"
 
 namespace vekr::VEKR_ISA {
 

@@ -269,6 +269,4 @@ inline Float<16> approxReciprocalSqrt(Float<16> a) {
 
 }  // namespace vekr::VEKR_ISA
 
-#include "frame/lanes/x512_moves.h"
-
 #endif

@@ -1,5 +1,9 @@
-// Rearrangements of 512-bit registers, and gathers into them. A part of x512.h.
+// Rearrangements of 512-bit registers, and gathers into them.
 #pragma once
+
+#include "frame/lanes/x512.h"
+
+#if VEKR_REGISTER_FLOATS >= 16  // nothing here is for narrower sets
 
 namespace vekr::VEKR_ISA {
 
@@ -123,3 +127,5 @@ inline Neighbours<16> gatherNeighbours(Long<16> address) {
 }
 
 }  // namespace vekr::VEKR_ISA
+
+#endif
