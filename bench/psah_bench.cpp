@@ -105,6 +105,10 @@ VEKR_TIMED(kTrial, PlaneChoice, NarrowTrial, "_ZN4vekr5sse4112ownTryPlanesERKNS_
            (const PlaneTrial &t), t)
 VEKR_TIMED(kTrial, PlaneChoice, WideTrial, "_ZN4vekr4avx212ownTryPlanesERKNS_10PlaneTrialE",
            (const PlaneTrial &t), t)
+#if defined(VEKR_AVX512) && VEKR_AVX512_psah_planes_kernels
+VEKR_TIMED(kTrial, PlaneChoice, WidestTrial, "_ZN4vekr6avx51212ownTryPlanesERKNS_10PlaneTrialE",
+           (const PlaneTrial &t), t)
+#endif
 #endif
 VEKR_TIMED(kCut, VekStatus, Cut,
            "_ZN4vekr13localPatchCutERKNS_9VekrPatchENS_10PatchPlaceES3_iRNS_14VekrBuildStateEf",

@@ -62,10 +62,13 @@ function(vekr_sources)
   set_property(GLOBAL APPEND PROPERTY VEKR_SOURCES ${ARGN})
 endfunction()
 
-# vekr_kernels(file...): kernel files, compiled once for each instruction set (see frame/dispatch.h).
-function(vekr_kernels)
+# vekr_kernels(unit file...): kernel files, compiled once for each instruction set (see frame/dispatch.h). A unit is what can
+# join a set by itself, named like its file or, if there are several, like the header that declares them; VEKR_KERNELS() in
+# that header says its name.
+function(vekr_kernels unit)
   list(TRANSFORM ARGN PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
-  set_property(GLOBAL APPEND PROPERTY VEKR_KERNELS ${ARGN})
+  set_property(GLOBAL APPEND PROPERTY VEKR_UNITS ${unit})
+  set_property(GLOBAL PROPERTY VEKR_KERNELS_${unit} ${ARGN})
 endfunction()
 
 # Shared unless somebody asks for archives; BUILD_SHARED_LIBS is the host's, if there is a host.

@@ -1,7 +1,7 @@
 # The main library, from the files that the folders have listed.
 
 get_property(sources GLOBAL PROPERTY VEKR_SOURCES)
-get_property(kernels GLOBAL PROPERTY VEKR_KERNELS)
+get_property(units GLOBAL PROPERTY VEKR_UNITS)
 
 # The instruction sets, the floor first, and what each lets the compiler use. To add one: its name and its flags here, its
 # width in frame/isa.h, its registers in frame/lanes/, its line in frame/dispatch.h. None brings fused multiply-add: the
@@ -10,14 +10,62 @@ if(VEKR_PROCESSOR STREQUAL aarch64)
   set(VEKR_SETS neon)
 else()
   set(VEKR_SETS sse41 avx2)
+  if(VEKR_AVX512)
+    list(APPEND VEKR_SETS avx512)
+  endif()
 endif()
 set(vekr_flags_avx2 -mavx2 -mno-fma)
+# Has fused multiply-add among its own instructions: -ffp-contract=off is what keeps it out, and fused_test looks.
+set(vekr_flags_avx512 -mavx2 -mavx512f -mavx512vl -mavx512bw -mavx512dq)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  list(APPEND vekr_flags_avx512 -Wno-uninitialized -Wno-maybe-uninitialized)  # g++ 12 means operands that its own intrinsics leave open
+endif()
+
+# The units of kernels for each set: all of them, but for avx512.
+foreach(set ${VEKR_SETS})
+  set(vekr_units_${set} ${units})
+endforeach()
+if(VEKR_AVX512)
+  # Those that join it, in the order of folders; who asks it for another one gets that of avx2. Not here: packet_forms, whose
+  # eight rays are half a register.
+  set(VEKR_AVX512_UNITS
+    psah_planes_kernels
+    lane_forms
+    cast_kernels masked_kernels normals_kernels
+    sh_kernels
+    nearest linear cubic remap_kernels warp_kernels
+    pair_kernels wide_kernels
+    nearest_kernels linear_kernels cubic_kernels
+    CACHE STRING "Units of kernels (vekr_kernels() in the folders) for 512-bit registers; the others run as avx2")
+  set(vekr_units_avx512 ${VEKR_AVX512_UNITS})
+  foreach(unit IN LISTS VEKR_AVX512_UNITS)
+    if(NOT unit IN_LIST units)
+      message(FATAL_ERROR "VEKR_AVX512_UNITS: no kernels are called \"${unit}\", but these: ${units}")
+    endif()
+  endforeach()
+  if(NOT VEKR_AVX512_UNITS)
+    message(FATAL_ERROR "VEKR_AVX512_UNITS is empty: VEKR_AVX512=OFF leaves the set out")
+  endif()
+  target_compile_definitions(vekr_flags INTERFACE VEKR_AVX512)
+  foreach(unit IN LISTS units)
+    set(joins 0)
+    if(unit IN_LIST VEKR_AVX512_UNITS)
+      set(joins 1)
+    endif()
+    target_compile_definitions(vekr_flags INTERFACE VEKR_AVX512_${unit}=${joins})
+  endforeach()
+endif()
 
 # Objects that are compiled once and linked three times: the kernels for each set, and the rest, whose few lanes are the
 # floor's.
 list(GET VEKR_SETS 0 vekr_floor)
 set(vekr_parts)
 foreach(set ${VEKR_SETS})
+  set(kernels)
+  foreach(unit IN LISTS vekr_units_${set})
+    get_property(files GLOBAL PROPERTY VEKR_KERNELS_${unit})
+    list(APPEND kernels ${files})
+  endforeach()
   add_library(vekre9_${set} OBJECT ${kernels})
   target_compile_definitions(vekre9_${set} PRIVATE VEKR_ISA=${set})
   target_compile_options(vekre9_${set} PRIVATE ${vekr_flags_${set}})

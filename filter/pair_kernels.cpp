@@ -9,16 +9,31 @@ namespace {
 
 // The sums wrap around, so that the order of adding is free. A voxel may be summed twice: rows end with a tile that
 // overlaps the one before it.
+template <int N>
 struct WrappingSum {
-  Sums value = 0;
-  void add(Sums products) { value = value + products; }
+  static constexpr int kLanes = N;
+  Int<N> value = 0;
+  void add(Int<N> products) { value = value + products; }
 };
 
-template <int blocks, int32_t usedTaps, SecondPair second = SecondPair::own>
+template <int32_t voxels, int32_t usedTaps, SecondPair second = SecondPair::own>
 void sumTile(const SourceWindow &window, const TapRows &taps, int32_t first, int32_t *sums) {
-  forTile<WrappingSum, blocks, usedTaps, second>(window, taps, first, [&](int b, auto &even, auto &odd) {
-    storeAlternating(even.value, odd.value, sums + first + b * kBlock);
-  });
+  using Tile = Tile<voxels>;
+  forTile<WrappingSum<Tile::kLanes>, Tile::kBlocks, usedTaps, second>(
+      window, taps, first, [&](int b, auto &even, auto &odd) {
+        storeAlternating(even.value, odd.value, sums + first + b * Tile::kBlockVoxels);
+      });
+}
+
+// Tiles of the widest registers, two blocks each, as far as they go; where 32 voxels are that already, there is nothing to do.
+template <int32_t usedTaps, SecondPair second = SecondPair::own>
+void sumWideTiles(const SourceWindow &window, const TapRows &taps, int32_t width, int32_t &first,
+                  int32_t *sums) {
+  constexpr int32_t kWide = 4 * kMostSumLanes;
+  if constexpr (kWide > 2 * kBlock) {
+    for (; first + kWide <= width; first += kWide)
+      sumTile<kWide, usedTaps, second>(window, taps, first, sums);
+  }
 }
 
 // ---------------------------------------------------------------- true sums
@@ -26,10 +41,12 @@ void sumTile(const SourceWindow &window, const TapRows &taps, int32_t first, int
 template <int32_t usedTaps>
 void sumRow(const SourceWindow &window, const TapRows &taps, int32_t width, int32_t *sums) {
   int32_t first = 0;
-  for (; first + 2 * kBlock <= width; first += 2 * kBlock) sumTile<2, usedTaps>(window, taps, first, sums);
+  sumWideTiles<usedTaps>(window, taps, width, first, sums);
+  for (; first + 2 * kBlock <= width; first += 2 * kBlock)
+    sumTile<2 * kBlock, usedTaps>(window, taps, first, sums);
   const int32_t left = width - first;
-  if (left > kBlock) sumTile<1, usedTaps>(window, taps, first, sums);
-  if (left > 0) sumTile<1, usedTaps>(window, taps, width - kBlock, sums);
+  if (left > kBlock) sumTile<kBlock, usedTaps>(window, taps, first, sums);
+  if (left > 0) sumTile<kBlock, usedTaps>(window, taps, width - kBlock, sums);
 }
 
 // ---------------------------------------------------------------- sums of other kernel widths
@@ -59,21 +76,21 @@ void addSumsAsTaps(const SourceWindow &window, const TapRows &taps, int32_t widt
 // The last voxels of a row of 32 and more. Also writes voxels in front of them, whose sums are still to come.
 void sumRemainder(const SourceWindow &window, const TapRows &taps, int32_t width, int32_t *sums) {
   const int32_t first = width - kBlock;
-  sumTile<1, 4>(window, taps, first, sums);
+  sumTile<kBlock, 4>(window, taps, first, sums);
   const int32_t remainder = width % kBlock;
   if (remainder <= 12) return;
   int32_t kept[12];
   for (int32_t i = 0; i < 12; ++i) kept[i] = sums[first + kBlock - remainder + i];
-  sumTile<1, 4, SecondPair::next>(window, taps, first, sums);
+  sumTile<kBlock, 4, SecondPair::next>(window, taps, first, sums);
   for (int32_t i = 0; i < 12; ++i) sums[first + kBlock - remainder + i] = kept[i];
 }
 
 template <int32_t usedTaps>
 void addRepeated(const SourceWindow &window, const TapRows &taps, int32_t remainder, int32_t *sums) {
   int32_t whole[2 * kBlock], replaced[2 * kBlock];
-  sumTile<1, kAllTaps>(window, taps, kBlock, whole);
+  sumTile<kBlock, kAllTaps>(window, taps, kBlock, whole);
   const TapRows firstRow = {taps.groups, taps.width, 1, 1};
-  sumTile<1, usedTaps, SecondPair::nextAtLastQuarter>(window, firstRow, kBlock, replaced);
+  sumTile<kBlock, usedTaps, SecondPair::nextAtLastQuarter>(window, firstRow, kBlock, replaced);
   for (int32_t v = kBlock; v < kBlock + remainder; ++v) {
     sums[v] = wrappingAdd(sums[v], wrappingSub(whole[v], replaced[v]));
   }
@@ -83,28 +100,30 @@ template <int32_t usedTaps>
 void sumRowInParts(const SourceWindow &window, const TapRows &taps, int32_t width, int32_t *sums) {
   const int32_t remainder = width % kBlock;
   if (width < 2 * kBlock) {
-    if (remainder != 0) sumTile<1, kAllTaps>(window, taps, remainder, sums);
-    sumTile<1, usedTaps>(window, taps, 0, sums);
+    if (remainder != 0) sumTile<kBlock, kAllTaps>(window, taps, remainder, sums);
+    sumTile<kBlock, usedTaps>(window, taps, 0, sums);
     return;
   }
   if (remainder != 0) sumRemainder(window, taps, width, sums);
   int32_t first = 0;
+  sumWideTiles<usedTaps, SecondPair::nextAtLastQuarter>(window, taps, width, first, sums);
   for (; first + 2 * kBlock <= width; first += 2 * kBlock) {
-    sumTile<2, usedTaps, SecondPair::nextAtLastQuarter>(window, taps, first, sums);
+    sumTile<2 * kBlock, usedTaps, SecondPair::nextAtLastQuarter>(window, taps, first, sums);
   }
-  if (first + kBlock <= width) sumTile<1, usedTaps, SecondPair::nextAtLastQuarter>(window, taps, first, sums);
+  if (first + kBlock <= width)
+    sumTile<kBlock, usedTaps, SecondPair::nextAtLastQuarter>(window, taps, first, sums);
   if (remainder != 0) addRepeated<usedTaps>(window, taps, remainder, sums);
   if (taps.width == 4) addSumsAsTaps(window, taps, width, sums);
 }
 
 // ---------------------------------------------------------------- sums to voxels
 
-// quotient(eight sums) gives what is still to be saturated.
+// quotient(sums) gives what is still to be saturated.
 template <class Quotient>
 void convertRow(const int32_t *sums, int16_t *voxels, int32_t width, const Quotient &quotient) {
   const auto convertBlock = [&](int32_t x) {
-    for (int half = 0; half < kBlock; half += kSumLanes) {
-      storeSaturated(quotient(Sums::load(sums + x + half)), voxels + x + half);
+    for (int part = 0; part < kBlock; part += kMostSumLanes) {
+      storeSaturated(quotient(Int<kMostSumLanes>::load(sums + x + part)), voxels + x + part);
     }
   };
   int32_t x = 0;
@@ -140,22 +159,23 @@ void ownpr_Filter_16s(const SourceWindow &window, const TapRows &taps, int32_t w
 }
 
 void ownpr_Convert_32s16s(const int32_t *sums, int16_t *voxels, int32_t width, const Divisor &by) {
+  constexpr int N = kMostSumLanes;
   switch (by.how) {
     case Divide::notAtAll:
-      return convertRow(sums, voxels, width, [](Sums a) { return a; });
+      return convertRow(sums, voxels, width, [](Int<N> a) { return a; });
     case Divide::byShift: {
       // Half a unit less one, and that one back where the quotient is odd: ties go to even.
-      const Sums belowHalf((1 << (by.shift - 1)) - 1);
-      const Sums one(1);
-      return convertRow(sums, voxels, width, [=, shift = by.shift](Sums a) {
+      const Int<N> belowHalf((1 << (by.shift - 1)) - 1);
+      const Int<N> one(1);
+      return convertRow(sums, voxels, width, [=, shift = by.shift](Int<N> a) {
         return shiftedRight(a + belowHalf + (shiftedRight(a, shift) & one), shift);
       });
     }
     case Divide::byNumber: {
       const float factor = 1.0f / by.number;  // [C79]
       // The bound keeps a product of 2^31, which no integer holds, at the upper end.
-      return convertRow(sums, voxels, width, [=](Sums a) {
-        return rounded(minOf(toFloat(a) * Float<kSumLanes>(factor), Float<kSumLanes>(32767.0f)));
+      return convertRow(sums, voxels, width, [=](Int<N> a) {
+        return rounded(minOf(toFloat(a) * Float<N>(factor), Float<N>(32767.0f)));
       });
     }
   }

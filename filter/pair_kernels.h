@@ -11,6 +11,7 @@
 // The sums of one destination row. ownpr_Filter_16s is for kernels of any other size than the two cubes, of at least 3
 // voxels in each dimension; its sums are those that vekr.h tells.
 VEKR_KERNELS(
+    pair_kernels,
     void ownpr_Filter3x3x3_16s(const SourceWindow &window, const TapRows &taps, int32_t width, int32_t *sums);
     void ownpr_Filter5x5x5_16s(const SourceWindow &window, const TapRows &taps, int32_t width, int32_t *sums);
     void ownpr_Filter_16s(const SourceWindow &window, const TapRows &taps, int32_t width, int32_t *sums);

@@ -1,4 +1,5 @@
-// Lanes of the pair kernels: eight sums, and the words that go into them. For kernel files.
+// Lanes of the pair kernels: eight sums, or sixteen where a register holds them, and the words that go into them. For kernel
+// files.
 #pragma once
 
 #include <cstdint>
@@ -7,16 +8,29 @@
 
 namespace vekr::VEKR_ISA {
 
-// Eight 32-bit lanes, each a sum or a pair of 16-bit words.
+// 32-bit lanes, each a sum or a pair of 16-bit words, of the smallest tile and of the largest blocks.
 constexpr int kSumLanes = 8;
-using Sums = Int<kSumLanes>;
-using Words = Short<2 * kSumLanes>;
+constexpr int kMostSumLanes = kWidestGroup > kSumLanes ? kWidestGroup : kSumLanes;
 
 // One pair of taps in all lanes, from a group, which holds it four times.
-inline Sums pairOf(const int16_t *group) {
-  return loadRepeated<kSumLanes>(reinterpret_cast<const int32_t *>(group));
+template <int N>
+Int<N> pairOf(const int16_t *group) {
+  return loadRepeated<N>(reinterpret_cast<const int32_t *>(group));
 }
 // (0, tap), from a group of (tap, 0).
-inline Sums singleOf(const int16_t *group) { return loadAs<int32_t>(group + 1); }
+template <int N>
+Int<N> singleOf(const int16_t *group) {
+  return loadAs<int32_t>(group + 1);
+}
+
+// Of each eight lanes the last two of `b`, the others of `a`.
+template <int N>
+Int<N> lastQuartersFrom(Int<N> a, Int<N> b) {
+  if constexpr (N > kSumLanes) {
+    return joined(lastQuartersFrom(lowHalf(a), lowHalf(b)), lastQuartersFrom(highHalf(a), highHalf(b)));
+  } else {
+    return lanesFrom<3 * N / 4>(a, b);
+  }
+}
 
 }  // namespace vekr::VEKR_ISA

@@ -14,6 +14,7 @@ constexpr int32_t kTile = WideSums::kVoxels;
 
 template <int N>
 struct SplitSum {
+  static constexpr int kLanes = N;
   Int<N> low = 0, high = 0;
 
   void add(Int<N> product) {
@@ -60,19 +61,21 @@ void sumGroups(const SourceWindow &window, const FilterKernel &kernel, int32_t f
 
 // ---------------------------------------------------------------- two taps a multiplication
 
-template <int blocks>
+template <int32_t voxelsAtOnce>
 void filterTile(const SourceWindow &window, const TapRows &taps, int32_t first, const Divisor &by,
                 int16_t *voxels) {
+  using Tile = Tile<voxelsAtOnce>;
+  constexpr int kBlockVoxels = Tile::kBlockVoxels;
   WideSums sums;
-  sums.clear(0, blocks * kBlock);
-  forTile<SplitSum<kSumLanes>, blocks, kAllTaps, SecondPair::own>(
+  sums.clear(0, voxelsAtOnce);
+  forTile<SplitSum<Tile::kLanes>, Tile::kBlocks, kAllTaps, SecondPair::own>(
       window, taps, first, [&](int b, auto &even, auto &odd) {
-        int32_t highs[kBlock], rests[kBlock];
+        int32_t highs[kBlockVoxels], rests[kBlockVoxels];
         storeAlternating(even.high, odd.high, highs);
         storeAlternating(even.rest(), odd.rest(), rests);
-        sums.add(b * kBlock, highs, rests, kBlock);
+        sums.add(b * kBlockVoxels, highs, rests, kBlockVoxels);
       });
-  convertSums(sums, voxels + first, blocks * kBlock, by);
+  convertSums(sums, voxels + first, voxelsAtOnce, by);
 }
 
 }  // namespace
@@ -97,6 +100,7 @@ void ownpr_FilterWide_16s(const SourceWindow &window, const FilterKernel &kernel
     }
   };
   sumBy.template operator()<kWidestGroup>();
+  if constexpr (kWidestGroup > 8) sumBy.template operator()<8>();
   sumBy.template operator()<4>();
   sumBy.template operator()<1>();
   convertSums(sums, voxels + first, left, by);
@@ -105,9 +109,9 @@ void ownpr_FilterWide_16s(const SourceWindow &window, const FilterKernel &kernel
 void ownpr_FilterWidePairs_16s(const SourceWindow &window, const TapRows &taps, int32_t width,
                                const Divisor &by, int16_t *voxels) {
   int32_t first = 0;
-  for (; first + kTile <= width; first += kTile) filterTile<2>(window, taps, first, by, voxels);
-  if (width - first > kBlock) filterTile<1>(window, taps, first, by, voxels);
-  if (width > first) filterTile<1>(window, taps, width - kBlock, by, voxels);
+  for (; first + kTile <= width; first += kTile) filterTile<kTile>(window, taps, first, by, voxels);
+  if (width - first > kBlock) filterTile<kBlock>(window, taps, first, by, voxels);
+  if (width > first) filterTile<kBlock>(window, taps, width - kBlock, by, voxels);
 }
 
 }  // namespace vekr::VEKR_ISA

@@ -8,10 +8,10 @@
 #include "frame/dispatch.h"
 #include "vekr.h"
 
-VEKR_KERNELS(
-    // Any taps, any sizes.
-    void ownpr_FilterWide_16s(const SourceWindow &window, const FilterKernel &kernel, int32_t width,
-                              const Divisor &by, int16_t *voxels);
-    // Calls of Form::widePairs.
-    void ownpr_FilterWidePairs_16s(const SourceWindow &window, const TapRows &taps, int32_t width,
-                                   const Divisor &by, int16_t *voxels);)
+VEKR_KERNELS(wide_kernels,
+             // Any taps, any sizes.
+             void ownpr_FilterWide_16s(const SourceWindow &window, const FilterKernel &kernel, int32_t width,
+                                       const Divisor &by, int16_t *voxels);
+             // Calls of Form::widePairs.
+             void ownpr_FilterWidePairs_16s(const SourceWindow &window, const TapRows &taps, int32_t width,
+                                            const Divisor &by, int16_t *voxels);)

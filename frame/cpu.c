@@ -12,3 +12,14 @@ int ownHasAvx2(void) {
   return 0;
 #endif
 }
+
+#ifdef VEKR_AVX512
+int ownHasAvx512(void) {
+#ifdef CPU_FEATURE_ACTIVE
+  return CPU_FEATURE_ACTIVE(AVX2) && CPU_FEATURE_ACTIVE(AVX512F) && CPU_FEATURE_ACTIVE(AVX512VL) &&
+         CPU_FEATURE_ACTIVE(AVX512BW) && CPU_FEATURE_ACTIVE(AVX512DQ);
+#else
+  return 0;
+#endif
+}
+#endif

@@ -15,6 +15,7 @@
 #else
 #define VEKR_FLOATS_IN_sse41 4
 #define VEKR_FLOATS_IN_avx2 8
+#define VEKR_FLOATS_IN_avx512 16
 #endif
 
 #define VEKR_FLOATS_IN_SET(set) VEKR_FLOATS_IN_##set
@@ -22,7 +23,7 @@
 #define VEKR_REGISTER_FLOATS VEKR_FLOATS_IN(VEKR_ISA)
 
 // A name that the list above lacks counts as 0 here.
-#if VEKR_REGISTER_FLOATS != 4 && VEKR_REGISTER_FLOATS != 8
+#if VEKR_REGISTER_FLOATS != 4 && VEKR_REGISTER_FLOATS != 8 && VEKR_REGISTER_FLOATS != 16
 #error "VEKR_ISA is not an instruction set that frame/lanes/ has lane types for"
 #endif
 #if !defined(__SSE4_1__) && !defined(__aarch64__)
@@ -30,6 +31,10 @@
 #endif
 #if VEKR_REGISTER_FLOATS >= 8 && !defined(__AVX2__)
 #error "this instruction set needs AVX2, which the compiler has not been allowed"
+#endif
+#if VEKR_REGISTER_FLOATS >= 16 && \
+    !(defined(__AVX512F__) && defined(__AVX512VL__) && defined(__AVX512BW__) && defined(__AVX512DQ__))
+#error "this instruction set needs AVX-512 with F, VL, BW and DQ, which the compiler has not been allowed"
 #endif
 
 namespace vekr::VEKR_ISA {
@@ -39,5 +44,8 @@ constexpr int kWidestGroup = VEKR_REGISTER_FLOATS;
 
 // Whether the set reads scattered elements in one instruction.
 constexpr bool kHasGathers = VEKR_REGISTER_FLOATS >= 8;
+
+// Whether its loads and stores leave lanes that are off alone, be there memory or not.
+constexpr bool kMasksMemory = VEKR_REGISTER_FLOATS >= 16;
 
 }  // namespace vekr::VEKR_ISA

@@ -23,6 +23,8 @@
 #include "frame/lanes/wide.h"
 #include "frame/lanes/x128.h"
 #include "frame/lanes/x256.h"
+#include "frame/lanes/x512.h"
+#include "frame/lanes/x512_moves.h"
 
 namespace vekr::VEKR_ISA {
 
@@ -49,6 +51,18 @@ void storeLow(Int<N> a, uint8_t *p) {
 template <int N>
 void storeLow(Int<N> a, uint16_t *p) {
   storeSaturated(a & Int<N>(0xFFFF), p);
+}
+
+// For planes with a mask. What the lanes that are off hold is open; they are read only if the set can't but read them
+// (kMasksMemory).
+template <int N>
+Float<N> loadWanted(Mask<N>, const float *p) {
+  return Float<N>::load(p);
+}
+// Lanes that are off have to hold what lies there already: it is written back if the set can't but write it.
+template <int N>
+void storeChanged(Mask<N>, Float<N> a, float *p) {
+  a.store(p);
 }
 
 // Asks for a line of memory that will be read soon. Inlined by force, as g++ drops calls of functions that do nothing else.

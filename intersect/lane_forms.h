@@ -4,7 +4,8 @@
 #include "frame/dispatch.h"
 #include "vekr.h"
 
-VEKR_KERNELS(VekStatus ownIntersectBlock_w7(const float *const *pOrigins, const float *const *pDirections,
+VEKR_KERNELS(lane_forms,
+             VekStatus ownIntersectBlock_w7(const float *const *pOrigins, const float *const *pDirections,
                                             const VekrIntersectScene &scene, float *pDistances,
                                             float *const *pHits, int32_t *pHitTriangles, VekrBlockSize size);
              VekStatus ownIntersectEyeBlock_w7(const float *pOrigin, const float *const *pDirections,

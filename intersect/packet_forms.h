@@ -5,7 +5,8 @@
 #include "frame/dispatch.h"
 #include "vekr.h"
 
-VEKR_KERNELS(VekStatus ownIntersectEyeBlock4_w7(const float *pOrigin, const float *const *pDirections,
+VEKR_KERNELS(packet_forms,
+             VekStatus ownIntersectEyeBlock4_w7(const float *pOrigin, const float *const *pDirections,
                                                 const VekrIntersectScene &scene, float *pDistances,
                                                 float *const *pHits, int32_t *pHitTriangles,
                                                 VekrBlockSize size);

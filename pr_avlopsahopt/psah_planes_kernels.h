@@ -40,8 +40,13 @@ struct PlaneChoice {
   float plane;
 };
 
+// A multiple of every set's group.
+#ifdef VEKR_AVX512
+constexpr int32_t kPlaneGroup = 16;
+#else
 constexpr int32_t kPlaneGroup = 8;
+#endif
 
 }  // namespace vekr
 
-VEKR_KERNELS(::vekr::PlaneChoice ownTryPlanes(const ::vekr::PlaneTrial &trial);)
+VEKR_KERNELS(psah_planes_kernels, ::vekr::PlaneChoice ownTryPlanes(const ::vekr::PlaneTrial &trial);)

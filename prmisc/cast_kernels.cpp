@@ -41,15 +41,15 @@ VEKR_FLATTEN void castReflection(ConstPlanes incident, const int32_t *pMask, Con
                                  Planes reflected, int32_t length) {
   forMaskedGroups(
       pMask, length,
-      [=]<int N>(int64_t i, Mask<N> alive) {
-        const Vec3<N> in = loadPlanes<N>(incident, i);
-        const Vec3<N> normal = loadPlanes<N>(normals, i);
+      [=]<int N, class There>(RayGroup<N, There> rays) {
+        const Vec3<N> in = rays.load(incident);
+        const Vec3<N> normal = rays.load(normals);
         // The two forms sum in different orders; callers depend on each [C36].
         const Float<N> s = form == RayForm::fourWide ? dot(in, normal)
                                                      : (in.y * normal.y + in.z * normal.z) + normal.x * in.x;
         const Float<N> twice = s + s;
         const Vec3<N> out = in - Vec3<N>{twice * normal.x, twice * normal.y, twice * normal.z};
-        storePlanes(reflected, i, kept(alive, out));
+        rays.store(kept(rays.alive, out), reflected);
       },
       [=]<int N>(Lanes<N>, int64_t i) { clearPlanes<N>(reflected, i); });
 }
@@ -59,9 +59,10 @@ constexpr float kGrazing = std::bit_cast<float>(0x3ae4c388u);
 
 // The mask that a dead ray leaves with. Groups of four overwrite it, the rays behind the last group keep
 // theirs: callers depend on the difference [C37].
-template <int N>
-Int<N> maskOfDead(Int<N> before) {
-  if constexpr (N == 1) return before.v < 0 ? before : Int<N>(-1);
+template <int N, class There>
+Int<N> maskOfDead(RayGroup<N, There> rays, Int<N> before) {
+  if constexpr (RayGroup<N, There>::kEndsInSingles)
+    return select(isNegative(before) & rays.singles(), before, Int<N>(-1));
   return Int<N>(-1);
 }
 
@@ -89,20 +90,21 @@ VEKR_FLATTEN void ownCastShadowSO_32f(const float *pLight, const float *pSurface
   const Planes shadowDirections = pShadowDirections;
   forMaskedGroups(
       pMask, length,
-      [=]<int N>(int64_t i, Mask<N> alive) {
-        const Vec3<N> toPoint = loadPlanes<N>(points, i) - broadcast3<N>(light);
-        const Float<N> d = dot(toPoint, loadPlanes<N>(normals, i));
-        const Float<N> sameSide = d * Float<N>::load(pSurfaceDot + i);
-        const Mask<N> keep = (sameSide > Float<N>(0.0f)) & alive & (absOf(d) >= Float<N>(kGrazing));
-        const Int<N> before = Int<N>::load(pMask + i);
-        kept(keep, absOf(d)).store(pLightDot + i);
-        storePlanes(shadowDirections, i, kept(keep, toPoint));
-        select(keep, before, maskOfDead(before)).store(pMask + i);
+      [=]<int N, class There>(RayGroup<N, There> rays) {
+        const Vec3<N> toPoint = rays.load(points) - broadcast3<N>(light);
+        const Float<N> d = dot(toPoint, rays.load(normals));
+        const Float<N> sameSide = d * rays.load(pSurfaceDot);
+        const Mask<N> keep = (sameSide > Float<N>(0.0f)) & rays.alive & (absOf(d) >= Float<N>(kGrazing));
+        const Int<N> before = rays.loadMask(pMask);
+        rays.store(kept(keep, absOf(d)), pLightDot);
+        rays.store(kept(keep, toPoint), shadowDirections);
+        rays.store(select(keep, before, maskOfDead(rays, before)), pMask);
       },
       [=]<int N>(Lanes<N>, int64_t i) {
         fillGroup<N>(pLightDot, i, 0.0f);
         clearPlanes<N>(shadowDirections, i);
-        maskOfDead(Int<N>::load(pMask + i)).store(pMask + i);
+        const RayGroup<N, AllOf> rays = {i, {}, {}};
+        rays.store(maskOfDead(rays, rays.loadMask(pMask)), pMask);
       });
 }
 

@@ -20,8 +20,8 @@ struct EyeGrid {
 
 }  // namespace vekr
 
-VEKR_KERNELS(void ownCastEye(const EyeGrid &grid, float *const *pDirections, VekrBlockSize size,
-                             RayForm form);
+VEKR_KERNELS(cast_kernels, void ownCastEye(const EyeGrid &grid, float *const *pDirections, VekrBlockSize size,
+                                           RayForm form);
              void ownCastReflectionRay_32f(const float *const *pIncident, const int32_t *pMask,
                                            const float *const *pNormals, float *const *pReflected,
                                            int32_t length, RayForm form);

@@ -6,7 +6,8 @@
 #include "frame/dispatch.h"
 #include "prmisc/form.h"
 
-VEKR_KERNELS(void ownHitPoint3DEpsS0_32f_M(const float *pOrigin, const float *const *pDirections,
+VEKR_KERNELS(masked_kernels,
+             void ownHitPoint3DEpsS0_32f_M(const float *pOrigin, const float *const *pDirections,
                                            const float *pDistances, const int32_t *pMask,
                                            float *const *pHitPoints, int32_t length, float eps, RayForm form);
              void ownHitPoint3DEpsM0_32f_M(const float *const *pOrigins, const float *const *pDirections,

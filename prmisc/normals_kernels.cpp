@@ -75,11 +75,11 @@ VEKR_FLATTEN void surfSmoothNormal(const float *pVertexNormals, const int32_t *p
   const Planes normals = pNormals;
   forMaskedGroups<4>(
       pHitTriangles, length,
-      [&]<int N>(int64_t i, Mask<N> alive) {
-        const Float<N> u = Float<N>::load(pHits[0] + i);
-        const Float<N> v = Float<N>::load(pHits[1] + i);
+      [&]<int N>(RayGroup<N, AllOf> rays) {
+        const Float<N> u = rays.load(pHits[0]);
+        const Float<N> v = rays.load(pHits[1]);
         const Float<N> w = (1.0f - u) - v;
-        const GroupNumbers<N> group(pHitTriangles + i, alive);
+        const GroupNumbers<N> group(pHitTriangles + rays.i, rays.alive);
         const auto corner = [&](int which) {
           return groupNormals<N>(pVertexNormals, group, [&](int32_t triangle) -> int64_t {
             return pNormalIndices[static_cast<int64_t>(wrappingMul(triangle, stride)) + which];  // [C45]
@@ -88,7 +88,7 @@ VEKR_FLATTEN void surfSmoothNormal(const float *pVertexNormals, const int32_t *p
         const Vec3<N> a = corner(0), b = corner(1), c = corner(2);
         const Vec3<N> sum = {(a.x * u + b.x * v) + c.x * w, (a.y * u + b.y * v) + c.y * w,
                              (a.z * u + b.z * v) + c.z * w};
-        storePlanes(normals, i, kept(alive, normalised<form, N>(sum)));
+        rays.store(kept(rays.alive, normalised<form, N>(sum)), normals);
       },
       [&]<int N>(Lanes<N>, int64_t i) { clearPlanes<N>(normals, i); });
 }
@@ -136,11 +136,11 @@ VEKR_FLATTEN void ownSurfFlatNormal_32f(const float *pTriangleNormals, const int
   const Planes normals = pNormals;
   forMaskedGroups<4>(
       pHitTriangles, length,
-      [&]<int N>(int64_t i, Mask<N> alive) {
-        const GroupNumbers<N> group(pHitTriangles + i, alive);
+      [&]<int N>(RayGroup<N, AllOf> rays) {
+        const GroupNumbers<N> group(pHitTriangles + rays.i, rays.alive);
         const Vec3<N> normal =
             groupNormals<N>(pTriangleNormals, group, [](int32_t triangle) -> int64_t { return triangle; });
-        storePlanes(normals, i, kept(alive, normal));
+        rays.store(kept(rays.alive, normal), normals);
       },
       [&]<int N>(Lanes<N>, int64_t i) { clearPlanes<N>(normals, i); });
 }

@@ -24,4 +24,4 @@ struct RemapCall {
 
 }  // namespace vekr
 
-VEKR_KERNELS(extern const DriverTable<RemapCall> ownrRemapInter;)
+VEKR_KERNELS(remap_kernels, extern const DriverTable<RemapCall> ownrRemapInter;)

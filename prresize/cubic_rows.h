@@ -29,6 +29,17 @@ Float<4> cubicSums(Lanes<4>, const Voxel *row, const int32_t *index, const Cubic
   return pairSums(pairSums(products(0), products(1)), pairSums(products(2), products(3)));
 }
 
+// Block by block: every second column, or every fourth, ends in the same one.
+template <class Voxel>
+Float<16> cubicSums(Lanes<16>, const Voxel *row, const int32_t *index, const CubicWeights *weights) {
+  const auto products = [&](int i) {
+    return joined(loadVoxelHalves(row + index[i] - 1, row + index[i + 1] - 1),
+                  loadVoxelHalves(row + index[i + 2] - 1, row + index[i + 3] - 1)) *
+           Float<16>::load(weights[i].k);
+  };
+  return alternatingBlocks(pairSums(pairSums(products(0), products(4)), pairSums(products(8), products(12))));
+}
+
 template <class Voxel>
 Float<8> cubicSums(Lanes<8>, const Voxel *row, const int32_t *index, const CubicWeights *weights) {
   const auto products = [&](int i) {
@@ -55,7 +66,7 @@ void cubicInterior(const Voxel *row, const Voxel *ahead, const Axis<CubicWeights
     if constexpr (N == 1) {
       out[i] = cubicSum<order>(row, index[i], weights[i]);
     } else {
-      if constexpr (N == 8) prefetchGroup(ahead, index + i);
+      prefetchGroups<N>(ahead, index + i);
       cubicSums(lanes, row, index + i, weights + i).store(out + i);
     }
   });

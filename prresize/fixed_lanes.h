@@ -68,6 +68,7 @@ void mixRows(const uint16_t *a, const uint16_t *b, FixedPair w, Out *out, int32_
     for (; i + N <= end; i += N) mixColumns<shift>(lanes, a + i, b + i, w, out + i);
   };
   groups(Lanes<kWidestWords>());
+  if constexpr (kWidestWords > 16) groups(Lanes<16>());
   if constexpr (kWidestWords > 8) groups(Lanes<8>());
   groups(Lanes<1>());
 }

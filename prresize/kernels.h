@@ -47,9 +47,11 @@ constexpr int32_t kSliceRowUnit = 64;
 
 // `rows` are 2 (linear) or 4 (cubic) buffers of the destination's width. A slice, or other output of a band, begins at the
 // band's first row.
-VEKR_KERNELS(template <class Voxel>
-             void ownResizeN(Rows<const Voxel> source, Rows<Voxel> destination, const NearestAxes &axes);
+VEKR_KERNELS(nearest_kernels,
+             template <class Voxel>
+             void ownResizeN(Rows<const Voxel> source, Rows<Voxel> destination, const NearestAxes &axes);)
 
+VEKR_KERNELS(linear_kernels,
              // A source plane into a destination plane, and into a slice.
              template <class Voxel> void ownResizeL(Rows<const Voxel> source, Rows<Voxel> out,
                                                     const PlaneAxes<LinearWeight<Voxel>> &axes, RowBand band,
@@ -60,8 +62,9 @@ VEKR_KERNELS(template <class Voxel>
              template <class Voxel>
              void ownpr_DepL(Rows<Voxel> destination, Rows<const LinearMiddle<Voxel>> near,
                              Rows<const LinearMiddle<Voxel>> far, LinearWeight<Voxel> weight,
-                             const PlaneAxes<LinearWeight<Voxel>> &axes, RowBand band);
+                             const PlaneAxes<LinearWeight<Voxel>> &axes, RowBand band);)
 
+VEKR_KERNELS(cubic_kernels,
              template <class Voxel>
              void ownrResizeC(Rows<const Voxel> source, Rows<float> slice,
                               const PlaneAxes<CubicWeights> &axes, RowBand band, float *const *rows);

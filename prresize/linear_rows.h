@@ -42,7 +42,7 @@ void rowPass(const float *row, const float *ahead, const Axis<float> &x, float *
   const int32_t *const index = x.index;
   const float *const weight = x.weight;
   forGroups(begin, end, [=]<int N>(Lanes<N> lanes, int64_t i) {
-    if constexpr (N == 8) prefetchGroup(ahead, index + i);
+    prefetchGroups<N>(ahead, index + i);
     storeRow(rowMix<where>(lanes, row, index + i, weight + i), out + i);
   });
 }

@@ -18,11 +18,17 @@ inline int32_t rowsAhead(const int32_t *index, int32_t j, int32_t end) {
   return index[j + kRowsAhead < end ? j + kRowsAhead : end - 1] - index[j];
 }
 
-// What a group of eight columns will need; a reduction to less than a half spreads them over several lines.
+// What eight columns will need; a reduction to less than a half spreads them over several lines.
 template <class Voxel>
 void prefetchGroup(const Voxel *row, const int32_t *index) {
   prefetchLine(row + index[0]);
   if constexpr (sizeof(Voxel) == 4) prefetchLine(row + index[4]);
+}
+
+// The same of a group of N; of fewer than eight nothing.
+template <int N, class Voxel>
+void prefetchGroups(const Voxel *row, const int32_t *index) {
+  for (int first = 0; first + 8 <= N; first += 8) prefetchGroup(row, index + first);
 }
 
 }  // namespace vekr::VEKR_ISA

@@ -19,4 +19,4 @@ struct WarpCall {
 
 }  // namespace vekr
 
-VEKR_KERNELS(extern const DriverTable<WarpCall> ownrWarpAffineInter;)
+VEKR_KERNELS(warp_kernels, extern const DriverTable<WarpCall> ownrWarpAffineInter;)

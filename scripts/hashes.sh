@@ -4,6 +4,7 @@
 # always over the committed table tests/hashes/table.txt. ARM runs under qemu, by 5 threads. At -O3, x86 also under an emulator whose
 # estimates of reciprocals are exact: there the marked rows may differ, and no others; by table none. Cells that have been run are
 # written anew, those of another table dropped.
+# Where the processor has AVX-512, builds have its kernels too, and these are run as a set of their own.
 #   scripts/hashes.sh [--quick | --plain]   --quick: -O0 and -O3 only; --plain: neither -march=native nor by table
 #   VEKR_COMPILERS="g++ clang++-16"         these compilers instead of those that are there
 # Debian packages that are missing are named and installed; with --no-install they are only named.
@@ -17,7 +18,7 @@ for argument in "${arguments[@]}"; do
   case $argument in
     --quick) levels=(-O0 -O3) ;;
     --plain) x86_variants=(-) ;;
-    *) sed -n 7p "$0" >&2; exit 2 ;;
+    *) sed -n 8p "$0" >&2; exit 2 ;;
   esac
 done
 
@@ -26,6 +27,10 @@ compilers=()
 for name in ${VEKR_COMPILERS:-g++ g++-11 clang++ clang++-13 clang++-15 clang++-16 aarch64-linux-gnu-g++ aarch64-linux-gnu-clang++}; do
   if command -v "${name/#aarch64-linux-gnu-clang/clang}" >/dev/null; then compilers+=("$name"); fi
 done
+has_avx512() {
+  local feature
+  for feature in avx512f avx512vl avx512bw avx512dq; do grep -qw $feature /proc/cpuinfo || return 1; done
+}
 matrix=tests/hashes/matrix.txt
 table=$(sha256sum tests/hashes/table.txt | cut -c1-16)
 cells=$(mktemp)
@@ -50,6 +55,9 @@ for compiler in "${compilers[@]}"; do
     architecture=aarch64 variants=(-) sets=(neon) runner=(qemu-aarch64 -L /usr/aarch64-linux-gnu)
     version=${version#aarch64-linux-gnu-}
     target+=(--toolchain cmake/toolchains/aarch64-linux-gnu.cmake)
+  fi
+  if [ $architecture = x86_64 ] && has_avx512; then
+    sets=(avx512 avx2 sse41) target+=(-DVEKR_AVX512=ON)
   fi
   if [[ $compiler = aarch64-*-clang++ ]]; then
     [ -d build/arm64-root ] || scripts/arm64_root.sh
@@ -79,7 +87,10 @@ for compiler in "${compilers[@]}"; do
       [ $architecture = x86_64 ] || threads=5  # emulation is slow
       for set in "${sets[@]}"; do
         tunables=()
-        [ "$set" != sse41 ] || tunables=(GLIBC_TUNABLES=glibc.cpu.hwcaps=-AVX2)
+        case $set in
+          avx2) tunables=(GLIBC_TUNABLES=glibc.cpu.hwcaps=-AVX512F) ;;
+          sse41) tunables=(GLIBC_TUNABLES=glibc.cpu.hwcaps=-AVX2) ;;
+        esac
         cell env "${tunables[@]}"
       done
       # Another make of processor: without the table, the rows of a processor's estimates are left out.

@@ -26,6 +26,7 @@ constexpr int kMostChannels = 3;
 }  // namespace vekr
 
 VEKR_KERNELS(
+    sh_kernels,
     // A block of values for each direction.
     void ownSHBasis_32f(const Basis &basis, const Directions &directions, float *pDst);
     // The same for one band alone, by the direct evaluator.

@@ -11,7 +11,7 @@ void sampleNearest(const SampledVolume &source, const Chunk &chunk, unsigned cha
     const Voxel *const from = planes[chunk.index[2][v]] + (chunk.index[1][v] * step + chunk.index[0][v]);
     storeAs(row + static_cast<size_t>(v) * sizeof(Voxel), loadAs<Voxel>(from));
   };
-  if (chunk.isFull()) {
+  if (isFull(chunk)) {
     for (int v = 0; v < chunk.count; ++v) copy(v);
   } else {
     forEachOf(chunk.inside, copy);

@@ -11,46 +11,16 @@
 #include "frame/lanes.h"
 #include "volume/convert.h"
 #include "volume/cubic_tables.h"
-#include "volume/view.h"
+#include "volume/samplers.h"
 
 namespace vekr::VEKR_ISA {
 
 constexpr int kGroup = kWidestGroup;  // voxels in lanes
-constexpr int kChunk = 64;            // a multiple of that
-using VoxelSet = uint64_t;            // bit v: voxel v of a chunk
+static_assert(kChunk % kGroup == 0);
 
 constexpr VoxelSet firstVoxels(int count) { return ~VoxelSet(0) >> (kChunk - count); }
 
-struct Chunk {
-  alignas(32) int32_t index[3][kChunk];  // x, y, z, rounded for nearest [C98], else truncated toward zero
-  alignas(32) float at[3][kChunk];       // the coordinates themselves; not set for nearest
-  VoxelSet inside;                       // those that are to be sampled
-  int count;                             // voxels of the row in this chunk, at least 1
-
-  bool isFull() const { return inside == firstVoxels(count); }
-};
-
-// What the border conversion of a cubic 32f result does. The two families differ here, and callers rely on both [C67].
-enum class FloatBorder {
-  kept,      // nothing
-  truncated  // toward zero to a signed 32-bit integer, and back
-};
-
-// The view is of the voxel type that the sampler is for.
-struct SampledVolume : SourceView {
-  const float *table;  // of the cubic kinds
-  FloatBorder floatBorder;
-};
-
-// `row` is the address of the chunk's first destination voxel.
-using Sampler = void(const SampledVolume &source, const Chunk &chunk, unsigned char *row);
-
-template <class Voxel>
-Sampler sampleNearest;
-template <class Voxel>
-Sampler sampleLinear;
-template <class Voxel>
-Sampler sampleCubic;
+inline bool isFull(const Chunk &chunk) { return chunk.inside == firstVoxels(chunk.count); }
 
 // ---------------------------------------------------------------- what an interpolation code stands for
 
@@ -86,7 +56,7 @@ template <class Voxel>
 inline void storeInside(const Chunk &chunk, const Voxel (&voxels)[kChunk], unsigned char *row) {
   if (chunk.inside == firstVoxels(kChunk)) {
     std::memcpy(row, voxels, sizeof voxels);
-  } else if (chunk.isFull()) {
+  } else if (isFull(chunk)) {
     std::memcpy(row, voxels, static_cast<size_t>(chunk.count) * sizeof(Voxel));
   } else {
     forEachOf(chunk.inside, [&](int v) { storeAs(row + static_cast<size_t>(v) * sizeof(Voxel), voxels[v]); });

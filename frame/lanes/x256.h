@@ -257,10 +257,12 @@ inline Mask<4> narrowed(DoubleMask<4> a) {
   const __m256 halves = _mm256_castpd_ps(a.v);
   return {_mm_shuffle_ps(_mm256_castps256_ps128(halves), _mm256_extractf128_ps(halves, 1), 0x88)};
 }
+#if VEKR_REGISTER_FLOATS == 8
 inline Mask<8> narrowed(DoubleMask<8> a) {
   const __m256 mixed = _mm256_shuffle_ps(_mm256_castpd_ps(a.low.v), _mm256_castpd_ps(a.high.v), 0x88);
   return {_mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(mixed), 0xD8))};
 }
+#endif
 inline Long<4> widenedToLong(Int<4> a) { return _mm256_cvtepi32_epi64(a.v); }
 
 template <>
@@ -377,6 +379,7 @@ inline Int<4> gatherWords(Long<4> address) {
   return _mm256_mask_i64gather_epi32(_mm_setzero_si128(), nullptr, address.v, _mm_set1_epi32(-1), 1);
 }
 
+#if VEKR_REGISTER_FLOATS == 8
 // Neighbouring floats by the address of the first.
 inline Neighbours<8> gatherNeighbours(Long<8> address) {
   const __m256d all = _mm256_castsi256_pd(_mm256_set1_epi64x(-1));
@@ -390,6 +393,7 @@ inline Neighbours<8> gatherNeighbours(Long<8> address) {
   };
   return {inOrder(_mm256_shuffle_ps(low, high, 0x88)), inOrder(_mm256_shuffle_ps(low, high, 0xDD))};
 }
+#endif
 
 }  // namespace vekr::VEKR_ISA
 

@@ -15,6 +15,19 @@ TEST(Cpu, Avx2CanBeSwitchedOffFromOutside) {
     EXPECT_EQ(ownHasAvx2() != 0, __builtin_cpu_supports("avx2") != 0);
   }
 }
+
+#ifdef VEKR_AVX512
+TEST(Cpu, Avx512CanBeSwitchedOffFromOutsideByItselfOrWithAvx2) {
+  const char *tunables = std::getenv("GLIBC_TUNABLES");
+  if (tunables != nullptr && std::strstr(tunables, "hwcaps=-AVX") != nullptr) {
+    EXPECT_EQ(ownHasAvx512(), 0);
+  } else {
+    EXPECT_EQ(ownHasAvx512() != 0, __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
+                                       __builtin_cpu_supports("avx512bw") &&
+                                       __builtin_cpu_supports("avx512dq"));
+  }
+}
+#endif
 #else
 TEST(Cpu, OtherArchitecturesHaveNoAvx2) { EXPECT_EQ(ownHasAvx2(), 0); }
 #endif

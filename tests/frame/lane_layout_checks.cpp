@@ -1,4 +1,7 @@
 // Where the lanes of every load, store and rearrangement lie, and that words saturate. Compiled once for each set, like a kernel.
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
@@ -172,6 +175,101 @@ void checkWordPairs(Report &report) {
   }
 }
 
+template <int N>
+Mask<N> maskOf(unsigned set) {
+  if constexpr (N == 1) {
+    return {set != 0};
+  } else {
+    return maskOfBits<N>(set);
+  }
+}
+
+// Planes with a mask: what is on comes and goes, what is off stays as it was.
+template <int N>
+void checkMasked(Report &report) {
+  float in[kMost], before[kMost], out[kMost];
+  for (int k = 0; k < N; ++k) {
+    in[k] = static_cast<float>(k + 1);
+    before[k] = static_cast<float>(-k - 1);
+  }
+  for (unsigned set = 0; set < 1u << N; set += N == 16 ? 13 : 1) {
+    const Mask<N> m = maskOf<N>(set);
+    const auto on = [&](int k) { return (set >> k & 1) != 0; };
+    loadWanted(m, in).store(out);
+    for (int k = 0; k < N; ++k) report.expect(!on(k) || out[k] == in[k], "loadWanted", N, set, k);
+    std::memcpy(out, before, sizeof out);
+    storeChanged(m, select(m, Float<N>::load(in), Float<N>::load(before)), out);
+    for (int k = 0; k < N; ++k)
+      report.expect(out[k] == (on(k) ? in[k] : before[k]), "storeChanged", N, set, k);
+  }
+}
+
+// Parts of the widest register, in front of memory that isn't there: lanes that are off touch nothing.
+template <int N>
+void checkPartsOf(Report &report) {
+  if constexpr (kMasksMemory) {
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    auto *const pages = static_cast<char *>(
+        mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    report.expect(pages != MAP_FAILED && mprotect(pages + page, page, PROT_NONE) == 0, "guard page", N, 0, 0);
+    for (int there = 0; there <= N; ++there) {
+      const Mask<N> m = maskOfBits<N>((1u << there) - 1);
+      auto *const floats = reinterpret_cast<float *>(pages + page) - there;
+      auto *const ints = reinterpret_cast<int32_t *>(floats);
+      float out[N];
+      int32_t outInts[N];
+      storeLanes(m, countedFrom<N>(5), floats);
+      loadLanes(m, floats).store(out);
+      for (int k = 0; k < N; ++k)
+        report.expect(out[k] == (k < there ? 5.0f + static_cast<float>(k) : 0.0f), "lanes, floats", N, there,
+                      k);
+      storeChanged(m, countedFrom<N>(9), floats);
+      for (int k = 0; k < there; ++k)
+        report.expect(floats[k] == 9.0f + static_cast<float>(k), "storeChanged, floats", N, there, k);
+      storeLanes(m, Int<N>(-7), ints);
+      loadLanes(m, ints).store(outInts);
+      for (int k = 0; k < N; ++k)
+        report.expect(outInts[k] == (k < there ? -7 : 0), "lanes, ints", N, there, k);
+    }
+    munmap(pages, 2 * page);
+  }
+}
+
+// Addresses and what they lead to, where the set gathers; blocks of four side by side.
+template <int N>
+void checkAddresses(Report &report) {
+  if constexpr (N > 4) {
+    float out[N], rows[N], next[N];
+    for (int k = 0; k < N; ++k) rows[k] = static_cast<float>(k);
+    alternatingBlocks(Float<N>::load(rows)).store(out);
+    for (int k = 0; k < N; ++k)
+      report.expect(out[k] == rows[k % (N / 4) * 4 + k / (N / 4)], "alternatingBlocks", N, k, 0);
+
+    float lines[N][8];
+    const void *list[N];
+    int32_t index[N], column[N], words[N];
+    for (int k = 0; k < N; ++k) {
+      for (int i = 0; i < 8; ++i) lines[k][i] = static_cast<float>(100 * k + i);
+      list[k] = lines[k];
+      index[k] = (7 * k + 3) % N;
+      column[k] = k % 4 - 1;  // in steps of two floats, and negative too
+    }
+    const Long<N> at = gatherPointers(list, Int<N>::load(index)) + Long<N>(2 * sizeof(float)) +
+                       shiftedLeft<2>(productOfLow(widenedToLong(Int<N>::load(column)), Long<N>(2)));
+    const Neighbours<N> pair = gatherNeighbours(at);
+    pair.here.store(out);
+    pair.next.store(next);
+    gatherWords(at).store(words);
+    for (int k = 0; k < N; ++k) {
+      const float want = lines[index[k]][2 + 2 * column[k]];
+      int32_t word;
+      std::memcpy(&word, &want, sizeof word);
+      report.expect(out[k] == want && next[k] == want + 1, "gatherNeighbours by address", N, k, 0);
+      report.expect(words[k] == word, "gatherWords", N, k, 0);
+    }
+  }
+}
+
 // What reads or writes fewer lanes than a register has.
 void checkParts(Report &report) {
   const float points[12] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
@@ -210,6 +308,12 @@ void checkLayouts(Report &report) {
   checkOrder<4>(report);
   checkOrder<8>(report);
   checkOrder<16>(report);
+  checkMasked<1>(report);
+  checkMasked<4>(report);
+  checkMasked<8>(report);
+  checkMasked<16>(report);
+  checkPartsOf<kWidestGroup>(report);
+  checkAddresses<kHasGathers ? kWidestGroup : 1>(report);
   checkRegister(report);
   checkSaturation(report);
   checkParts(report);

@@ -16,5 +16,6 @@ class Report {
 
 }  // namespace vekr_test
 
-VEKR_KERNELS(void checkFloats(::vekr_test::Report &report); void checkIntegers(::vekr_test::Report &report);
-             void checkDoubles(::vekr_test::Report &report); void checkLayouts(::vekr_test::Report &report);)
+VEKR_SETS(VEKR_IN_NAMESPACE, void checkFloats(::vekr_test::Report &report);
+          void checkIntegers(::vekr_test::Report &report); void checkDoubles(::vekr_test::Report &report);
+          void checkLayouts(::vekr_test::Report &report);)

@@ -6,16 +6,16 @@
 #include "prremap/remap_kernels.h"
 #include "prwarpa/warp_kernels.h"
 
-#define DRIVERS(Call, N, L, C0, C1, C2, C3) VEKR_KERNELS(VolumeDriver<Call> N, L, C0, C1, C2, C3;)
+#define DRIVERS(unit, Call, N, L, C0, C1, C2, C3) VEKR_KERNELS(unit, VolumeDriver<Call> N, L, C0, C1, C2, C3;)
 // clang-format off
-DRIVERS(RemapCall, ownrRemap8N, ownrRemap8L, ownrRemap8C0, ownrRemap8C1, ownrRemap8C2, ownrRemap8C3)
-DRIVERS(RemapCall, ownrRemap16N, ownrRemap16L, ownrRemap16C0, ownrRemap16C1, ownrRemap16C2, ownrRemap16C3)
-DRIVERS(RemapCall, ownrRemap32N, ownrRemap32L, ownrRemap32C0, ownrRemap32C1, ownrRemap32C2, ownrRemap32C3)
-DRIVERS(WarpCall, ownrWarpAffine8N, ownrWarpAffine8L,
+DRIVERS(remap_kernels, RemapCall, ownrRemap8N, ownrRemap8L, ownrRemap8C0, ownrRemap8C1, ownrRemap8C2, ownrRemap8C3)
+DRIVERS(remap_kernels, RemapCall, ownrRemap16N, ownrRemap16L, ownrRemap16C0, ownrRemap16C1, ownrRemap16C2, ownrRemap16C3)
+DRIVERS(remap_kernels, RemapCall, ownrRemap32N, ownrRemap32L, ownrRemap32C0, ownrRemap32C1, ownrRemap32C2, ownrRemap32C3)
+DRIVERS(warp_kernels, WarpCall, ownrWarpAffine8N, ownrWarpAffine8L,
         ownrWarpAffine8C0, ownrWarpAffine8C1, ownrWarpAffine8C2, ownrWarpAffine8C3)
-DRIVERS(WarpCall, ownrWarpAffine16N, ownrWarpAffine16L,
+DRIVERS(warp_kernels, WarpCall, ownrWarpAffine16N, ownrWarpAffine16L,
         ownrWarpAffine16C0, ownrWarpAffine16C1, ownrWarpAffine16C2, ownrWarpAffine16C3)
-DRIVERS(WarpCall, ownrWarpAffine32N, ownrWarpAffine32L,
+DRIVERS(warp_kernels, WarpCall, ownrWarpAffine32N, ownrWarpAffine32L,
         ownrWarpAffine32C0, ownrWarpAffine32C1, ownrWarpAffine32C2, ownrWarpAffine32C3)
 // clang-format on
 
@@ -34,23 +34,26 @@ void expectRow(const InterpolationTable<VolumeDriver<Call>> &row,
 
 #define EXPECT_TABLE(space, ...)                                                                            \
   {                                                                                                         \
-    using namespace space;                                                                                  \
-    const auto &remap = ownrRemapInter.rows;                                                                \
-    const auto &warp = ownrWarpAffineInter.rows;                                                            \
-    expectRow<RemapCall>(remap[0], {nullptr, ownrRemap8N, ownrRemap8L, nullptr, ownrRemap8C0, ownrRemap8C1, \
-                                    ownrRemap8C2, ownrRemap8C3});                                           \
-    expectRow<RemapCall>(remap[1], {nullptr, ownrRemap16N, ownrRemap16L, nullptr, ownrRemap16C0,            \
-                                    ownrRemap16C1, ownrRemap16C2, ownrRemap16C3});                          \
-    expectRow<RemapCall>(remap[2], {nullptr, ownrRemap32N, ownrRemap32L, nullptr, ownrRemap32C0,            \
-                                    ownrRemap32C1, ownrRemap32C2, ownrRemap32C3});                          \
-    expectRow<WarpCall>(warp[0], {nullptr, ownrWarpAffine8N, ownrWarpAffine8L, nullptr, ownrWarpAffine8C0,  \
-                                  ownrWarpAffine8C1, ownrWarpAffine8C2, ownrWarpAffine8C3});                \
-    expectRow<WarpCall>(warp[1],                                                                            \
-                        {nullptr, ownrWarpAffine16N, ownrWarpAffine16L, nullptr, ownrWarpAffine16C0,        \
-                         ownrWarpAffine16C1, ownrWarpAffine16C2, ownrWarpAffine16C3});                      \
-    expectRow<WarpCall>(warp[2],                                                                            \
-                        {nullptr, ownrWarpAffine32N, ownrWarpAffine32L, nullptr, ownrWarpAffine32C0,        \
-                         ownrWarpAffine32C1, ownrWarpAffine32C2, ownrWarpAffine32C3});                      \
+    const auto &remap = space::ownrRemapInter.rows;                                                         \
+    const auto &warp = space::ownrWarpAffineInter.rows;                                                     \
+    expectRow<RemapCall>(remap[0],                                                                          \
+                         {nullptr, space::ownrRemap8N, space::ownrRemap8L, nullptr, space::ownrRemap8C0,    \
+                          space::ownrRemap8C1, space::ownrRemap8C2, space::ownrRemap8C3});                  \
+    expectRow<RemapCall>(remap[1],                                                                          \
+                         {nullptr, space::ownrRemap16N, space::ownrRemap16L, nullptr, space::ownrRemap16C0, \
+                          space::ownrRemap16C1, space::ownrRemap16C2, space::ownrRemap16C3});               \
+    expectRow<RemapCall>(remap[2],                                                                          \
+                         {nullptr, space::ownrRemap32N, space::ownrRemap32L, nullptr, space::ownrRemap32C0, \
+                          space::ownrRemap32C1, space::ownrRemap32C2, space::ownrRemap32C3});               \
+    expectRow<WarpCall>(warp[0], {nullptr, space::ownrWarpAffine8N, space::ownrWarpAffine8L, nullptr,       \
+                                  space::ownrWarpAffine8C0, space::ownrWarpAffine8C1,                       \
+                                  space::ownrWarpAffine8C2, space::ownrWarpAffine8C3});                     \
+    expectRow<WarpCall>(warp[1], {nullptr, space::ownrWarpAffine16N, space::ownrWarpAffine16L, nullptr,     \
+                                  space::ownrWarpAffine16C0, space::ownrWarpAffine16C1,                     \
+                                  space::ownrWarpAffine16C2, space::ownrWarpAffine16C3});                   \
+    expectRow<WarpCall>(warp[2], {nullptr, space::ownrWarpAffine32N, space::ownrWarpAffine32L, nullptr,     \
+                                  space::ownrWarpAffine32C0, space::ownrWarpAffine32C1,                     \
+                                  space::ownrWarpAffine32C2, space::ownrWarpAffine32C3});                   \
   }
 
 TEST(DriverTables, HaveEachMemberAtItsVoxelTypeAndCode){VEKR_SETS(EXPECT_TABLE)}
