@@ -63,6 +63,11 @@ TEST(Extra, StrayVertexNumbersAreFoundAtEachCornerAndOnBothSides) {
       EXPECT_EQ(report.firstStray, 1);
     }
   }
+  std::vector<int32_t> both = kIndices;
+  both[0] = both[6] = 99;
+  const VekrExtraMeshReport twice = check(kVertices, both, vekErrRange);
+  EXPECT_EQ(twice.strayTriangles, 2);
+  EXPECT_EQ(twice.firstStray, 0);
   const VekrExtraMeshReport all = check({}, kIndices, vekErrNullPtr);  // an empty vector has no address
   EXPECT_EQ(all.strayTriangles, -7);
 }

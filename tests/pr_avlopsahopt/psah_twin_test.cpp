@@ -91,8 +91,10 @@ TEST(PsahTwin, NodesOfThousandsOfPatches) {
   EXPECT_TRUE(sameAsTwin(scaled(ball(80, 0.02f, 5), 1.0f, 1e-3f, 1e3f, -7.0f), {.maxDepth = 26}));
 }
 
-// Nodes of thousands of patches that one axis or two can divide.
+// Nodes of thousands of patches that one axis or two can divide; of the first one's the others have space to cut off.
 TEST(PsahTwin, MeshesInALineOrAPlane) {
+  const float wide[6] = {0.1f, -5.0f, -5.0f, 0.9f, 5.0f, 5.0f};
+  EXPECT_TRUE(sameAsTwin(triangleSoup(9000, 0.02f, 8), {.maxDepth = 18, .pBounds = wide}));
   EXPECT_TRUE(sameAsTwin(scaled(triangleSoup(9000, 0.01f, 7), 1.0f, 0.0f, 0.0f, 0.0f), {.maxDepth = 18}));
   EXPECT_TRUE(sameAsTwin(scaled(triangleSoup(9000, 0.01f, 7), 0.0f, 0.0f, 1.0f, 0.0f), {.maxDepth = 18}));
   EXPECT_TRUE(sameAsTwin(scaled(triangleSoup(9000, 0.01f, 7), 1.0f, 0.0f, 1.0f, 0.0f), {.maxDepth = 18}));
