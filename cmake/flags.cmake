@@ -66,6 +66,10 @@ endfunction()
 # join a set by itself, named like its file or, if there are several, like the header that declares them; VEKR_KERNELS() in
 # that header says its name.
 function(vekr_kernels unit)
+  get_property(known GLOBAL PROPERTY VEKR_KERNELS_${unit})
+  if(known OR NOT ARGN)
+    message(FATAL_ERROR "vekr_kernels(${unit} ...): a unit has a name of its own, and files")
+  endif()
   list(TRANSFORM ARGN PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
   set_property(GLOBAL APPEND PROPERTY VEKR_UNITS ${unit})
   set_property(GLOBAL PROPERTY VEKR_KERNELS_${unit} ${ARGN})

@@ -1,10 +1,11 @@
 // Single rays that walk the tree at once, a ray in each lane and each at a node of its own. A lane whose ray has ended takes
 // the next one. Rays lie apart, their nodes too: what is gained is that the waits for nodes overlap and that the way a
-// ray takes is computed, not branched upon. Every ray sees what it would see alone in walkTree() of one_ray_walk.h.
+// ray takes is computed, not branched upon. Every ray sees what it would see alone: in walkTree() of one_ray_walk.h, or, of lone
+// rays of packets (lone_rays.h), in the walk of packet.h.
 //
 // What allows it: these forms keep nothing from ray to ray. No ray's result is another's input, there is neither cache nor
-// seed nor mailbox as in packets, and each ray writes to its own entries alone, so that nobody can tell in which order rays
-// have ended, unless arrays overlap, where nothing is promised. Within a ray everything stays in order: layers, leaves, the
+// seed nor mailbox as in packets, and each ray writes to its own entries alone (a lone ray's set-up to its packet's), so
+// that nobody can tell in which order rays have ended, unless arrays overlap, where nothing is promised. Within a ray everything stays in order: layers, leaves, the
 // triangles of a leaf as far as one's hit decides about the next. Where several of these are tested at once (records_test.h),
 // no record is read that would not be read anyway. Blocked segments are not of this kind: they end in the middle of a leaf,
 // and behind their first blocker nothing is read, be it there or not (any_one_ray.cpp).

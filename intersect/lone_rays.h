@@ -99,7 +99,7 @@ ClippedTile clipTile(const float *box, const float *limits, int64_t width, const
     }
     clipToBox(box, ray, interval);
     tile.wanted |= set(Float<N>(0.0f) < limit);
-    tile.active |= set(interval.near < interval.far);
+    tile.active |= set(interval.near < interval.far);  // not a touch [C25]
     tile.unordered |= set(!ordered);
     interval.near.store(to.near + at);
     (interval.far + Float<N>(kBoxMargin)).store(to.far + at);

@@ -159,9 +159,12 @@ class NearestBlock {
     const unsigned lone = tile.wanted & ~packets.companyOf(tile.wanted) & ~tile.turned;
     if (std::popcount(lone) < kWorthTaking) return kAllRays;
     to.live = lone & tile.active;
+    // Their weights, should they hit nothing, and in any case those of the others in their packets [C24].
     const unsigned misses = packets.packetsOf(to.live);
     for (int row = 0; row < kTileSide; ++row) {
-      const Mask<4> lanes = maskOfBits<4>(misses >> row * kTileSide & 0xF);
+      const unsigned missed = misses >> row * kTileSide & 0xF;
+      if (missed == 0) continue;
+      const Mask<4> lanes = maskOfBits<4>(missed);
       for (float *plane : {results_.weightA, results_.weightB}) {
         float *const weights = plane + tile_ + row * width;
         select(lanes, Float<4>(0.0f), Float<4>::load(weights)).store(weights);
