@@ -26,6 +26,7 @@ import tempfile
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 BUILD = os.path.join(ROOT, "build", "release")
 OUT_OF_TIME = 124
+TESTED_ELSEWHERE = {"volume": ["volume", "prwarpa", "prremap"]}  # folders whose users test them
 CHANGES = [
     (r"(?<=[\w)\]]) \+ (?=[\w(])", " - "),
     (r"(?<=[\w)\]]) - (?=[\w(])", " + "),
@@ -137,11 +138,13 @@ class Trial:
         for environment in (everywhere, narrow):
             if status := run(table, env=environment):
                 return "killed by hashes" + how(status)
-        listed = os.path.join(ROOT, "tests", path.split("/")[0], "CMakeLists.txt")
         text = ""
-        if os.path.exists(listed):
-            with open(listed) as stream:
-                text = stream.read()
+        folder_of_file = path.split("/")[0]
+        for tests in TESTED_ELSEWHERE.get(folder_of_file, [folder_of_file]):
+            listed = os.path.join(ROOT, "tests", tests, "CMakeLists.txt")
+            if os.path.exists(listed):
+                with open(listed) as stream:
+                    text += stream.read()
         for test in [*re.findall(r"vekr_(?:private_)?test\((\w+)", text), "arguments_test"]:
             program: str | None = os.path.join(BUILD, "bin", test)
             if test in self.programs and f"vekr_private_test({test} " in text:

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <vector>
 
 #include "tests/prwarpa/warp_calls.h"
 #include "tests/support/volume_faults.h"
@@ -183,6 +184,41 @@ TEST(WarpSampling, IndexesComeFromDoublesAndFractionsFromFloats) {
   EXPECT_EQ(cubic.dst.get(3, 3, 3), 3.0f);
   // Source 6.9999999999 has index 6, the region's last but one: taps 5, 6, 7, 7.
   EXPECT_EQ(cubic.dst.get(7, 3, 3), 7.0f);
+}
+
+// An axis of one voxel has no cell: the one in front of the volume is asked for with a weight of 0, and isn't read, whatever
+// lies there.
+TEST(WarpSampling, NothingInFrontOfTheVolumeCounts) {
+  constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+  for (unsigned thin = 1; thin < 8; ++thin) {
+    const int32_t side[3] = {thin & 1 ? 1 : 5, thin & 2 ? 1 : 5, thin & 4 ? 1 : 5};
+    const int32_t step = side[0] + 1;
+    std::vector<std::vector<float>> source(6, std::vector<float>(64, kNaN)),
+        result(5, std::vector<float>(25, 77));
+    std::vector<const float *> planes = {source[0].data() + 12};  // in front of the first one that counts
+    std::vector<float *> results;
+    for (int32_t z = 0; z < side[2]; ++z) {
+      float *const plane = source[static_cast<size_t>(z) + 1].data() + 12;
+      for (int32_t y = 0; y < side[1]; ++y) {
+        for (int32_t x = 0; x < side[0]; ++x) plane[y * step + x] = static_cast<float>(100 * z + 10 * y + x);
+      }
+      planes.push_back(plane);
+    }
+    for (std::vector<float> &plane : result) results.push_back(plane.data());
+    const VekrVolumeBox box = {0, 0, 0, side[0], side[1], side[2]};
+    ASSERT_EQ(vekrWarpAffine_32f_C1PV(planes.data() + 1, {side[0], side[1], side[2]}, step * 4, box,
+                                      results.data(), side[0] * 4, box, kIdentity.data(), vekrInterLinear),
+              vekOk);
+    for (int32_t z = 0; z < side[2]; ++z) {
+      for (int32_t y = 0; y < side[1]; ++y) {
+        for (int32_t x = 0; x < side[0]; ++x) {
+          EXPECT_EQ(results[static_cast<size_t>(z)][y * side[0] + x],
+                    static_cast<float>(100 * z + 10 * y + x))
+              << side[0] << "x" << side[1] << "x" << side[2];
+        }
+      }
+    }
+  }
 }
 
 TEST(WarpSampling, MatricesThatArentNumbersWriteNothing) {
