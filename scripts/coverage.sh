@@ -27,6 +27,6 @@ find "$build" -name '*.gcda' -delete
 ctest --test-dir "$build" -j "$(nproc)" "${only[@]}" -E 'install|subproject|static|documentation|program|library_symbols' >"$build/tests.log" ||
   { grep -E 'Failed|\*\*\*' "$build/tests.log"; exit 1; }
 mkdir -p "$build/gcov"
-find "$PWD/$build" -name '*.gcda' -print0 |
+find "$PWD/$build/CMakeFiles" "$PWD/$build/vekcore" -name '*.gcda' -print0 |
   (cd "$build/gcov" && xargs -0 gcov --json-format --branch-probabilities --stdout) >"$build/gcov.json"
 /usr/bin/python3 scripts/coverage.py "$build/gcov.json" "$PWD" "$file"
