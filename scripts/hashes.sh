@@ -68,7 +68,7 @@ for compiler in "${compilers[@]}"; do
   fi
   for level in "${levels[@]}"; do
     for variant in "${variants[@]}"; do
-      build=build/hashes/$compiler$level${variant#-}
+      build=build/hashes/$compiler$level${variant//[-=]/}  # a name that `env` doesn't take for an assignment
       flags=$level settings=()
       case $variant in
         -march=*) flags+=" $variant" ;;
