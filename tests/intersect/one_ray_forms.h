@@ -68,6 +68,26 @@ struct Met {
   size_t rays = 0, hits = 0, blocked = 0, deepHits = 0;  // deep: behind the first layer
 };
 
+// One form by both libraries over the same rays, and what it has met.
+inline ::testing::AssertionResult formAgrees(const RayFunctions &actual, const RayFunctions &expected,
+                                             OneRayForm form, RayBlock &ours, RayBlock &theirs,
+                                             const VekrIntersectScene &scene, int32_t depth, Met &met) {
+  run(actual, form, ours, scene, depth);
+  run(expected, form, theirs, scene, depth);
+  if (auto r = sameBlocks(ours, theirs); !r) {
+    return ::testing::AssertionFailure()
+           << "form " << static_cast<int>(form) << ", " << theirs.size.width << " x " << theirs.size.height
+           << ", depth " << depth << ": " << r.message();
+  }
+  met.rays += theirs.rays;
+  for (size_t i = 0; i < theirs.rays; ++i) {
+    met.hits += form != OneRayForm::any && theirs.triangles[i] >= 0;
+    met.blocked += form == OneRayForm::any && theirs.occluders[i] >= 0;
+    met.deepHits += form == OneRayForm::layers && depth > 1 && theirs.triangles[theirs.rays + i] >= 0;
+  }
+  return ::testing::AssertionSuccess();
+}
+
 // One row of `count` rays through `scene`, in all four forms: never a packet, whatever the addresses.
 inline ::testing::AssertionResult rowAgrees(const RayFunctions &actual, const RayFunctions &expected,
                                             TracedScene &scene, int32_t count, Random &random, Met &met) {
@@ -94,18 +114,7 @@ inline ::testing::AssertionResult rowAgrees(const RayFunctions &actual, const Ra
     };
     copyRays(ours);
     copyRays(theirs);
-    run(actual, form, ours, traced, depth);
-    run(expected, form, theirs, traced, depth);
-    if (auto r = sameBlocks(ours, theirs); !r) {
-      return ::testing::AssertionFailure() << "form " << static_cast<int>(form) << ", " << count
-                                           << " rays, depth " << depth << ": " << r.message();
-    }
-    met.rays += theirs.rays;
-    for (size_t i = 0; i < theirs.rays; ++i) {
-      met.hits += form != OneRayForm::any && theirs.triangles[i] >= 0;
-      met.blocked += form == OneRayForm::any && theirs.occluders[i] >= 0;
-      met.deepHits += form == OneRayForm::layers && depth > 1 && theirs.triangles[theirs.rays + i] >= 0;
-    }
+    if (auto r = formAgrees(actual, expected, form, ours, theirs, traced, depth, met); !r) return r;
   }
   return ::testing::AssertionSuccess();
 }

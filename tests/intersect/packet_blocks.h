@@ -88,18 +88,7 @@ inline ::testing::AssertionResult blockAgrees(const RayFunctions &actual, const 
     RayBlock ours(size, depth), theirs(size, depth);
     ours.copyFrom(before);
     theirs.copyFrom(before);
-    run(actual, form, ours, traced, depth);
-    run(expected, form, theirs, traced, depth);
-    if (auto r = sameBlocks(ours, theirs); !r) {
-      return ::testing::AssertionFailure() << "form " << static_cast<int>(form) << ", " << size.width << " x "
-                                           << size.height << ", depth " << depth << ": " << r.message();
-    }
-    met.rays += theirs.rays;
-    for (size_t i = 0; i < theirs.rays; ++i) {
-      met.hits += form != OneRayForm::any && theirs.triangles[i] >= 0;
-      met.blocked += form == OneRayForm::any && theirs.occluders[i] >= 0;
-      met.deepHits += form == OneRayForm::layers && depth > 1 && theirs.triangles[theirs.rays + i] >= 0;
-    }
+    if (auto r = formAgrees(actual, expected, form, ours, theirs, traced, depth, met); !r) return r;
   }
   return ::testing::AssertionSuccess();
 }
