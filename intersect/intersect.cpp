@@ -45,7 +45,8 @@ VekStatus vekrIntersectAnySO_32f(const float *pOrigin, const float *const *pDire
                                  int32_t *pMask, VekrBlockSize size, const VekrIntersectScene *pScene) {
   if (isEmpty(size)) return vekOk;
   const bool packets = isTiled(size) && planesAligned(pDirections) && allAligned(pOccluders, pMask);
-  const auto form = packets ? VEKR_DISPATCH(ownIntersectAnyBlock4_w7) : &ownIntersectAnyBlock;
+  const auto form =
+      packets ? VEKR_DISPATCH(ownIntersectAnyBlock4_w7) : VEKR_DISPATCH(ownIntersectAnyBlock_w7);
   return form(pOrigin, pDirections, *pScene, pOccluders, pMask, size);
 }
 

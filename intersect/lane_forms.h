@@ -2,6 +2,7 @@
 #pragma once
 
 #include "frame/dispatch.h"
+#include "intersect/segments.h"
 #include "vekr.h"
 
 VEKR_KERNELS(lane_forms,
@@ -12,6 +13,11 @@ VEKR_KERNELS(lane_forms,
                                                const VekrIntersectScene &scene, float *pDistances,
                                                float *const *pHits, int32_t *pHitTriangles,
                                                VekrBlockSize size);
+             void ownIntersectAnyApart_w7(const Segments &segments, int64_t first, int64_t end,
+                                          RecordsMet &met);
+             VekStatus ownIntersectAnyBlock_w7(const float *pOrigin, const float *const *pDirections,
+                                               const VekrIntersectScene &scene, int32_t *pOccluders,
+                                               int32_t *pMask, VekrBlockSize size);
              VekStatus ownIntersectMultipleBlock_w7(const float *pOrigin, const float *const *pDirections,
                                                     const VekrIntersectScene &scene, float *pDistances,
                                                     float *const *pHits, int32_t *pHitTriangles,

@@ -7,8 +7,8 @@
 // seed nor mailbox as in packets, and each ray writes to its own entries alone (a lone ray's set-up to its packet's), so
 // that nobody can tell in which order rays have ended, unless arrays overlap, where nothing is promised. Within a ray everything stays in order: layers, leaves, the
 // triangles of a leaf as far as one's hit decides about the next. Where several of these are tested at once (records_test.h),
-// no record is read that would not be read anyway. Blocked segments are not of this kind: they end in the middle of a leaf,
-// and behind their first blocker nothing is read, be it there or not (any_one_ray.cpp).
+// no record is read that would not be read anyway, or, of segments, which end in the middle of a leaf, that isn't known to be
+// there (any_lanes.cpp).
 //
 // What rays look for is told by a Query:
 //   Mask<N> isBehind(Float<N> t, Float<N> u)    how a split compares with the ends of an interval, static

@@ -13,13 +13,16 @@ struct WalkRay {
   float near, far;
 };
 
+enum class Way { farChild, nearChild, both };
+
 // Walks from `root` along w.near to w.far. At a leaf, visit(triangle) is called for its triangles in their
 // order; it returns false to end the walk at once. done(far) is asked [C99] when a cell has been left at distance
 // `far` and others are waiting; it returns true to end the walk. `margin` widens the comparisons at inner
-// nodes. The stack has no bounds check: a tree is at most kMaxTreeDepth deep.
-template <class Visit, class Done>
+// nodes. The stack has no bounds check: a tree is at most kMaxTreeDepth deep. notice(node, way) is told which way is taken
+// at each inner node.
+template <class Visit, class Done, class Notice>
 void walkTree(const VekrKDTreeNode *root, const WalkRay &w, float margin, const Visit &visit,
-              const Done &done) {
+              const Done &done, const Notice &notice) {
   struct Entry {
     const VekrKDTreeNode *node;
     float far;
@@ -35,10 +38,13 @@ void walkTree(const VekrKDTreeNode *root, const WalkRay &w, float margin, const 
       const VekrKDTreeNode *pair = childPair(node);
       const VekrKDTreeNode *nearChild = pair + w.sign[axis], *farChild = pair + (1 - w.sign[axis]);
       if (near - t > margin) {
+        notice(node, Way::farChild);
         node = farChild;
       } else if (t - far > margin) {
+        notice(node, Way::nearChild);
         node = nearChild;
       } else {
+        notice(node, Way::both);
         *top++ = {farChild, far};
         const float end = t < far ? t : far;
         far = near > end ? near : end;
@@ -52,6 +58,12 @@ void walkTree(const VekrKDTreeNode *root, const WalkRay &w, float margin, const 
     node = top->node;
     far = top->far;
   }
+}
+
+template <class Visit, class Done>
+void walkTree(const VekrKDTreeNode *root, const WalkRay &w, float margin, const Visit &visit,
+              const Done &done) {
+  walkTree(root, w, margin, visit, done, [](const VekrKDTreeNode *, Way) {});
 }
 
 // What a ray looks for is told by a Query:

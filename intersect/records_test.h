@@ -112,23 +112,37 @@ void testGroup(const VekrTriangleAccel *records, const int32_t *numbers, int32_t
   }
 }
 
+// The triangles of a leaf that has some, one behind the other.
+struct LeafNumbers {
+  int32_t count;
+  const int32_t *first;
+
+  explicit LeafNumbers(const VekrKDTreeNode *leaf) : count(leafTriangleCount(*leaf)), first(held_) {
+    if (hasList(*leaf)) {
+      first = leafList(leaf);
+      return;
+    }
+    int32_t *next = held_;
+    forLeafTriangles(leaf, [&](int32_t triangle) {
+      *next++ = triangle;
+      return true;
+    });
+  }
+  LeafNumbers(const LeafNumbers &) = delete;
+
+ private:
+  int32_t held_[kInlineCountBits];
+};
+
 // Tests all triangles of a leaf that has some: take(candidate) sees, in the leaf's order, those that the ray meets in front
 // of its origin and for which mayHit(test) says so. The limit that mayHit() compares with only falls: what it refuses
 // for a group would be refused later too, and take() compares once more.
 template <template <int> class Test, class MayHit, class Take>
 void testLeaf(const VekrTriangleAccel *records, const VekrKDTreeNode *leaf, const Ray &ray,
               const MayHit &mayHit, const Take &take) {
-  int32_t held[kInlineCountBits], count = leafTriangleCount(*leaf);
-  const int32_t *numbers = held;
-  if (hasList(*leaf)) {
-    numbers = leafList(leaf);
-  } else {
-    int32_t *next = held;
-    forLeafTriangles(leaf, [&](int32_t triangle) {
-      *next++ = triangle;
-      return true;
-    });
-  }
+  const LeafNumbers leafNumbers(leaf);
+  const int32_t *numbers = leafNumbers.first;
+  int32_t count = leafNumbers.count;
   for (; count > 4; numbers += 8, count -= 8) testGroup<Test, 8>(records, numbers, count, ray, mayHit, take);
   if (count > 0) testGroup<Test, 4>(records, numbers, count, ray, mayHit, take);
 }
