@@ -45,7 +45,8 @@ void compareTree(Comparison &comparison, const Scene &scene) {
                      });
 }
 
-// Rays of a 64 by 64 block from above the scene to places in its box, one origin; and between two random places.
+// Rays of a 64 by 64 block from above the scene to places in its box, one origin; between two random places; and from the
+// middle all around.
 void compareRays(Comparison &comparison, const Scene &scene) {
   const Library &ours = comparison.newest();
   constexpr int32_t kSide = 64, kRays = kSide * kSide;
@@ -53,13 +54,14 @@ void compareRays(Comparison &comparison, const Scene &scene) {
   int32_t treeBytes = 0;
   VekrKDTreeNode *const root = scene.build(ours, &treeBytes);
   const VekrIntersectScene view = {scene.box, scene.records.data(), root};
-  float eye[3];
+  float eye[3], middle[3];
   std::vector<float> planes(10 * (kRays + 4));
   float *coherent[3], *origin[3], *lost[3];
   vekr_test::Random random(5);
   for (int c = 0; c < 3; ++c) {
     const float low = scene.box[c], side = scene.box[3 + c] - low;
     eye[c] = low + side * (c == 1 ? 2.5f : 1.4f);
+    middle[c] = low + side * 0.55f;
     coherent[c] = planes.data() + c * kRays;
     origin[c] = planes.data() + (3 + c) * kRays;
     lost[c] = planes.data() + (6 + c) * kRays;
@@ -92,11 +94,15 @@ void compareRays(Comparison &comparison, const Scene &scene) {
                        [&](const Library &l, Bytes &o) { nearest(l, o, true); });
     comparison.compare("rays", name + "/random" + form, bytes,
                        [&](const Library &l, Bytes &o) { nearest(l, o, false); });
-    comparison.compare("rays", name + "/shadow" + form, bytes, [&](const Library &library, Bytes &output) {
+    const auto any = [&](const Library &library, Bytes &output, const float *from, float *const *directions) {
       auto *const out = reinterpret_cast<int32_t *>(results(output));
       std::fill_n(out, 2 * kRays, 0);
-      VEKR_OF(library, vekrIntersectAnySO_32f)(eye, coherent, out, out + kRays, kBlock, &view);
-    });
+      VEKR_OF(library, vekrIntersectAnySO_32f)(from, directions, out, out + kRays, kBlock, &view);
+    };
+    comparison.compare("rays", name + "/shadow" + form, bytes,
+                       [&](const Library &l, Bytes &o) { any(l, o, eye, coherent); });
+    comparison.compare("rays", name + "/around" + form, bytes,
+                       [&](const Library &l, Bytes &o) { any(l, o, middle, lost); });
     constexpr int32_t kLayers = 4;
     comparison.compare("rays", name + "/layers" + form, (4 * kLayers * kRays + 4) * sizeof(float),
                        [&](const Library &library, Bytes &output) {

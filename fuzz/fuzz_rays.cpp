@@ -95,7 +95,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   Input in(data, size);
   const Mesh mesh = meshFrom(in, 40);
   const int32_t function = in.below(4), depth = function == 3 ? in.within(1, 10) : 1;
-  VekrBlockSize blockSize = {in.within(1, 12), in.within(1, 12)};
+  VekrBlockSize blockSize = {in.within(1, 16), in.within(1, 16)};
   if (in.flag()) blockSize = {4 * in.within(1, 3), 4 * in.within(1, 3)};
   const auto skip = static_cast<size_t>(in.below(4) * in.below(2));
 

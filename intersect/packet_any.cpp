@@ -1,15 +1,20 @@
 // Blocked segments, tile by tile, with the triangle that blocked the last tile tried first.
+#include <limits>
+
+#include "intersect/lone_rays.h"
 #include "intersect/one_ray.h"
-#include "intersect/packet.h"
 #include "intersect/packet_forms.h"
+#include "intersect/segments.h"
 
 namespace vekr::VEKR_ISA {
 
 namespace {
 
 constexpr float kBigInverse = std::bit_cast<float>(0x4b000000u);  // 8388608.0
-constexpr float kSegmentFar = std::bit_cast<float>(0x3f800347u);  // 1.0001
-constexpr float kSegmentEnd = 1.0f;
+
+// What a lone segment that is blocked has left, so that its walk is over; others have more than any cell's end.
+constexpr float kBlocked = -1.0f;
+constexpr float kOpen = std::numeric_limits<float>::infinity();
 
 // The lanes whose segment the triangle of a test blocks.
 template <int N, bool TwoRowOrder>
@@ -155,8 +160,36 @@ class Tile {
     }
   }
 
-  void traceMixed(const VekrIntersectScene &scene, const float *origin, const TileSigns &signs) const {
-    RowsByOctant remaining(signs);
+  // Sets up the segments that are alone in their packets, dead ones too: they walk.
+  void setUpLone(const float *origin, const TileSigns &signs, TileRays &to) const {
+    constexpr int N = 2 * kTileSide;
+    to.live = kAllRays & ~SharedPackets(signs).companyOf(kAllRays);
+    to.first = first_;
+    to.width = width_;
+    for (int row = 0; row < kTileSide; row += 2) {
+      const int k = row * kTileSide;
+      PacketRay<N> ray;
+      ray.loadDirections(directions_, at(row), width_);
+      ray.setOrigin(origin);
+      setReciprocals(ray);
+      for (int c = 0; c < 3; ++c) {
+        ray.origin[c].store(to.origin[c] + k);
+        ray.direction[c].store(to.direction[c] + k);
+        ray.inverse[c].store(to.inverse[c] + k);
+        // Lanes go by the reciprocal's sign, packets by the octant.
+        const auto below = static_cast<unsigned>(bits(isNegative(asInts(ray.inverse[c])))) << k;
+        to.live &= ~((below ^ signs.axis[c]) & 0xFFu << k);
+      }
+      Float<N>(0.0f).store(to.near + k);
+      Float<N>(kSegmentFar).store(to.far + k);
+      Float<N>(kOpen).store(to.best + k);
+    }
+  }
+
+  // The packets of one row that `rays` are in.
+  void traceRows(const VekrIntersectScene &scene, const float *origin, const TileSigns &signs,
+                 unsigned rays) const {
+    RowsByOctant remaining(signs, rays);
     AnyRowPacket packet;
     packet.scene = &scene;
     while (remaining.next(packet.octant, packet.lanes)) {
@@ -198,6 +231,85 @@ int32_t seedCache(const VekrIntersectScene &scene, const float *origin, const fl
   return -1;
 }
 
+// The mixed tiles of a block. Packets of one row neither read nor write the cache, so they may wait until there are enough of
+// them for the segments that are alone in theirs to walk by sixteen.
+class MixedTiles {
+ public:
+  MixedTiles(const float *origin, const Segments &segments, int64_t width)
+      : origin_(origin), segments_(segments), width_(width) {}
+
+  [[gnu::noinline]] void add(int64_t first) {
+    first_[count_++] = first;
+    if (count_ == kMost) trace();
+  }
+
+  [[gnu::noinline]] void trace() {
+    next_ = 0;
+    TileRays first;
+    if (setUp(first)) {
+      LoneSegments query = {*this, {}};
+      LaneWalk<LoneSegments>(*segments_.scene, query, first).run();
+    }
+    count_ = 0;
+  }
+
+ private:
+  // For LaneWalk: what a packet of one row does for one segment.
+  struct LoneSegments {
+    using Prepared = TileRays;
+
+    MixedTiles &tiles;
+    int64_t ray[kWalkLanes];
+
+    template <int N>
+    static Mask<N> isBehind(Float<N> t, Float<N> other) {
+      return !(t <= other);
+    }
+
+    bool setUp(TileRays &to) { return tiles.setUp(to); }
+    void begin(int64_t i, int lane) { ray[lane] = i; }
+
+    // Packets look at all records of a leaf too.
+    void visitLeaf(LaneRays &rays, int lane, const VekrKDTreeNode *leaf) {
+      const Segments &segments = tiles.segments_;
+      float &best = rays.best[lane];
+      const auto mayHit = [&]<int W>(const PacketRecordsTest<W> &test) {
+        return test.t < Float<W>(kSegmentEnd);
+      };
+      const auto take = [&](const Candidate &hit) {
+        if (best == kBlocked) return;
+        best = kBlocked;
+        segments.occluders[ray[lane]] = hit.triangle;
+        segments.mask[ray[lane]] = -1;
+      };
+      testLeaf<PacketRecordsTest>(segments.scene->pTriangles, leaf, rays.at(lane), mayHit, take);
+    }
+
+    static bool goOn(LaneRays &, int) { return false; }
+  };
+
+  // The next tile with lone segments; `to` has none yet. Other packets are traced on the way.
+  bool setUp(TileRays &to) {
+    while (next_ < count_) {
+      const int64_t first = first_[next_++];
+      const Tile tile(segments_.directions, segments_.occluders, segments_.mask, first, width_);
+      const TileSigns signs(segments_.directions, first, width_);
+      tile.setUpLone(origin_, signs, to);
+      if (std::popcount(to.live) < kWorthTaking) to.live = 0;
+      tile.traceRows(*segments_.scene, origin_, signs, kAllRays & ~to.live);
+      if (to.live != 0) return true;
+    }
+    return false;
+  }
+
+  static constexpr int kMost = 256;
+  const float *origin_;
+  const Segments segments_;
+  const int64_t width_;
+  int64_t first_[kMost];
+  int count_ = 0, next_ = 0;
+};
+
 }  // namespace
 
 VekStatus ownIntersectAnyBlock4_w7(const float *pOrigin, const float *const *pDirections,
@@ -206,6 +318,8 @@ VekStatus ownIntersectAnyBlock4_w7(const float *pOrigin, const float *const *pDi
   const float origin[3] = {pOrigin[0], pOrigin[1], pOrigin[2]};
   const int64_t width = size.width;
   const int64_t rays = width * size.height;
+  const bool mayWait = kLoneRaysPay && rays >= kWorthLanes;
+  MixedTiles mixed(origin, {origin, pDirections, &scene, pOccluders, pMask}, width);
   int32_t cached = seedCache(scene, origin, pDirections, pMask, width);
   for (int64_t tileRow = 0; tileRow < rays; tileRow += kTileSide * width) {
     for (int64_t first = tileRow; first < tileRow + width; first += kTileSide) {
@@ -220,11 +334,14 @@ VekStatus ownIntersectAnyBlock4_w7(const float *pOrigin, const float *const *pDi
       const int common = signs.common();
       if (common >= 0) {
         tile.traceUniform(scene, origin, common, cached);
+      } else if (mayWait) {
+        mixed.add(first);
       } else {
-        tile.traceMixed(scene, origin, signs);
+        tile.traceRows(scene, origin, signs, kAllRays);
       }
     }
   }
+  mixed.trace();
   return vekOk;
 }
 

@@ -143,4 +143,55 @@ TEST_F(LoneRays, DegenerateRecordsAreNotHit) {
   EXPECT_GT(hits_, 0);
 }
 
+// Segments of the same directions, which end a quarter behind the triangles' height: those of lanes 1 and 2 are alone.
+class LoneSegments : public LoneRays {
+ protected:
+  LoneSegments() {
+    for (auto &plane : block_.directions) {
+      for (size_t i = 0; i < block_.rays; ++i) plane[i] *= kLength;
+    }
+  }
+  ::testing::AssertionResult segmentsAgree(const std::vector<int32_t> &tree) {
+    TracedScene scene(mesh_, tree, 0.25f);
+    RayBlock theirs(block_.size);
+    theirs.copyFrom(block_);
+    run(linkedFunctions(), OneRayForm::any, block_, scene.get(), 1);
+    run(packetTwins(), OneRayForm::any, theirs, scene.get(), 1);
+    blocked_ = 0;
+    for (size_t i = 0; i < theirs.rays; ++i) {
+      blocked_ += (i % 4 == 1 || i % 4 == 2) && theirs.mask[i] == -1 && theirs.occluders[i] >= 0;
+    }
+    return sameBlocks(block_, theirs);
+  }
+
+  static constexpr float kLength = 1.25f;
+  int blocked_ = 0;
+};
+
+TEST_F(LoneSegments, APlaneThatIsNoNumberLiesBehindTheInterval) {
+  for (int32_t axis = 0; axis < 3; ++axis) {
+    block_.mask.fill(0);
+    const float plane = std::numeric_limits<float>::quiet_NaN();
+    ASSERT_TRUE(segmentsAgree(oneSplit(axis, plane, vekr::leafOfOne(0), vekr::leafOfOne(1)))) << axis;
+    EXPECT_GT(blocked_, 0);
+  }
+}
+
+// The walk goes on behind a segment's end, up to its margin: nothing asks how far it has come.
+TEST_F(LoneSegments, ACellJustBehindTheEndIsVisited) {
+  ASSERT_TRUE(segmentsAgree(oneSplit(2, kLength * 1.00005f, kEmptyLeaf, vekr::leafOfTwo(0, 1))));
+  EXPECT_GT(blocked_, 0);
+  block_.mask.fill(0);
+  ASSERT_TRUE(segmentsAgree(oneSplit(2, kLength * 1.0002f, kEmptyLeaf, vekr::leafOfTwo(0, 1))));
+  EXPECT_EQ(blocked_, 0);
+}
+
+TEST_F(LoneSegments, DeadOnesWalkToo) {
+  // The live ones, which turn away, keep their tiles from being left out.
+  for (size_t i = 0; i < block_.rays; ++i) block_.mask[i] = i % 4 == 0 ? 0 : -9;
+  for (size_t i = 0; i < block_.rays; i += 4) block_.directions[2][i] = -1.0f;
+  ASSERT_TRUE(segmentsAgree(oneLeaf({0, 1})));
+  EXPECT_EQ(blocked_, 32);
+}
+
 }  // namespace
