@@ -52,7 +52,7 @@ struct AnyQuery {
     for (unsigned turned = to.live & static_cast<unsigned>(bits(isTurned)); turned != 0;
          turned &= turned - 1) {
       const int64_t i = to.first + std::countr_zero(turned);
-      ownIntersectAnyAlone(segments, i, i + 1);
+      traceSegments(segments, i, i + 1);
     }
     to.live &= ~static_cast<unsigned>(bits(isTurned));
     return true;
@@ -60,8 +60,8 @@ struct AnyQuery {
 
   void begin(int64_t i, int lane) { ray[lane] = i; }
 
-  // A segment ends at its first blocker, and what is written behind it in the leaf need not be the number of a record. So
-  // triangles are tested several at once only where their records are known to be there.
+  // A segment ends at its first blocker, and the numbers behind it in the leaf need not be those of records. So triangles are
+  // tested several at once only where their records are known to be there.
   void visitLeaf(LaneRays &rays, int lane, const VekrKDTreeNode *leaf) {
     const Ray segment = rays.at(lane);
     const VekrTriangleAccel *records = segments.scene->pTriangles;
@@ -108,7 +108,7 @@ struct AnyQuery {
 
 }  // namespace
 
-void ownIntersectAnyApart_w7(const Segments &segments, int64_t first, int64_t end, RecordsMet &met) {
+void traceSegmentsApart(const Segments &segments, int64_t first, int64_t end, RecordsMet &met) {
   AnyQuery query = {segments, met, first, end};
   LaneWalk<AnyQuery>(*segments.scene, query).run();
 }
@@ -116,13 +116,11 @@ void ownIntersectAnyApart_w7(const Segments &segments, int64_t first, int64_t en
 VekStatus ownIntersectAnyBlock_w7(const float *pOrigin, const float *const *pDirections,
                                   const VekrIntersectScene &scene, int32_t *pOccluders, int32_t *pMask,
                                   VekrBlockSize size) {
-  const Segments segments = {pOrigin, pDirections, &scene, pOccluders, pMask};
   const int64_t rays = static_cast<int64_t>(size.width) * size.height;
   if (!kEyeRaysPay || rays < 2 * kWorthLanes) {
-    ownIntersectAnyAlone(segments, 0, rays);
-  } else {
-    ownIntersectAnyChoosing(segments, rays, ownIntersectAnyApart_w7);
+    return ownIntersectAnyBlock(pOrigin, pDirections, scene, pOccluders, pMask, size);
   }
+  traceSegmentsByStretch({pOrigin, pDirections, &scene, pOccluders, pMask}, rays, traceSegmentsApart);
   return vekOk;
 }
 

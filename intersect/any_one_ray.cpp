@@ -72,14 +72,14 @@ bool intersectAny(const Segments &segments, int64_t i, Watcher &watcher) {
 
 }  // namespace
 
-void ownIntersectAnyAlone(const Segments &shared, int64_t first, int64_t end) {
+void traceSegments(const Segments &shared, int64_t first, int64_t end) {
   const Segments segments = shared;  // in registers, whatever is written
   Unwatched watcher;
   for (int64_t i = first; i < end; ++i) intersectAny(segments, i, watcher);
 }
 
-void ownIntersectAnyChoosing(const Segments &segments, int64_t end,
-                             void (*apart)(const Segments &, int64_t, int64_t, RecordsMet &)) {
+void traceSegmentsByStretch(const Segments &segments, int64_t end,
+                            void (*apart)(const Segments &, int64_t, int64_t, RecordsMet &)) {
   constexpr int64_t kStretch = 2048;
   RecordsMet met;
   Coherence coherence(segments.scene->pRoot);
@@ -89,13 +89,21 @@ void ownIntersectAnyChoosing(const Segments &segments, int64_t end,
       if (intersectAny(segments, i, coherence)) coherence.rayEnds();
     }
     const int64_t stretchEnd = std::min(i + kStretch, end);
-    if (coherence.raysLieApart()) {
+    if (i < stretchEnd && coherence.raysLieApart()) {
       apart(segments, i, stretchEnd, met);
     } else {
-      ownIntersectAnyAlone(segments, i, stretchEnd);
+      traceSegments(segments, i, stretchEnd);
     }
     i = stretchEnd;
   }
+}
+
+VekStatus ownIntersectAnyBlock(const float *pOrigin, const float *const *pDirections,
+                               const VekrIntersectScene &scene, int32_t *pOccluders, int32_t *pMask,
+                               VekrBlockSize size) {
+  const Segments segments = {pOrigin, pDirections, &scene, pOccluders, pMask};
+  traceSegments(segments, 0, static_cast<int64_t>(size.width) * size.height);
+  return vekOk;
 }
 
 void ownIntersectNearestOccl(const float *pOrigin, const float *const *direction,

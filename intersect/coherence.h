@@ -14,16 +14,20 @@ class Coherence {
  public:
   explicit Coherence(const VekrKDTreeNode *root) : root_(root) {}
 
-  // A sample begins. What the ones before have met stays in the table.
-  void begin() { counts_ = {}; }
-  bool hasEnough() const { return counts_.rays == kRays; }
+  // A sample begins. What the ones before have met stays in the table, and three quarters of what they counted: one
+  // sample alone may well be twice as surprising as its block.
+  void begin() {
+    rays_ = 0;
+    for (int64_t *count : {&nodes_, &fullLeaves_, &surprises_}) *count = *count * 3 / 4;
+  }
+  bool hasEnough() const { return rays_ == kRays; }
 
   void at(const VekrKDTreeNode *node, Way way) {
-    ++counts_.nodes;
+    nodes_ += counts();
     meets(2 * static_cast<uint32_t>(node - root_), static_cast<uint32_t>(way));
   }
   void tests(int32_t triangle, const TriangleTest &test) {
-    counts_.fullLeaves += !isInLeaf_;
+    fullLeaves_ += counts() && !isInLeaf_;
     isInLeaf_ = true;
     // The sign that the test's branches end at.
     const bool first = test.c * test.a >= 0.0f, second = test.a * test.b >= 0.0f,
@@ -33,34 +37,30 @@ class Coherence {
   void leafEnds() { isInLeaf_ = false; }
   void rayEnds() {
     leafEnds();
-    // The first rays fill the table.
-    if (++counts_.rays == kFirstRays) counts_ = {.rays = kFirstRays};
+    ++rays_;
   }
 
   // Walks at once cost more at leaves with triangles and save what a processor loses where it is surprised. BENCHMARKS.md
   // has the figures.
-  bool raysLieApart() const {
-    return counts_.surprises > 2 * counts_.fullLeaves && 8 * counts_.surprises > counts_.nodes;
-  }
+  bool raysLieApart() const { return surprises_ > 2 * fullLeaves_ && 8 * surprises_ > nodes_; }
 
  private:
   static constexpr int kFirstRays = 8, kRays = 32;
   static constexpr int kTableBits = 12;
 
+  // The first rays of a sample fill the table.
+  bool counts() const { return rays_ >= kFirstRays; }
+
   void meets(uint32_t place, uint32_t what) {
     const uint32_t entry = (place << 2 | what) + 1;
     uint32_t &last = last_[place * 0x9E3779B1u >> (32 - kTableBits)];
-    counts_.surprises += last != entry;
+    surprises_ += counts() && last != entry;
     last = entry;
   }
 
-  struct Counts {
-    int rays = 0;
-    int64_t nodes = 0, fullLeaves = 0, surprises = 0;
-  };
-
   const VekrKDTreeNode *root_;
-  Counts counts_;
+  int rays_ = 0;  // of this sample
+  int64_t nodes_ = 0, fullLeaves_ = 0, surprises_ = 0;
   bool isInLeaf_ = false;
   uint32_t last_[1 << kTableBits] = {};
 };

@@ -13,8 +13,7 @@ VEKR_KERNELS(lane_forms,
                                                const VekrIntersectScene &scene, float *pDistances,
                                                float *const *pHits, int32_t *pHitTriangles,
                                                VekrBlockSize size);
-             void ownIntersectAnyApart_w7(const Segments &segments, int64_t first, int64_t end,
-                                          RecordsMet &met);
+             void traceSegmentsApart(const Segments &segments, int64_t first, int64_t end, RecordsMet &met);
              VekStatus ownIntersectAnyBlock_w7(const float *pOrigin, const float *const *pDirections,
                                                const VekrIntersectScene &scene, int32_t *pOccluders,
                                                int32_t *pMask, VekrBlockSize size);

@@ -4,11 +4,12 @@
 // rays of packets (lone_rays.h), in the walk of packet.h.
 //
 // What allows it: these forms keep nothing from ray to ray. No ray's result is another's input, there is neither cache nor
-// seed nor mailbox as in packets, and each ray writes to its own entries alone (a lone ray's set-up to its packet's), so
-// that nobody can tell in which order rays have ended, unless arrays overlap, where nothing is promised. Within a ray everything stays in order: layers, leaves, the
-// triangles of a leaf as far as one's hit decides about the next. Where several of these are tested at once (records_test.h),
-// no record is read that would not be read anyway, or, of segments, which end in the middle of a leaf, that isn't known to be
-// there (any_lanes.cpp).
+// seed nor mailbox as in packets (those of one row of a mixed tile leave the cache of segments alone), and each ray writes to
+// its own entries alone (a lone ray's set-up to its packet's), so that nobody can tell in which order rays have ended,
+// unless arrays overlap, where nothing is promised. Within a ray everything stays in order: layers, leaves, the triangles of a
+// leaf as far as one's hit decides about the next. Where several of these are tested at once (records_test.h), no record is read
+// that would not be read anyway, or, of single segments, which end in the middle of a leaf, that isn't known to be there
+// (any_lanes.cpp).
 //
 // What rays look for is told by a Query:
 //   Mask<N> isBehind(Float<N> t, Float<N> u)    how a split compares with the ends of an interval, static

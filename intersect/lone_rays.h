@@ -6,7 +6,7 @@
 // the limit; and no hit is. It takes numbers, though: an unordered distance of a slab lets the next slab begin
 // the interval anew, below 0 perhaps, and a limit that is a NaN drops out. Tiles with either go the packets' way.
 // What a packet does to the other lanes of its octant is to zero their weights if its own ray meets the box.
-// Segments that ask for any hit (packet_any.cpp) are lone if nobody else's direction lies in the octant, dead ones neither.
+// Segments that ask for any hit (packet_any.cpp) are lone if no other of their row points into their octant, be it dead.
 #pragma once
 
 #include <bit>

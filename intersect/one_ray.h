@@ -1,4 +1,4 @@
-// Three of the four one-ray forms, and what else there is of the fourth, which is in lane_forms.h. Sizes are at least 1 by 1.
+// The four one-ray forms. Sizes are at least 1 by 1.
 #pragma once
 
 #include "frame/integer.h"
@@ -12,6 +12,9 @@ VekStatus ownIntersectBlock(const float *const *pOrigins, const float *const *pD
 VekStatus ownIntersectEyeBlock(const float *pOrigin, const float *const *pDirections,
                                const VekrIntersectScene &scene, float *pDistances, float *const *pHits,
                                int32_t *pHitTriangles, VekrBlockSize size);
+VekStatus ownIntersectAnyBlock(const float *pOrigin, const float *const *pDirections,
+                               const VekrIntersectScene &scene, int32_t *pOccluders, int32_t *pMask,
+                               VekrBlockSize size);
 VekStatus ownIntersectMultipleBlock(const float *pOrigin, const float *const *pDirections,
                                     const VekrIntersectScene &scene, float *pDistances, float *const *pHits,
                                     int32_t *pHitTriangles, VekrVolumeSize volume);

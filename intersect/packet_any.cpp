@@ -176,7 +176,7 @@ class Tile {
         ray.origin[c].store(to.origin[c] + k);
         ray.direction[c].store(to.direction[c] + k);
         ray.inverse[c].store(to.inverse[c] + k);
-        // Lanes go by the reciprocal's sign, packets by the octant.
+        // Lanes go by the reciprocal's sign, be it a NaN's, packets by the octant.
         const auto below = static_cast<unsigned>(bits(isNegative(asInts(ray.inverse[c])))) << k;
         to.live &= ~((below ^ signs.axis[c]) & 0xFFu << k);
       }
@@ -341,7 +341,7 @@ VekStatus ownIntersectAnyBlock4_w7(const float *pOrigin, const float *const *pDi
       }
     }
   }
-  mixed.trace();
+  if (mayWait) mixed.trace();
   return vekOk;
 }
 

@@ -25,11 +25,11 @@ struct RecordsMet {
 };
 
 // Segments `first` up to `end`, one after the other.
-void ownIntersectAnyAlone(const Segments &segments, int64_t first, int64_t end);
+void traceSegments(const Segments &segments, int64_t first, int64_t end);
 
 // Segments 0 up to `end`: stretches of them that lie apart by apart(segments, first, end, met), those that are like
 // their neighbours alone.
-void ownIntersectAnyChoosing(const Segments &segments, int64_t end,
-                             void (*apart)(const Segments &, int64_t, int64_t, RecordsMet &));
+void traceSegmentsByStretch(const Segments &segments, int64_t end,
+                            void (*apart)(const Segments &, int64_t, int64_t, RecordsMet &));
 
 }  // namespace vekr

@@ -190,11 +190,14 @@ TEST(PacketAny, AUniformTileWithABlockedLastRowRefreshesTheCache) {
 
 TEST(PacketAny, AMixedTileLeavesTheCacheAlone) {
   TracedScene scene = threeWalls();
-  RayBlock block = straightRays({12, 4});
-  setDirection(block, 0, kPassesBy);
-  setDirection(block, 39, {-300.0f, 0.0f, 10.0f});
-  runAny(block, scene.get());
-  for (size_t x = 4; x < 12; ++x) EXPECT_EQ(block.occluders[x], 1) << x;
+  // In the larger block mixed tiles wait.
+  for (const int32_t height : {4, 8}) {
+    RayBlock block = straightRays({12, height});
+    setDirection(block, 0, kPassesBy);
+    setDirection(block, 39, {-300.0f, 0.0f, 10.0f});
+    runAny(block, scene.get());
+    for (size_t x = 4; x < 12; ++x) EXPECT_EQ(block.occluders[x], 1) << x;
+  }
 }
 
 TEST(PacketAny, ADeadSecondRowHidesTheLastTwoFromTheCachedOccluder) {

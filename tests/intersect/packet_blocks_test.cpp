@@ -34,7 +34,7 @@ TEST(PacketBlocks, ALargeBlockAgreesWithTheTwin) {
 // A block of tiles whose rows each hold one wanted ray in an octant, and others.
 class LoneRays : public ::testing::Test {
  protected:
-  LoneRays() : block_({8, 8}) {
+  LoneRays() : block_({16, 16}) {
     mesh_.addTriangle({-1, -1, 1}, {1, -1, 1}, {-1, 1, 1});
     mesh_.addTriangle({1, 1, 1}, {1, -1, 1}, {-1, 1, 1});
     setOrigin(block_, {0, 0, 0});
@@ -186,12 +186,36 @@ TEST_F(LoneSegments, ACellJustBehindTheEndIsVisited) {
   EXPECT_EQ(blocked_, 0);
 }
 
+TEST_F(LoneSegments, NodesHaveNoMargin) {
+  // Nobody seeds the cache, with the margins of a walk alone.
+  std::fill_n(&block_.mask[3 * 16], 4, -1);
+  ASSERT_TRUE(segmentsAgree(oneSplit(2, -5e-6f, vekr::leafOfTwo(0, 1), kEmptyLeaf)));
+  EXPECT_EQ(blocked_, 0);
+  ASSERT_TRUE(segmentsAgree(oneSplit(2, kLength * 1.000105f, kEmptyLeaf, vekr::leafOfTwo(0, 1))));
+  EXPECT_EQ(blocked_, 0);
+}
+
+TEST_F(LoneSegments, BothEndsAreOpen) {
+  // The triangles are met at t = 1 / length.
+  for (const float length : {1.0f, std::nextafter(1.0f, 2.0f), 1.00001f, 1e30f, -1.0f}) {
+    for (size_t i = 0; i < block_.rays; ++i) {
+      const float x[] = {0.5f, -0.5f, 0.5f, 0.25f}, y[] = {0.5f, 0.5f, -0.5f, 0.25f};
+      set(i, {x[i % 4] * length, y[i % 4] * length, length}, 0.0f);
+    }
+    block_.mask.fill(0);
+    ASSERT_TRUE(segmentsAgree(oneLeaf({0, 1}))) << length;
+  }
+  setOrigin(block_, {0, 0, 1});
+  block_.mask.fill(0);
+  ASSERT_TRUE(segmentsAgree(oneLeaf({0, 1})));
+}
+
 TEST_F(LoneSegments, DeadOnesWalkToo) {
   // The live ones, which turn away, keep their tiles from being left out.
   for (size_t i = 0; i < block_.rays; ++i) block_.mask[i] = i % 4 == 0 ? 0 : -9;
   for (size_t i = 0; i < block_.rays; i += 4) block_.directions[2][i] = -1.0f;
   ASSERT_TRUE(segmentsAgree(oneLeaf({0, 1})));
-  EXPECT_EQ(blocked_, 32);
+  EXPECT_EQ(blocked_, 128);
 }
 
 }  // namespace

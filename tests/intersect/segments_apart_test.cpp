@@ -32,7 +32,7 @@ void runTwin(const RayBlock &block, const VekrIntersectScene &scene) {
     expected.mask[i] = block.mask[i];
   }
   vekr::RecordsMet met;
-  VEKR_DISPATCH(ownIntersectAnyApart_w7)(segmentsOf(block, traced), first, end, met);
+  VEKR_DISPATCH(traceSegmentsApart)(segmentsOf(block, traced), first, end, met);
   return sameBlocks(block, expected);
 }
 
@@ -75,7 +75,7 @@ TEST(SegmentsApart, ComponentsOfNearlyNothingKeepTheOrderOfTheirSign) {
   for (size_t i = 0; i < 8; ++i) EXPECT_EQ(block.occluders[i], i == 1 || i == 5 || i == 7 ? 1 : 0) << i;
 }
 
-TEST(SegmentsApart, NothingBehindTheFirstBlockerIsRead) {
+TEST(SegmentsApart, NoRecordBehindTheFirstBlockerIsRead) {
   Mesh mesh;
   for (const float z : {3.0f, 1.0f, 2.0f, 5.0f}) addWall(mesh, z);
   for (const std::vector<int32_t> &leaf : {std::vector<int32_t>{2, 1, 0x10000000},
@@ -88,12 +88,70 @@ TEST(SegmentsApart, NothingBehindTheFirstBlockerIsRead) {
     setAll(block, {0.0f, 0.0f, 4.0f});
     vekr::RecordsMet met;
     const VekrIntersectScene traced = scene.get();
-    VEKR_DISPATCH(ownIntersectAnyApart_w7)(segmentsOf(block, traced), 0, 150, met);
+    VEKR_DISPATCH(traceSegmentsApart)(segmentsOf(block, traced), 0, 150, met);
     for (size_t i = 0; i < block.rays; ++i) {
       ASSERT_EQ(block.occluders[i], leaf[0]) << i;
       ASSERT_EQ(block.mask[i], -1) << i;
     }
   }
+}
+
+// Numbers next to those whose records have been read are not known to have one.
+TEST(SegmentsApart, RecordsAreKnownUpToTheLastOneThatWasRead) {
+  Mesh mesh;
+  for (const float z : {9.0f, 8.0f, 1.0f, 7.0f}) addWall(mesh, z);
+  TracedScene scene(mesh, oneSplit(0, 0.0f, vekr::leafOfThree(0, 1, 3), vekr::leafOfTwo(2, 4)));
+  const VekrIntersectScene traced = scene.get();
+  RayBlock block({200, 1});
+  setOrigin(block, {-1.0f, 0.0f, 0.0f});
+  setAll(block, {2.0f, 0.0f, 4.0f});
+  // Those that go to one side only look at walls behind their end, as far as the last record; the others cross.
+  for (size_t i = 0; i < 100; ++i) block.directions[0][i] = -1.0f;
+  vekr::RecordsMet met;
+  VEKR_DISPATCH(traceSegmentsApart)(segmentsOf(block, traced), 0, 200, met);
+  EXPECT_EQ(met.lowest, 0);
+  EXPECT_EQ(met.highest, 3);
+  for (size_t i = 0; i < 200; ++i) ASSERT_EQ(block.occluders[i], i < 100 ? -1 : 2) << i;
+}
+
+// Whether equal segments from 0 along a direction are blocked by a wall that stands in one child of a plane.
+bool isBlocked(const Mesh &mesh, int32_t axis, float plane, bool wallAbove, const Point &direction) {
+  const VekrKDTreeNode wall = vekr::leafOfOne(0);
+  TracedScene scene(mesh,
+                    oneSplit(axis, plane, wallAbove ? kEmptyLeaf : wall, wallAbove ? wall : kEmptyLeaf));
+  RayBlock block({40, 1});
+  setOrigin(block, {0.0f, 0.0f, 0.0f});
+  setAll(block, direction);
+  const VekrIntersectScene traced = scene.get();
+  vekr::RecordsMet met;
+  VEKR_DISPATCH(traceSegmentsApart)(segmentsOf(block, traced), 0, 40, met);
+  for (size_t i = 1; i < 40; ++i) EXPECT_EQ(block.occluders[i], block.occluders[0]);
+  return block.occluders[0] == 0;
+}
+
+TEST(SegmentsApart, MarginsAreThoseOfSegmentsAlone) {
+  Mesh mesh;
+  addWall(mesh, 0.75f);
+  const Point up = {0.001f, 0.002f, 1.0f};
+  // The walk ends where a cell ends at 1.
+  for (const float plane : {0.99999f, std::nextafter(1.0f, 0.0f)})
+    EXPECT_TRUE(isBlocked(mesh, 2, plane, true, up));
+  for (const float plane : {1.0f, 1.00001f, 1.00009f, 1.000105f})
+    EXPECT_FALSE(isBlocked(mesh, 2, plane, true, up));
+  const float margin = fromBits(0x3727c5acu);  // 1e-5
+  EXPECT_TRUE(isBlocked(mesh, 2, -margin, false, up));
+  EXPECT_FALSE(isBlocked(mesh, 2, -std::nextafter(margin, 1.0f), false, up));
+}
+
+TEST(SegmentsApart, ReciprocalsOfParallelAxesAreThoseOfSegmentsAlone) {
+  Mesh mesh;
+  addWall(mesh, 0.75f);
+  const float reciprocal = fromBits(0x47a3d70au), margin = fromBits(0x3727c5acu);  // 83886.078125, 1e-5
+  float y = margin / reciprocal;
+  while (y * reciprocal > margin) y = std::nextafter(y, 0.0f);
+  while (std::nextafter(y, 1.0f) * reciprocal <= margin) y = std::nextafter(y, 1.0f);
+  EXPECT_TRUE(isBlocked(mesh, 1, -y, false, {0.125f, 0.0f, 1.0f}));
+  EXPECT_FALSE(isBlocked(mesh, 1, -std::nextafter(y, 1.0f), false, {0.125f, 0.0f, 1.0f}));
 }
 
 // Of several blockers in a group that is tested at once the leaf's first one counts, not the nearest.
@@ -121,7 +179,7 @@ struct Stretches {
   static inline Stretches *seen;
   static void walk(const vekr::Segments &segments, int64_t first, int64_t end, vekr::RecordsMet &) {
     seen->apart.emplace_back(first, end);
-    vekr::ownIntersectAnyAlone(segments, first, end);
+    vekr::traceSegments(segments, first, end);
   }
 };
 
@@ -144,7 +202,7 @@ TEST(SegmentsApart, NeighboursWalkAloneAndStrangersAtOnce) {
   runTwin(expected, traced);
   Stretches stretches;
   Stretches::seen = &stretches;
-  vekr::ownIntersectAnyChoosing(segmentsOf(block, traced), kRays, Stretches::walk);
+  vekr::traceSegmentsByStretch(segmentsOf(block, traced), kRays, Stretches::walk);
   ASSERT_TRUE(sameBlocks(block, expected));
   ASSERT_FALSE(stretches.apart.empty());
   EXPECT_GE(stretches.apart.front().first, kNeighbours);
@@ -184,7 +242,7 @@ TEST(SegmentsApart, DeadOnesTellNothing) {
   }
   Stretches stretches;
   Stretches::seen = &stretches;
-  vekr::ownIntersectAnyChoosing(segmentsOf(block, traced), 3000, Stretches::walk);
+  vekr::traceSegmentsByStretch(segmentsOf(block, traced), 3000, Stretches::walk);
   ASSERT_EQ(stretches.apart.size(), 1u);
   EXPECT_EQ(stretches.apart[0], std::pair(int64_t{1032}, int64_t{3000}));
 }
@@ -225,6 +283,7 @@ TEST_F(CoherenceOf, TheFirstEightRaysDoNotCount) {
   for (size_t i = 0; i < 32; ++i) ray(i < 7 ? 20 * i : 140, 20, vekr::Way::both);
   EXPECT_FALSE(coherence.raysLieApart());
   coherence.begin();
+  coherence = vekr::Coherence(nodes.data());
   for (size_t i = 0; i < 32; ++i) ray(i < 7 ? 140 : 20 * i, 20, vekr::Way::both);
   EXPECT_TRUE(coherence.raysLieApart());
 }
@@ -237,7 +296,7 @@ TEST_F(CoherenceOf, AnotherWayAtTheSameNodesIsASurprise) {
 
 TEST_F(CoherenceOf, OneNewNodeInEightIsTooFew) {
   for (const size_t nodesOfARay : {7u, 8u}) {
-    coherence.begin();
+    coherence = vekr::Coherence(nodes.data());
     for (size_t i = 0; i < 32; ++i) {
       coherence.at(nodes.data() + 100 * nodesOfARay + i, vekr::Way::both);
       ray(0, nodesOfARay - 1, vekr::Way::both);
@@ -246,10 +305,24 @@ TEST_F(CoherenceOf, OneNewNodeInEightIsTooFew) {
   }
 }
 
+// 20 surprises a ray, then none: 3/4 of the sum are left each time, against the 20 nodes of every ray.
+TEST_F(CoherenceOf, SamplesBeforeTellToo) {
+  coherence.begin();
+  for (size_t i = 0; i < 32; ++i) ray(20 * i, 20, vekr::Way::both);
+  ASSERT_TRUE(coherence.raysLieApart());
+  int samples = 0;
+  while (coherence.raysLieApart()) {
+    coherence.begin();
+    for (size_t i = 0; i < 32; ++i) ray(1000, 20, vekr::Way::both);
+    ++samples;
+  }
+  EXPECT_EQ(samples, 4);
+}
+
 // Less than two surprises for each leaf with triangles.
 TEST_F(CoherenceOf, LeavesWeighAgainst) {
   for (const bool isOtherWay : {false, true}) {
-    coherence.begin();
+    coherence = vekr::Coherence(nodes.data());
     for (size_t i = 0; i < 32; ++i) {
       const bool isOdd = i % 2 != 0;
       rayWithLeaf(0, 4, isOdd && isOtherWay ? vekr::Way::nearChild : vekr::Way::both, isOdd ? -1.0f : 1.0f);
