@@ -1,6 +1,7 @@
 // Two builds of the library against each other, in one process and by turns, so that what else runs on the machine disturbs
 // both alike:
-//   bench_compare BEFORE.so AFTER.so [WORD]      WORD: only benchmarks whose names contain it
+//   bench_compare BEFORE.so AFTER.so [WORD]      WORD: only benchmarks whose names contain it; `segments` those that take
+//                                                minutes
 // For each benchmark: processor time of one call in microseconds, least of all turns, of both builds, and how much faster the
 // second one is: the median of the ratios of neighbouring turns, which says more than the ratio of the two least times. Then
 // the median of each family. Outputs must be the same to the last bit; where they differ, that is said and the program ends
@@ -125,5 +126,6 @@ int main(int argc, char **argv) {
   vekr_bench::compareHarmonics(comparison);
   vekr_bench::compareVolumes(comparison);
   vekr_bench::compareTreesAndRays(comparison);
+  vekr_bench::compareSegments(comparison);
   return comparison.finish();
 }

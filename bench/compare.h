@@ -96,6 +96,9 @@ class Comparison {
     families_[family].push_back(ratio);
   }
 
+  // Whether the word names this family.
+  bool asksFor(const char *family) const { return word_.find(family) != std::string::npos; }
+
   // For what all benchmarks need beforehand.
   const Library &newest() const { return builds_[1]; }
 
@@ -131,6 +134,7 @@ std::vector<T> randomPlane(size_t count, float low, float high, uint32_t seed) {
 }
 
 void compareTreesAndRays(Comparison &comparison);
+void compareSegments(Comparison &comparison);
 void compareShading(Comparison &comparison);
 void compareHarmonics(Comparison &comparison);
 void compareVolumes(Comparison &comparison);
