@@ -64,12 +64,28 @@ struct TileRays : RayPlanes<kTileRays> {
   int64_t number(int k) const { return first + k / kTileSide * width + k % kTileSide; }
 };
 
+// Puts the rays of two rows, with their reciprocals, where lanes take them from. Returns those whose reciprocals have another
+// sign, be it a NaN's, than the octant says: lanes go by it, packets by the octant.
+inline unsigned placeRows(const PacketRay<2 * kTileSide> &ray, int row, const TileSigns &signs,
+                          TileRays &to) {
+  const int at = row * kTileSide;
+  unsigned turned = 0;
+  for (int c = 0; c < 3; ++c) {
+    ray.origin[c].store(to.origin[c] + at);
+    ray.direction[c].store(to.direction[c] + at);
+    ray.inverse[c].store(to.inverse[c] + at);
+    const auto below = static_cast<unsigned>(bits(isNegative(asInts(ray.inverse[c])))) << at;
+    turned |= (below ^ signs.axis[c]) & 0xFFu << at;
+  }
+  return turned;
+}
+
 // What clipping tells of a tile's rays.
 struct ClippedTile {
   unsigned wanted;     // with a limit above 0
   unsigned active;     // that meet the box before it
   unsigned unordered;  // with a limit or a distance of a slab that is no number
-  unsigned turned;     // whose reciprocals have another sign than the octant says, which lanes go by
+  unsigned turned;     // as placeRows() tells
 };
 
 // Sets up all rays of a tile as packets of one row do, two rows at a time. load(ray, row) gives directions and origins;
@@ -93,11 +109,8 @@ ClippedTile clipTile(const float *box, const float *limits, int64_t width, const
         const Float<N> t = (Float<N>(side) - ray.origin[c]) * ray.inverse[c];
         ordered = ordered & (t == t);
       }
-      tile.turned |= (set(isNegative(asInts(ray.inverse[c]))) ^ signs.axis[c]) & 0xFFu << at;
-      ray.origin[c].store(to.origin[c] + at);
-      ray.direction[c].store(to.direction[c] + at);
-      ray.inverse[c].store(to.inverse[c] + at);
     }
+    tile.turned |= placeRows(ray, row, signs, to);
     clipToBox(box, ray, interval);
     tile.wanted |= set(Float<N>(0.0f) < limit);
     tile.active |= set(interval.near < interval.far);  // not a touch [C25]
@@ -122,15 +135,12 @@ struct PacketRecordsTest : PacketTest<N, false> {
   Float<N> scale() const { return inverse; }
 };
 
-// For LaneWalk: the nearest hits of the rays that source.setUpLone(rays) gives. Misses have got their weights before.
+// For LaneWalk: what the rays that source.setUpLone(rays) gives have in common, whatever they look for.
 template <class Source>
-struct LoneQuery {
+struct LoneWalkers {
   using Prepared = TileRays;
 
   Source &source;
-  const VekrTriangleAccel *records;
-  float *distances, *weightsA, *weightsB;
-  int32_t *triangles;
   int64_t ray[kWalkLanes];
 
   // As at the nodes of packets, where a NaN compares as behind.
@@ -141,6 +151,15 @@ struct LoneQuery {
 
   bool setUp(TileRays &to) { return source.setUpLone(to); }
   void begin(int64_t i, int lane) { ray[lane] = i; }
+  static bool goOn(LaneRays &, int) { return false; }
+};
+
+// Their nearest hits. Misses have got their weights before.
+template <class Source>
+struct LoneQuery : LoneWalkers<Source> {
+  const VekrTriangleAccel *records;
+  float *distances, *weightsA, *weightsB;
+  int32_t *triangles;
 
   void visitLeaf(LaneRays &rays, int lane, const VekrKDTreeNode *leaf) {
     float &best = rays.best[lane];
@@ -148,7 +167,7 @@ struct LoneQuery {
     const auto take = [&](const Candidate &hit) {
       if (!(hit.t < best)) return;
       best = hit.t;
-      const int64_t i = ray[lane];
+      const int64_t i = this->ray[lane];
       distances[i] = hit.t;
       weightsA[i] = hit.a * hit.scale;
       weightsB[i] = hit.b * hit.scale;
@@ -156,8 +175,6 @@ struct LoneQuery {
     };
     testLeaf<PacketRecordsTest>(records, leaf, rays.at(lane), mayHit, take);
   }
-
-  static bool goOn(LaneRays &, int) { return false; }
 };
 
 }  // namespace vekr::VEKR_ISA

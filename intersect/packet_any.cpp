@@ -172,14 +172,7 @@ class Tile {
       ray.loadDirections(directions_, at(row), width_);
       ray.setOrigin(origin);
       setReciprocals(ray);
-      for (int c = 0; c < 3; ++c) {
-        ray.origin[c].store(to.origin[c] + k);
-        ray.direction[c].store(to.direction[c] + k);
-        ray.inverse[c].store(to.inverse[c] + k);
-        // Lanes go by the reciprocal's sign, be it a NaN's, packets by the octant.
-        const auto below = static_cast<unsigned>(bits(isNegative(asInts(ray.inverse[c])))) << k;
-        to.live &= ~((below ^ signs.axis[c]) & 0xFFu << k);
-      }
+      to.live &= ~placeRows(ray, row, signs, to);
       Float<N>(0.0f).store(to.near + k);
       Float<N>(kSegmentFar).store(to.far + k);
       Float<N>(kOpen).store(to.best + k);
@@ -235,9 +228,9 @@ int32_t seedCache(const VekrIntersectScene &scene, const float *origin, const fl
 // them for the segments that are alone in theirs to walk by sixteen.
 class MixedTiles {
  public:
-  MixedTiles(const float *origin, const Segments &segments, int64_t width)
-      : origin_(origin), segments_(segments), width_(width) {}
+  MixedTiles(const Segments &segments, int64_t width) : segments_(segments), width_(width) {}
 
+  // Out of line, like trace(): tiles that the cached triangle decides take 40 ns, and are slower in a loop with a walk in it.
   [[gnu::noinline]] void add(int64_t first) {
     first_[count_++] = first;
     if (count_ == kMost) trace();
@@ -246,32 +239,33 @@ class MixedTiles {
   [[gnu::noinline]] void trace() {
     next_ = 0;
     TileRays first;
-    if (setUp(first)) {
+    if (setUpLone(first)) {
       LoneSegments query = {*this, {}};
       LaneWalk<LoneSegments>(*segments_.scene, query, first).run();
     }
     count_ = 0;
   }
 
- private:
-  // For LaneWalk: what a packet of one row does for one segment.
-  struct LoneSegments {
-    using Prepared = TileRays;
-
-    MixedTiles &tiles;
-    int64_t ray[kWalkLanes];
-
-    template <int N>
-    static Mask<N> isBehind(Float<N> t, Float<N> other) {
-      return !(t <= other);
+  // The next tile with lone segments; `to` has none yet. Other packets are traced on the way.
+  bool setUpLone(TileRays &to) {
+    while (next_ < count_) {
+      const int64_t first = first_[next_++];
+      const Tile tile(segments_.directions, segments_.occluders, segments_.mask, first, width_);
+      const TileSigns signs(segments_.directions, first, width_);
+      tile.setUpLone(segments_.origin, signs, to);
+      if (std::popcount(to.live) < kWorthTaking) to.live = 0;
+      tile.traceRows(*segments_.scene, segments_.origin, signs, kAllRays & ~to.live);
+      if (to.live != 0) return true;
     }
+    return false;
+  }
 
-    bool setUp(TileRays &to) { return tiles.setUp(to); }
-    void begin(int64_t i, int lane) { ray[lane] = i; }
-
+ private:
+  // What a packet of one row does for one segment.
+  struct LoneSegments : LoneWalkers<MixedTiles> {
     // Packets look at all records of a leaf too.
     void visitLeaf(LaneRays &rays, int lane, const VekrKDTreeNode *leaf) {
-      const Segments &segments = tiles.segments_;
+      const Segments &segments = source.segments_;
       float &best = rays.best[lane];
       const auto mayHit = [&]<int W>(const PacketRecordsTest<W> &test) {
         return test.t < Float<W>(kSegmentEnd);
@@ -284,26 +278,9 @@ class MixedTiles {
       };
       testLeaf<PacketRecordsTest>(segments.scene->pTriangles, leaf, rays.at(lane), mayHit, take);
     }
-
-    static bool goOn(LaneRays &, int) { return false; }
   };
 
-  // The next tile with lone segments; `to` has none yet. Other packets are traced on the way.
-  bool setUp(TileRays &to) {
-    while (next_ < count_) {
-      const int64_t first = first_[next_++];
-      const Tile tile(segments_.directions, segments_.occluders, segments_.mask, first, width_);
-      const TileSigns signs(segments_.directions, first, width_);
-      tile.setUpLone(origin_, signs, to);
-      if (std::popcount(to.live) < kWorthTaking) to.live = 0;
-      tile.traceRows(*segments_.scene, origin_, signs, kAllRays & ~to.live);
-      if (to.live != 0) return true;
-    }
-    return false;
-  }
-
   static constexpr int kMost = 256;
-  const float *origin_;
   const Segments segments_;
   const int64_t width_;
   int64_t first_[kMost];
@@ -319,7 +296,7 @@ VekStatus ownIntersectAnyBlock4_w7(const float *pOrigin, const float *const *pDi
   const int64_t width = size.width;
   const int64_t rays = width * size.height;
   const bool mayWait = kLoneRaysPay && rays >= kWorthLanes;
-  MixedTiles mixed(origin, {origin, pDirections, &scene, pOccluders, pMask}, width);
+  MixedTiles mixed({origin, pDirections, &scene, pOccluders, pMask}, width);
   int32_t cached = seedCache(scene, origin, pDirections, pMask, width);
   for (int64_t tileRow = 0; tileRow < rays; tileRow += kTileSide * width) {
     for (int64_t first = tileRow; first < tileRow + width; first += kTileSide) {

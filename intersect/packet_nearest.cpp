@@ -121,9 +121,8 @@ class NearestBlock {
     std::fill_n(results_.triangle, rays_, -1);
     TileRays first;
     if (setUpLone(first)) {
-      LoneQuery<NearestBlock> query = {
-          *this, scene_.pTriangles, results_.distance, results_.weightA, results_.weightB, results_.triangle,
-          {}};
+      LoneQuery<NearestBlock> query = {{*this, {}},      scene_.pTriangles, results_.distance,
+                                       results_.weightA, results_.weightB,  results_.triangle};
       LaneWalk<LoneQuery<NearestBlock>>(scene_, query, first).run();
     }
     tracePutOff();
