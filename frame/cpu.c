@@ -13,7 +13,9 @@ int ownHasAvx2(void) {
 #endif
 }
 
-#ifdef VEKR_AVX512
+#ifdef VEKR_AVX512_IN_HALVES
+int ownHasAvx512(void) { return ownHasAvx2(); }
+#elif defined(VEKR_AVX512)
 int ownHasAvx512(void) {
 #ifdef CPU_FEATURE_ACTIVE
   return CPU_FEATURE_ACTIVE(AVX2) && CPU_FEATURE_ACTIVE(AVX512F) && CPU_FEATURE_ACTIVE(AVX512VL) &&

@@ -18,9 +18,17 @@
 #define VEKR_FLOATS_IN_avx512 16
 #endif
 
+// Floats in the widest group of lanes: one register's. For tests on processors without AVX-512 its groups of sixteen can be two
+// registers of 256 bits.
+#define VEKR_GROUP_FLOATS VEKR_FLOATS_IN(VEKR_ISA)
+
 #define VEKR_FLOATS_IN_SET(set) VEKR_FLOATS_IN_##set
 #define VEKR_FLOATS_IN(set) VEKR_FLOATS_IN_SET(set)
-#define VEKR_REGISTER_FLOATS VEKR_FLOATS_IN(VEKR_ISA)
+#if defined(VEKR_AVX512_IN_HALVES) && VEKR_GROUP_FLOATS == 16
+#define VEKR_REGISTER_FLOATS 8
+#else
+#define VEKR_REGISTER_FLOATS VEKR_GROUP_FLOATS
+#endif
 
 // A name that the list above lacks counts as 0 here.
 #if VEKR_REGISTER_FLOATS != 4 && VEKR_REGISTER_FLOATS != 8 && VEKR_REGISTER_FLOATS != 16
@@ -39,13 +47,13 @@
 
 namespace vekr::VEKR_ISA {
 
-// The widest group of 32-bit lanes that the set has a register for.
-constexpr int kWidestGroup = VEKR_REGISTER_FLOATS;
+// The widest group of 32-bit lanes that kernels count in.
+constexpr int kWidestGroup = VEKR_GROUP_FLOATS;
 
 // Whether the set reads scattered elements in one instruction.
 constexpr bool kHasGathers = VEKR_REGISTER_FLOATS >= 8;
 
 // Whether its loads and stores leave lanes that are off alone, be there memory or not.
-constexpr bool kMasksMemory = VEKR_REGISTER_FLOATS >= 16;
+constexpr bool kMasksMemory = VEKR_GROUP_FLOATS >= 16;
 
 }  // namespace vekr::VEKR_ISA

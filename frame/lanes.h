@@ -18,6 +18,7 @@
 #pragma once
 
 #include "frame/lanes/four.h"
+#include "frame/lanes/halves512.h"
 #include "frame/lanes/neon.h"
 #include "frame/lanes/one.h"
 #include "frame/lanes/wide.h"

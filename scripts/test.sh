@@ -3,7 +3,7 @@
 # optimisation and, under emulation, for 64-bit ARM those that are marked for it (vekr_mark in tests/); the interface against the
 # record of it. Only the packages have a check of their own, scripts/deb.sh.
 #   scripts/test.sh            everything
-#   scripts/test.sh asan       all tests of the named presets (release debug clang asan tsan cross-aarch64), without the other checks
+#   scripts/test.sh asan       all tests of the named presets (release debug clang asan tsan halves cross-aarch64), without the other checks
 # Each stage tells its seconds at the end. Long runs have scripts of their own: hashes.sh, fuzz.sh, memory.sh, coverage.sh,
 # mutate.py, load.sh, models.sh.
 # Debian packages that are missing are named and installed; with --no-install they are only named.
@@ -75,6 +75,7 @@ stage tsan run_preset tsan vekr_threads_tests -L threads
 stage asan run_preset asan vekr_bounds_tests -L bounds
 stage clang run_preset clang vekr_bits_tests -L bits
 stage debug run_preset debug vekr_bits_tests -L bits
+stage halves run_preset halves vekr_bits_tests -L bits
 stage interface scripts/interface.sh
 stage release run_preset release all
 stage cross-aarch64 check_arm

@@ -16,7 +16,7 @@ TEST(Cpu, Avx2CanBeSwitchedOffFromOutside) {
   }
 }
 
-#ifdef VEKR_AVX512
+#if defined(VEKR_AVX512) && !defined(VEKR_AVX512_IN_HALVES)
 TEST(Cpu, Avx512CanBeSwitchedOffFromOutsideByItselfOrWithAvx2) {
   const char *tunables = std::getenv("GLIBC_TUNABLES");
   if (tunables != nullptr && std::strstr(tunables, "hwcaps=-AVX") != nullptr) {

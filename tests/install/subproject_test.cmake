@@ -1,7 +1,7 @@
 # Builds the library a second time, from sources that lie elsewhere, within another project; a program of that project must
 # run, and the library must have the same bytes as the one that stands alone.
 # Arguments: SOURCE, FOLDERS (of the library, separated by commas), HOST, CONSUMER, WORK, GENERATOR, C_COMPILER, CXX_COMPILER,
-# C_FLAGS, CXX_FLAGS, LIBRARY, COMPANION.
+# C_FLAGS, CXX_FLAGS, AVX512, AVX512_IN_HALVES (options of the library), LIBRARY, COMPANION.
 
 file(REMOVE_RECURSE ${WORK})
 set(copy "${WORK}/elsewhere/sources of vekr")  # a blank, which paths may have
@@ -19,7 +19,8 @@ endfunction()
 
 set(configure ${CMAKE_COMMAND} -G ${GENERATOR} -S ${HOST} -B ${WORK}/build -DCONSUMER=${CONSUMER} -DVEKR_SOURCE=${copy}
   -DCMAKE_C_COMPILER=${C_COMPILER} -DCMAKE_CXX_COMPILER=${CXX_COMPILER}
-  -DCMAKE_C_FLAGS=${C_FLAGS} -DCMAKE_CXX_FLAGS=${CXX_FLAGS})
+  -DCMAKE_C_FLAGS=${C_FLAGS} -DCMAKE_CXX_FLAGS=${CXX_FLAGS}
+  -DVEKR_AVX512=${AVX512} -DVEKR_AVX512_IN_HALVES=${AVX512_IN_HALVES})
 run(${configure})                               # a host without a build type stays without one
 run(${configure} -DCMAKE_BUILD_TYPE=Release)
 run(${CMAKE_COMMAND} --build ${WORK}/build --target consumer)
