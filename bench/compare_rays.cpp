@@ -17,8 +17,8 @@ void compareTree(Comparison &comparison, const Scene &scene) {
                      });
 }
 
-// Rays of a 64 by 64 block from above the scene to places in its box, one origin; between two random places; and from the
-// middle all around.
+// Rays of a 64 by 64 block from above the scene to places in its box, one origin, and to a sixteenth of its width ("close", as
+// pictures have them); between two random places; and from the middle all around.
 void compareRays(Comparison &comparison, const Scene &scene) {
   const Library &ours = comparison.newest();
   constexpr int32_t kSide = 64, kRays = kSide * kSide;
@@ -27,8 +27,8 @@ void compareRays(Comparison &comparison, const Scene &scene) {
   VekrKDTreeNode *const root = scene.build(ours, &treeBytes);
   const VekrIntersectScene view = {scene.box, scene.records.data(), root};
   float eye[3], middle[3];
-  std::vector<float> planes(10 * (kRays + 4));
-  float *coherent[3], *origin[3], *lost[3];
+  std::vector<float> planes(13 * (kRays + 4));
+  float *coherent[3], *close[3], *origin[3], *lost[3];
   vekr_test::Random random(5);
   for (int c = 0; c < 3; ++c) {
     const float low = scene.box[c], side = scene.box[3 + c] - low;
@@ -37,9 +37,11 @@ void compareRays(Comparison &comparison, const Scene &scene) {
     coherent[c] = planes.data() + c * kRays;
     origin[c] = planes.data() + (3 + c) * kRays;
     lost[c] = planes.data() + (6 + c) * kRays;
+    close[c] = planes.data() + (9 + c) * kRays;
     for (int32_t i = 0; i < kRays; ++i) {
       const float across = (static_cast<float>(c == 0 ? i % kSide : i / kSide) + 0.5f) / kSide;
       coherent[c][i] = low + side * (c == 1 ? 0.5f : across) - eye[c];
+      close[c][i] = low + side * (c == 1 ? 0.5f : 0.45f + across / 16) - eye[c];
       origin[c][i] = random.within(low, low + side);
       lost[c][i] = random.within(-1.0f, 1.0f);
     }
@@ -50,22 +52,24 @@ void compareRays(Comparison &comparison, const Scene &scene) {
     const auto results = [=](Bytes &output) { return reinterpret_cast<float *>(output.data()) + shift; };
     const size_t bytes = (4 * kRays + 4) * sizeof(float);
     const std::string form = isPacket ? "/packet" : "/one-ray";
-    const auto nearest = [&](const Library &library, Bytes &output, bool fromEye) {
+    const auto nearest = [&](const Library &library, Bytes &output, const float *const *fromEye) {
       float *const out = results(output);
       float *const weights[2] = {out + kRays, out + 2 * kRays};
       std::copy(far.begin(), far.end(), out);
       auto *const triangles = reinterpret_cast<int32_t *>(out + 3 * kRays);
-      if (fromEye) {
-        VEKR_OF(library, vekrIntersectEyeSO_32f)(eye, coherent, out, weights, triangles, &view, kBlock);
+      if (fromEye != nullptr) {
+        VEKR_OF(library, vekrIntersectEyeSO_32f)(eye, fromEye, out, weights, triangles, &view, kBlock);
       } else {
         VEKR_OF(library, vekrIntersectMO_32f)(origin, lost, out, weights, triangles, &view, kBlock);
       }
     };
     const std::string &name = scene.name;
     comparison.compare("rays", name + "/eye" + form, bytes,
-                       [&](const Library &l, Bytes &o) { nearest(l, o, true); });
+                       [&](const Library &l, Bytes &o) { nearest(l, o, coherent); });
+    comparison.compare("rays", name + "/close eye" + form, bytes,
+                       [&](const Library &l, Bytes &o) { nearest(l, o, close); });
     comparison.compare("rays", name + "/random" + form, bytes,
-                       [&](const Library &l, Bytes &o) { nearest(l, o, false); });
+                       [&](const Library &l, Bytes &o) { nearest(l, o, nullptr); });
     const auto any = [&](const Library &library, Bytes &output, const float *from, float *const *directions) {
       auto *const out = reinterpret_cast<int32_t *>(results(output));
       std::fill_n(out, 2 * kRays, 0);
@@ -73,6 +77,8 @@ void compareRays(Comparison &comparison, const Scene &scene) {
     };
     comparison.compare("rays", name + "/shadow" + form, bytes,
                        [&](const Library &l, Bytes &o) { any(l, o, eye, coherent); });
+    comparison.compare("rays", name + "/close shadow" + form, bytes,
+                       [&](const Library &l, Bytes &o) { any(l, o, eye, close); });
     comparison.compare("rays", name + "/around" + form, bytes,
                        [&](const Library &l, Bytes &o) { any(l, o, middle, lost); });
     constexpr int32_t kLayers = 4;

@@ -11,11 +11,13 @@ namespace {
 
 // A parallel axis keeps the sign of its component.
 void setUpSegment(WalkRay &w) {
+  int octant = 0;
   for (int axis = 0; axis < 3; ++axis) {
     const float d = w.ray.direction[axis];
-    w.sign[axis] = !(d >= 0.0f);
+    octant |= !(d >= 0.0f) << axis;
     w.inverse[axis] = kParallel >= std::fabs(d) ? kSegmentParallelInverse : 1.0f / d;
   }
+  w.nearChildren = nearChildrenIn(octant);
   w.near = 0.0f;
   w.far = kSegmentFar;
 }

@@ -24,21 +24,21 @@ struct ManyOriginRays {
   static float toPlane(float plane, float origin, float, float inverse) { return (plane - origin) * inverse; }
 };
 
-// Fills reciprocals and signs, and clips the interval 0 to `limit`; false if nothing of it is left.
+// Fills reciprocals and near children, and clips the interval 0 to `limit`; false if nothing of it is left.
 template <class Kind>
 bool clipToBox(const float *box, float limit, WalkRay &w) {
+  int octant = 0;
   w.near = 0.0f;
   w.far = limit;
   for (int axis = 0; axis < 3; ++axis) {
     const float d = w.ray.direction[axis], o = w.ray.origin[axis];
     const float low = box[axis], high = box[3 + axis];
     if (kParallel >= std::fabs(d)) {
-      w.sign[axis] = 0;
       w.inverse[axis] = Kind::kParallelInverse;
       if (Kind::missesSlab(low, o, high)) return false;
       continue;
     }
-    w.sign[axis] = !(d >= 0.0f);
+    octant |= !(d >= 0.0f) << axis;
     w.inverse[axis] = 1.0f / d;
     const float t0 = Kind::toPlane(low, o, d, w.inverse[axis]),
                 t1 = Kind::toPlane(high, o, d, w.inverse[axis]);
@@ -47,6 +47,7 @@ bool clipToBox(const float *box, float limit, WalkRay &w) {
     w.far = last < w.far ? last : w.far;
     if (w.near > w.far) return false;
   }
+  w.nearChildren = nearChildrenIn(octant);
   w.far = w.far + kBoxMargin;
   return true;
 }

@@ -9,7 +9,7 @@ namespace vekr {
 struct WalkRay {
   Ray ray;
   float inverse[3];
-  int32_t sign[3];  // which child comes first
+  NearChildren nearChildren;
   float near, far;
 };
 
@@ -36,7 +36,8 @@ void walkTree(const VekrKDTreeNode *root, const WalkRay &w, float margin, const 
       const int32_t axis = splitAxis(*node);
       const float t = (splitPosition(*node) - w.ray.origin[axis]) * w.inverse[axis];
       const VekrKDTreeNode *pair = childPair(node);
-      const VekrKDTreeNode *nearChild = pair + w.sign[axis], *farChild = pair + (1 - w.sign[axis]);
+      const uint32_t first = nearChildOf(*node, w.nearChildren);
+      const VekrKDTreeNode *nearChild = pair + first, *farChild = pair + (1 - first);
       if (near - t > margin) {
         notice(node, Way::farChild);
         node = farChild;
@@ -101,17 +102,17 @@ class OneRayWalk {
     const int32_t axis = splitAxis(*node_);
     const float t = (splitPosition(*node_) - query.w.ray.origin[axis]) * query.w.inverse[axis];
     const VekrKDTreeNode *pair = childPair(node_);
-    const int32_t sign = query.w.sign[axis];
+    const uint32_t first = nearChildOf(*node_, query.w.nearChildren);
     const int32_t farOnly = near_ - t > Query::kMargin;
     const int32_t both = (farOnly ^ 1) & !(t - far_ > Query::kMargin);
-    stack_[waiting_] = {pair + (1 - sign), far_};
+    stack_[waiting_] = {pair + (1 - first), far_};
     waiting_ += both;
     const float end = t < far_ ? t : far_;
     const float clipped = near_ > end ? near_ : end;
     const uint32_t taken = 0u - static_cast<uint32_t>(both);
     far_ = std::bit_cast<float>((std::bit_cast<uint32_t>(clipped) & taken) |
                                 (std::bit_cast<uint32_t>(far_) & ~taken));
-    node_ = pair + (sign ^ farOnly);
+    node_ = pair + (first ^ static_cast<uint32_t>(farOnly));
   }
 
   [[gnu::noinline]] bool leave() {

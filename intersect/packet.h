@@ -19,13 +19,16 @@ constexpr unsigned kAllRays = (1u << kTileRays) - 1;
 
 // ---------------------------------------------------------------- rows of the caller's planes
 
-// Two rows are `width` entries apart; with N = 4 `width` plays no part.
+// Rows of four are `width` entries apart; with N = 4 `width` plays no part.
+template <int N>
+constexpr int kRowsOfHalf = N / 2 / kTileSide;
+
 template <int N>
 Float<N> loadRows(const float *p, int64_t width) {
   if constexpr (N == 4) {
     return Float<4>::load(p);
   } else {
-    return joined(Float<4>::load(p), Float<4>::load(p + width));
+    return joined(loadRows<N / 2>(p, width), loadRows<N / 2>(p + kRowsOfHalf<N> * width, width));
   }
 }
 
@@ -34,7 +37,7 @@ Int<N> loadRows(const int32_t *p, int64_t width) {
   if constexpr (N == 4) {
     return Int<4>::load(p);
   } else {
-    return joined(Int<4>::load(p), Int<4>::load(p + width));
+    return joined(loadRows<N / 2>(p, width), loadRows<N / 2>(p + kRowsOfHalf<N> * width, width));
   }
 }
 
@@ -43,8 +46,8 @@ void storeRows(T *p, int64_t width, std::conditional_t<std::is_same_v<T, float>,
   if constexpr (N == 4) {
     x.store(p);
   } else {
-    lowHalf(x).store(p);
-    highHalf(x).store(p + width);
+    storeRows<N / 2>(p, width, lowHalf(x));
+    storeRows<N / 2>(p + kRowsOfHalf<N> * width, width, highHalf(x));
   }
 }
 
@@ -200,12 +203,13 @@ template <int N, class Visit, class Resume>
   int waiting = 0;
   const VekrKDTreeNode *node = root;
   Float<N> near = interval.near, far = interval.far;
+  const NearChildren nearChildren = nearChildrenIn(octant);
   for (;;) {
     while (!isLeaf(*node)) {
       const int32_t axis = splitAxis(*node);
       const Float<N> t = (Float<N>(splitPosition(*node)) - ray.origin[axis]) * ray.inverse[axis];
       const VekrKDTreeNode *pair = childPair(node);
-      const int first = (octant >> axis) & 1;
+      const uint32_t first = nearChildOf(*node, nearChildren);
       if (!anyOf(active & (near <= t))) {
         node = pair + (1 - first);
       } else if (!anyOf(active & (t <= far))) {
@@ -256,7 +260,7 @@ inline uint32_t axisOf(const VekrTriangleAccel &r, int shift) { return (r.axes >
 
 // All lanes, each with its ray, against one record, or one in each lane (records_test.h), up to the acceptance by the weights,
 // which are multiplied by den. The two widths sum num in different orders; callers depend on each [C22].
-template <int N, bool TwoRowOrder = (N == 8)>
+template <int N, bool TwoRowOrder = (N >= 8)>
 struct PacketTest {
   Float<N> den, num;
   Float<N> a, b;

@@ -21,6 +21,7 @@ class PacketWalk {
     near_ = interval.near;
     far_ = interval.far;
     node_ = packet.scene->pRoot;
+    nearChildren_ = nearChildrenIn(packet.octant);
     waiting_ = 0;
     return true;
   }
@@ -32,7 +33,7 @@ class PacketWalk {
     const int32_t axis = splitAxis(*node_);
     const Float<N> t = (Float<N>(splitPosition(*node_)) - packet.ray.origin[axis]) * packet.ray.inverse[axis];
     const VekrKDTreeNode *pair = childPair(node_);
-    const int first = (packet.octant >> axis) & 1;
+    const uint32_t first = nearChildOf(*node_, nearChildren_);
     const int entersNear = bits(active_ & (near_ <= t)) != 0;
     const int entersBoth = entersNear & (bits(active_ & (t <= far_)) != 0);
     stack_[waiting_].node = pair + (1 - first);
@@ -42,7 +43,7 @@ class PacketWalk {
     const Float<N> end = minOf(far_, t);
     active_ = active_ & ((near_ <= end) | !both);
     far_ = select(both, maxOf(end, near_), far_);
-    node_ = pair + (first ^ entersNear ^ 1);
+    node_ = pair + (first ^ static_cast<uint32_t>(entersNear ^ 1));
   }
 
   [[gnu::noinline]] bool leave() {
@@ -67,6 +68,7 @@ class PacketWalk {
     Float<N> far;
   };
   const VekrKDTreeNode *node_;
+  NearChildren nearChildren_;
   int waiting_;
   Mask<N> active_;
   Float<N> near_, far_;

@@ -58,6 +58,18 @@ static inline const VekrKDTreeNode *childPair(const VekrKDTreeNode *node) {
                                                   (node->word0 & kPairDistanceBits));
 }
 
+// Which child of each inner node rays of an octant enter first. The octant's bits, which tell the axes along which rays run down,
+// stand in each four of these: word0 serves as the count of a shift as it is, its axis being in the lowest bits. What is saved
+// is on the way from node to node, which a walk whose branches are foreseen waits for.
+using NearChildren = uint32_t;
+static inline NearChildren nearChildrenIn(int octant) { return static_cast<uint32_t>(octant) * 0x11111111u; }
+
+// 0 for the child below the plane, 1 for the one above.
+static inline uint32_t nearChildOf(const VekrKDTreeNode &node, NearChildren children) {
+  static_assert(kAxisBits == 3, "the free bit above the axis tells fours of bits apart");
+  return children >> (node.word0 & 31) & 1;
+}
+
 // Whether a leaf's triangles stand in a list; otherwise the node itself holds them, if there are any.
 static inline bool hasList(const VekrKDTreeNode &leaf) { return leaf.word1 > 0; }
 

@@ -90,6 +90,21 @@ TEST(KDTreeFormat, InlineLeavesHoldOneTwoOrThree) {
             (std::vector<int32_t>{0x1FFF8000, 0x1FFFFFFF, 0x2000FFFE}));
 }
 
+TEST(KDTreeFormat, TheNearChildIsTheUpperOneWhereRaysRunDown) {
+  for (int octant = 0; octant < 8; ++octant) {
+    const NearChildren children = nearChildrenIn(octant);
+    for (int32_t axis = 0; axis < 3; ++axis) {
+      const uint32_t expected = static_cast<uint32_t>(octant >> axis & 1);
+      for (const int64_t distance : {8, 16, 24, 32, 248, 0x7FFFFFF8}) {
+        VekrKDTreeNode node = innerNode(axis, -1.5f, distance);
+        EXPECT_EQ(nearChildOf(node, children), expected) << octant << " " << axis << " " << distance;
+        node.word0 |= kFreeInnerBits & INT32_MAX;
+        EXPECT_EQ(nearChildOf(node, children), expected) << octant << " " << axis << " " << distance;
+      }
+    }
+  }
+}
+
 TEST(KDTreeFormat, LimitsAreWhatTheFieldsHold) {
   EXPECT_EQ(kMiddleLimit, 0x20000000);
   EXPECT_EQ(kBelowLimit, 0x8000);
