@@ -28,11 +28,10 @@ foreach(set ${VEKR_SETS})
   set(vekr_units_${set} ${units})
 endforeach()
 if(VEKR_AVX512)
-  # Those that join it, in the order of folders; who asks it for another one gets that of avx2. Not here: packet_forms, whose
-  # eight rays are half a register.
+  # Those that join it, in the order of folders; who asks it for another one gets that of avx2.
   set(VEKR_AVX512_UNITS
     psah_planes_kernels
-    lane_forms
+    lane_forms packet_forms
     cast_kernels masked_kernels normals_kernels
     sh_kernels
     nearest linear cubic remap_kernels warp_kernels

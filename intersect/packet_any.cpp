@@ -1,6 +1,7 @@
 // Blocked segments, tile by tile, with the triangle that blocked the last tile tried first.
 #include <limits>
 
+#include "intersect/joint_packets.h"
 #include "intersect/lone_rays.h"
 #include "intersect/one_ray.h"
 #include "intersect/packet_forms.h"
@@ -29,45 +30,59 @@ void setReciprocals(PacketRay<N> &ray) {
 }
 
 // ownIntersectAnyBlock4x2: two rows, all eight lanes, whatever their masks [C30]. Leaves the cache with a blocker of the second
-// row if all of that row is blocked, otherwise empty [C31].
+// row if all of that row is blocked, otherwise empty [C31]. With N = 16 the two packets of a tile, of which the second one
+// leaves the cache.
+template <int N>
 struct AnyPairPacket {
-  static constexpr int kLanes = 8;
+  static constexpr int kLanes = N;
 
   const VekrIntersectScene *scene;
   int32_t *occluderRow, *maskRow;
   int64_t width;
   int32_t *cached;
-  PacketRay<8> ray;
+  PacketRay<N> ray;
   int octant;
-  Mask<8> live;
-  Int<8> occluders;
+  Mask<N> live;
+  Int<N> occluders;
 
-  Mask<8> begin(PacketInterval<8> &interval) {
+  Mask<N> begin(PacketInterval<N> &interval) {
     setReciprocals(ray);
-    live = maskOfBits<8>(0xFF);
-    occluders = loadRows<8>(occluderRow, width);
-    interval = {Float<8>(0.0f), Float<8>(kSegmentFar)};
+    live = maskOfBits<N>(allLanes<N>());
+    occluders = loadRows<N>(occluderRow, width);
+    interval = {Float<N>(0.0f), Float<N>(kSegmentFar)};
     return live;
   }
 
-  bool visit(int32_t triangle, Mask<8>) {
+  bool visit(int32_t triangle, Mask<N>) {
     const VekrTriangleAccel &record = scene->pTriangles[triangle];
     if (isDegenerate(record)) return true;
     // Not asked first is whether any lane is inside: of a mesh's triangles a fourth or fifth is, and to foresee it wrongly
     // costs more than the arithmetic.
-    const Mask<8> blocked = blockedLanes(PacketTest<8>(record, ray));
-    occluders = select(blocked, Int<8>(triangle), occluders);
-    live = live & !blocked;
+    take(blockedLanes(PacketTest<N>(record, ray)), triangle);
     return anyOf(live);
   }
 
-  Mask<8> resume(Float<8>) const { return live; }
+  unsigned visit(int32_t triangle, unsigned here) {
+    const VekrTriangleAccel &record = scene->pTriangles[triangle];
+    if (isDegenerate(record)) return here;
+    take(blockedLanes(PacketTest<N>(record, ray)) & lanesOf(here), triangle);
+    return here & packetsWith(bits(live));
+  }
+
+  void take(Mask<N> blocked, int32_t triangle) {
+    occluders = select(blocked, Int<N>(triangle), occluders);
+    live = live & !blocked;
+  }
+
+  Mask<N> resume(Float<N>) const { return live; }
 
   void end() {
-    storeRows<8>(occluderRow, width, occluders);
-    storeRows<8>(maskRow, width, select(live, loadRows<8>(maskRow, width), Int<8>(-1)));
-    *cached = anyOf(highHalf(live)) ? -1 : occluderRow[width + 2];
+    storeRows<N>(occluderRow, width, occluders);
+    storeRows<N>(maskRow, width, select(live, loadRows<N>(maskRow, width), Int<N>(-1)));
+    const unsigned lastRow = 0xFu << (N - kTileSide);
+    *cached = bits(live) & lastRow ? -1 : occluderRow[(N / kTileSide - 1) * width + 2];
   }
+  void end(unsigned) { end(); }  // both have begun
 };
 
 // ownIntersectAnyBlock4x1: the lanes of one row that point into one octant. A triangle whose weights accept an active
@@ -146,8 +161,9 @@ class Tile {
   }
 
   void traceUniform(const VekrIntersectScene &scene, const float *origin, int octant, int32_t &cached) const {
-    for (const int row : {0, 2}) {
-      AnyPairPacket packet;
+    constexpr int kLanes = kJoinsPackets ? kJointLanes : 2 * kTileSide;
+    for (int row = 0; row < kTileSide; row += kLanes / kTileSide) {
+      AnyPairPacket<kLanes> packet;
       packet.scene = &scene;
       packet.occluderRow = occluders_ + at(row);
       packet.maskRow = mask_ + at(row);
@@ -156,7 +172,11 @@ class Tile {
       packet.ray.loadDirections(directions_, at(row), width_);
       packet.ray.setOrigin(origin);
       packet.octant = octant;
-      walkAlone(packet);
+      if constexpr (kJoinsPackets) {
+        JointWalk<AnyPairPacket<kLanes>>(packet).run();
+      } else {
+        walkAlone(packet);
+      }
     }
   }
 

@@ -1,6 +1,7 @@
 // Nearest hits, tile by tile.
 #include <algorithm>
 
+#include "intersect/joint_packets.h"
 #include "intersect/lone_rays.h"
 #include "intersect/packet_forms.h"
 #include "intersect/packet_interleaved.h"
@@ -23,7 +24,9 @@ struct ManyOriginRays {
 
 template <class Kind, int N>
 Float<N> reciprocal(Float<N> d, int axis) {
-  if constexpr (N == 8) {
+  if constexpr (N > 8) {
+    return joined(reciprocal<Kind, N / 2>(lowHalf(d), axis), reciprocal<Kind, N / 2>(highHalf(d), axis));
+  } else if constexpr (N == 8) {
     if (Kind::replacesDivisor[axis]) {
       return joined(reciprocalOfReplaced(lowHalf(d), kBigInverse),
                     reciprocalWithBigEstimate(highHalf(d), kBigInverse));
@@ -42,7 +45,7 @@ struct ResultRows {
   ResultRows from(int64_t i) const { return {distance + i, weightA + i, weightB + i, triangle + i, width}; }
 };
 
-// `lanes` are those that the packet is to handle: all eight with N = 8.
+// `lanes` are those that the packet is to handle: all of them but with N = 4. N = 16 is the two packets of a tile.
 template <class Kind, int N>
 struct NearestPacket {
   static constexpr int kLanes = N;
@@ -54,7 +57,7 @@ struct NearestPacket {
   Mask<N> lanes;
   Float<N> limit, weightA, weightB;
   Int<N> hit;
-  Mailbox mailbox;
+  std::conditional_t<N == kJointLanes, JointMailbox, Mailbox> mailbox;
 
   Mask<N> begin(PacketInterval<N> &interval) {
     limit = loadRows<N>(rows.distance, rows.width);
@@ -74,15 +77,30 @@ struct NearestPacket {
     if (isDegenerate(record)) return true;
     if (N == 8 && mailbox.containsOrTakes(triangle)) return true;
     const PacketTest<N> test(record, ray);
-    if (!anyOf(test.inside)) return true;
+    take(test, test.inside, triangle);
+    return true;
+  }
+
+  // Of a tile's two packets.
+  unsigned visit(int32_t triangle, unsigned here) {
+    const VekrTriangleAccel &record = scene->pTriangles[triangle];
+    if (isDegenerate(record)) return here;
+    const unsigned taking = mailbox.takenBy(triangle, here);
+    if (taking == 0) return here;
+    const PacketTest<N> test(record, ray);
+    take(test, test.inside & lanesOf(taking), triangle);
+    return here;
+  }
+
+  void take(const PacketTest<N> &test, Mask<N> inside, int32_t triangle) {
+    if (!anyOf(inside)) return;
     const Float<N> inverse = test.inverseDen();
     const Float<N> t = test.num * inverse;
-    const Mask<N> nearer = test.inside & (t < limit) & (Float<N>(0.0f) < t);
+    const Mask<N> nearer = inside & (t < limit) & (Float<N>(0.0f) < t);
     limit = select(nearer, t, limit);
     weightA = select(nearer, test.a * inverse, weightA);
     weightB = select(nearer, test.b * inverse, weightB);
     hit = select(nearer, Int<N>(triangle), hit);
-    return true;
   }
 
   Mask<N> resume(Float<N> far) const { return far < limit; }
@@ -99,6 +117,17 @@ struct NearestPacket {
     storeRows<N>(rows.weightA, rows.width, weightA);
     storeRows<N>(rows.weightB, rows.width, weightB);
     storeRows<N>(rows.triangle, rows.width, hit);
+  }
+
+  void end(unsigned begun) {
+    if (begun == kBothPackets) return end();
+    const bool isFirst = begun == kFirstPacket;
+    const ResultRows to = rows.from(isFirst ? 0 : 2 * rows.width);
+    const auto half = [isFirst](auto x) { return isFirst ? lowHalf(x) : highHalf(x); };
+    storeRows<N / 2>(to.distance, to.width, half(limit));
+    storeRows<N / 2>(to.weightA, to.width, half(weightA));
+    storeRows<N / 2>(to.weightB, to.width, half(weightB));
+    storeRows<N / 2>(to.triangle, to.width, half(hit));
   }
 };
 
@@ -202,8 +231,7 @@ class NearestBlock {
       signs = TileSigns(directions_, tile_, results_.width);
       const int common = signs.common();
       if (common < 0) return true;
-      traceRowPair(tile_, common);
-      traceRowPair(tile_ + 2 * results_.width, common);
+      traceUniform(common);
     }
     return false;
   }
@@ -217,6 +245,18 @@ class NearestBlock {
       rowEnd_ = tile_ + width;
     }
     return tile_ < rays_;
+  }
+
+  void traceUniform(int octant) {
+    if constexpr (kJoinsPackets) {
+      NearestPacket<Kind, kJointLanes> packets;
+      setUp(packets, tile_);
+      packets.octant = octant;
+      JointWalk<NearestPacket<Kind, kJointLanes>>(packets).run();
+    } else {
+      traceRowPair(tile_, octant);
+      traceRowPair(tile_ + 2 * results_.width, octant);
+    }
   }
 
   void traceRowPair(int64_t first, int octant) {

@@ -209,6 +209,12 @@ void storeSaturated(Int<N> a, T *p) {
   storeSaturated(a.high, p + N / 2);
 }
 
+// In each block of four lanes: without the first, and `last` behind the others.
+template <int N>
+Int<N> shiftedIn(Int<N> a, int32_t last) {
+  return {shiftedIn(a.low, last), shiftedIn(a.high, last)};
+}
+
 // The lanes of `a` below lane `first`, of `b` from there on.
 template <int first, int N>
 Int<N> lanesFrom(Int<N> a, Int<N> b) {

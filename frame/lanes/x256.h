@@ -273,6 +273,10 @@ inline Float<8> countedFrom<8>(int32_t first) {
 
 // ---------------------------------------------------------------- blocks of four lanes
 
+inline Int<8> shiftedIn(Int<8> a, int32_t last) {
+  return _mm256_alignr_epi8(_mm256_set1_epi32(last), a.v, 4);
+}
+
 inline Float<8> pairSums(Float<8> a, Float<8> b) {
   return _mm256_add_ps(_mm256_shuffle_ps(a.v, b.v, 0x88), _mm256_shuffle_ps(a.v, b.v, 0xDD));
 }

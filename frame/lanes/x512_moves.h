@@ -29,6 +29,10 @@ inline void storeAlternating(Int<16> even, Int<16> odd, int32_t *p) {
 
 // ---------------------------------------------------------------- blocks of four lanes
 
+inline Int<16> shiftedIn(Int<16> a, int32_t last) {
+  return _mm512_alignr_epi8(_mm512_set1_epi32(last), a.v, 4);
+}
+
 inline Float<16> pairSums(Float<16> a, Float<16> b) {
   return _mm512_add_ps(_mm512_shuffle_ps(a.v, b.v, 0x88), _mm512_shuffle_ps(a.v, b.v, 0xDD));
 }
