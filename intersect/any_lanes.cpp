@@ -2,8 +2,7 @@
 #include "intersect/lane_forms.h"
 #include "intersect/lane_walk.h"
 #include "intersect/one_ray.h"
-#include "intersect/records_test.h"
-#include "intersect/segments.h"
+#include "intersect/segments_leaf.h"
 
 namespace vekr::VEKR_ISA {
 
@@ -52,7 +51,7 @@ struct AnyQuery {
     for (unsigned turned = to.live & static_cast<unsigned>(bits(isTurned)); turned != 0;
          turned &= turned - 1) {
       const int64_t i = to.first + std::countr_zero(turned);
-      traceSegments(segments, i, i + 1);
+      traceSegmentsAlone(segments, i, i + 1, met);
     }
     to.live &= ~static_cast<unsigned>(bits(isTurned));
     return true;
@@ -60,34 +59,13 @@ struct AnyQuery {
 
   void begin(int64_t i, int lane) { ray[lane] = i; }
 
-  // A segment ends at its first blocker, and the numbers behind it in the leaf need not be those of records. So triangles are
-  // tested several at once only where their records are known to be there.
   void visitLeaf(LaneRays &rays, int lane, const VekrKDTreeNode *leaf) {
-    const Ray segment = rays.at(lane);
-    const VekrTriangleAccel *records = segments.scene->pTriangles;
-    const auto mayHit = [&]<int W>(const RecordsTest<W> &test) { return test.t < Float<W>(kSegmentEnd); };
-    int32_t blocker = -1;
-    const auto take = [&](const Candidate &hit) { blocker = blocker < 0 ? hit.triangle : blocker; };
-    const LeafNumbers leafNumbers(leaf);
-    const int32_t *numbers = leafNumbers.first;
-    for (int32_t count = leafNumbers.count; count > 0 && blocker < 0;) {
-      int32_t tested = std::min(count, 8);
-      if (!areThere(numbers, tested)) {
-        tested = 1;
-        met.lowest = std::min(met.lowest, numbers[0]);
-        met.highest = std::max(met.highest, numbers[0]);
-      }
-      if (tested > 4) {
-        testGroup<RecordsTest, 8>(records, numbers, tested, segment, mayHit, take);
-      } else {
-        testGroup<RecordsTest, 4>(records, numbers, tested, segment, mayHit, take);
-      }
-      numbers += tested, count -= tested;
-    }
+    const LeafNumbers numbers(leaf);
+    const int32_t blocker =
+        firstBlocker(segments.scene->pTriangles, numbers.first, numbers.count, rays.at(lane), met);
     if (blocker < 0) return;
     rays.best[lane] = kBlocked;
-    segments.mask[ray[lane]] = -1;
-    segments.occluders[ray[lane]] = blocker;
+    markBlocked(segments, ray[lane], blocker);
   }
 
   static bool goOn(LaneRays &, int) { return false; }
@@ -95,15 +73,6 @@ struct AnyQuery {
  private:
   // Nearer than any cell's end, so that the walk is over.
   static constexpr float kBlocked = -1.0f;
-
-  bool areThere(const int32_t *numbers, int32_t count) const {
-    int32_t lowest = numbers[0], highest = numbers[0];
-    for (int32_t k = 1; k < count; ++k) {
-      lowest = std::min(lowest, numbers[k]);
-      highest = std::max(highest, numbers[k]);
-    }
-    return met.lowest <= lowest && highest <= met.highest;
-  }
 };
 
 }  // namespace
@@ -120,7 +89,8 @@ VekStatus ownIntersectAnyBlock_w7(const float *pOrigin, const float *const *pDir
   if (!kEyeRaysPay || rays < 2 * kWorthLanes) {
     return ownIntersectAnyBlock(pOrigin, pDirections, scene, pOccluders, pMask, size);
   }
-  traceSegmentsByStretch({pOrigin, pDirections, &scene, pOccluders, pMask}, rays, traceSegmentsApart);
+  traceSegmentsByStretch({pOrigin, pDirections, &scene, pOccluders, pMask}, rays, traceSegmentsAlone,
+                         traceSegmentsApart);
   return vekOk;
 }
 

@@ -1,101 +1,52 @@
 #include <algorithm>
 
 #include "intersect/coherence.h"
+#include "intersect/lane_forms.h"
 #include "intersect/one_ray.h"
-#include "intersect/one_ray_walk.h"
-#include "intersect/segments.h"
 
 namespace vekr {
 
 namespace {
 
-// A parallel axis keeps the sign of its component.
-void setUpSegment(WalkRay &w) {
-  int octant = 0;
-  for (int axis = 0; axis < 3; ++axis) {
-    const float d = w.ray.direction[axis];
-    octant |= !(d >= 0.0f) << axis;
-    w.inverse[axis] = kParallel >= std::fabs(d) ? kSegmentParallelInverse : 1.0f / d;
-  }
-  w.nearChildren = nearChildrenIn(octant);
-  w.near = 0.0f;
-  w.far = kSegmentFar;
-}
-
-// Nobody watches.
-struct Unwatched {
-  static void at(const VekrKDTreeNode *, Way) {}
-  static void leafEnds() {}
-  static void tests(int32_t, const TriangleTest &) {}
-};
-
-// The first blocker that the walk meets, or -1.
-template <class Watcher>
-int32_t findBlocker(const VekrIntersectScene &scene, WalkRay &w, Watcher &watcher) {
-  setUpSegment(w);
-  int32_t blocker = -1;
+// A segment by itself while somebody watches; false if it is not wanted.
+bool traceWatched(const Segments &segments, int64_t i, Coherence &watcher) {
+  segments.occluders[i] = -1;
+  if (segments.mask[i] < 0) return false;
+  const WalkRay w = segmentRay(segments, i);
   const auto visit = [&](int32_t triangle) {
-    const VekrTriangleAccel &record = scene.pTriangles[triangle];
+    const VekrTriangleAccel &record = segments.scene->pTriangles[triangle];
     if (isDegenerate(record)) return true;
     const TriangleTest test(record, w.ray);
     watcher.tests(triangle, test);
-    if (!test.inside()) return true;
-    const float t = test.num / test.den;
-    if (!(kSegmentEnd > t && t > 0.0f)) return true;
-    blocker = triangle;
+    if (!isBlocker(test)) return true;
+    markBlocked(segments, i, triangle);
     return false;
   };
-  walkTree(
-      scene.pRoot, w, kNodeMargin, visit,
+  walkLeaves(
+      segments.scene->pRoot, w, kNodeMargin,
+      [&](const VekrKDTreeNode *leaf) { return forLeafTriangles(leaf, visit); },
       [&](float far) {
         watcher.leafEnds();
         return far >= kSegmentEnd;
       },
       [&](const VekrKDTreeNode *node, Way way) { watcher.at(node, way); });
-  return blocker;
-}
-
-// False if the segment is not wanted.
-template <class Watcher>
-bool intersectAny(const Segments &segments, int64_t i, Watcher &watcher) {
-  segments.occluders[i] = -1;
-  if (segments.mask[i] < 0) return false;
-  WalkRay w;
-  for (int axis = 0; axis < 3; ++axis) {
-    w.ray.origin[axis] = segments.origin[axis];
-    w.ray.direction[axis] = segments.directions[axis][i];
-  }
-  const int32_t blocker = findBlocker(*segments.scene, w, watcher);
-  if (blocker < 0) return true;
-  segments.mask[i] = -1;
-  segments.occluders[i] = blocker;
   return true;
 }
 
 }  // namespace
 
-void traceSegments(const Segments &shared, int64_t first, int64_t end) {
-  const Segments segments = shared;  // in registers, whatever is written
-  Unwatched watcher;
-  for (int64_t i = first; i < end; ++i) intersectAny(segments, i, watcher);
-}
-
-void traceSegmentsByStretch(const Segments &segments, int64_t end,
-                            void (*apart)(const Segments &, int64_t, int64_t, RecordsMet &)) {
+void traceSegmentsByStretch(const Segments &segments, int64_t end, TraceSegments alone, TraceSegments apart) {
   constexpr int64_t kStretch = 2048;
   RecordsMet met;
   Coherence coherence(segments.scene->pRoot);
   for (int64_t i = 0; i < end;) {
     coherence.begin();
     for (; i < end && !coherence.hasEnough(); ++i) {
-      if (intersectAny(segments, i, coherence)) coherence.rayEnds();
+      if (traceWatched(segments, i, coherence)) coherence.rayEnds();
     }
     const int64_t stretchEnd = std::min(i + kStretch, end);
-    if (i < stretchEnd && coherence.raysLieApart()) {
-      apart(segments, i, stretchEnd, met);
-    } else {
-      traceSegments(segments, i, stretchEnd);
-    }
+    const TraceSegments trace = coherence.raysLieApart() ? apart : alone;
+    if (i < stretchEnd) trace(segments, i, stretchEnd, met);
     i = stretchEnd;
   }
 }
@@ -104,7 +55,9 @@ VekStatus ownIntersectAnyBlock(const float *pOrigin, const float *const *pDirect
                                const VekrIntersectScene &scene, int32_t *pOccluders, int32_t *pMask,
                                VekrBlockSize size) {
   const Segments segments = {pOrigin, pDirections, &scene, pOccluders, pMask};
-  traceSegments(segments, 0, static_cast<int64_t>(size.width) * size.height);
+  RecordsMet met;
+  const TraceSegments trace = VEKR_DISPATCH(traceSegmentsAlone);
+  trace(segments, 0, static_cast<int64_t>(size.width) * size.height, met);
   return vekOk;
 }
 

@@ -1,4 +1,5 @@
-// One-ray forms whose rays walk at once, a lane each: the results of those in one_ray.h, sooner.
+// One-ray forms in lanes: rays that walk at once, a lane each, and triangles of a leaf that are tested at once. The results of
+// those in one_ray.h, sooner.
 #pragma once
 
 #include "frame/dispatch.h"
@@ -13,6 +14,7 @@ VEKR_KERNELS(lane_forms,
                                                const VekrIntersectScene &scene, float *pDistances,
                                                float *const *pHits, int32_t *pHitTriangles,
                                                VekrBlockSize size);
+             void traceSegmentsAlone(const Segments &segments, int64_t first, int64_t end, RecordsMet &met);
              void traceSegmentsApart(const Segments &segments, int64_t first, int64_t end, RecordsMet &met);
              VekStatus ownIntersectAnyBlock_w7(const float *pOrigin, const float *const *pDirections,
                                                const VekrIntersectScene &scene, int32_t *pOccluders,

@@ -15,14 +15,13 @@ struct WalkRay {
 
 enum class Way { farChild, nearChild, both };
 
-// Walks from `root` along w.near to w.far. At a leaf, visit(triangle) is called for its triangles in their
-// order; it returns false to end the walk at once. done(far) is asked [C99] when a cell has been left at distance
+// Walks from `root` along w.near to w.far. visitLeaf(leaf) returns false to end the walk at once. done(far) is asked [C99] when a cell has been left at distance
 // `far` and others are waiting; it returns true to end the walk. `margin` widens the comparisons at inner
 // nodes. The stack has no bounds check: a tree is at most kMaxTreeDepth deep. notice(node, way) is told which way is taken
 // at each inner node.
-template <class Visit, class Done, class Notice>
-void walkTree(const VekrKDTreeNode *root, const WalkRay &w, float margin, const Visit &visit,
-              const Done &done, const Notice &notice) {
+template <class VisitLeaf, class Done, class Notice>
+void walkLeaves(const VekrKDTreeNode *root, const WalkRay &w, float margin, const VisitLeaf &visitLeaf,
+                const Done &done, const Notice &notice) {
   struct Entry {
     const VekrKDTreeNode *node;
     float far;
@@ -52,7 +51,7 @@ void walkTree(const VekrKDTreeNode *root, const WalkRay &w, float margin, const 
         node = nearChild;
       }
     }
-    if (!forLeafTriangles(node, visit)) return;
+    if (!visitLeaf(node)) return;
     if (top == stack || done(far)) return;
     --top;
     near = far;
@@ -61,10 +60,19 @@ void walkTree(const VekrKDTreeNode *root, const WalkRay &w, float margin, const 
   }
 }
 
+// The same without notice.
+template <class VisitLeaf, class Done>
+void walkLeaves(const VekrKDTreeNode *root, const WalkRay &w, float margin, const VisitLeaf &visitLeaf,
+                const Done &done) {
+  walkLeaves(root, w, margin, visitLeaf, done, [](const VekrKDTreeNode *, Way) {});
+}
+
+// With visit(triangle) for a leaf's triangles in their order; it returns false to end the walk at once.
 template <class Visit, class Done>
 void walkTree(const VekrKDTreeNode *root, const WalkRay &w, float margin, const Visit &visit,
               const Done &done) {
-  walkTree(root, w, margin, visit, done, [](const VekrKDTreeNode *, Way) {});
+  const auto visitLeaf = [&](const VekrKDTreeNode *leaf) { return forLeafTriangles(leaf, visit); };
+  walkLeaves(root, w, margin, visitLeaf, done);
 }
 
 // What a ray looks for is told by a Query:

@@ -2,9 +2,10 @@
 #pragma once
 
 #include <bit>
+#include <cmath>
 #include <cstdint>
 
-#include "vekr.h"
+#include "intersect/one_ray_walk.h"
 
 namespace vekr {
 
@@ -19,17 +20,52 @@ struct Segments {
   int32_t *occluders, *mask;
 };
 
-// The least and greatest numbers of records that have been read: those in between are there too.
+// Functions in headers are static: kernels for several instruction sets use them, and must not share compiled forms.
+
+// Fills in what the walk needs besides origin and direction. A parallel axis keeps the sign of its component.
+static inline void setUpSegment(WalkRay &w) {
+  int octant = 0;
+  for (int axis = 0; axis < 3; ++axis) {
+    const float d = w.ray.direction[axis];
+    octant |= !(d >= 0.0f) << axis;
+    w.inverse[axis] = kParallel >= std::fabs(d) ? kSegmentParallelInverse : 1.0f / d;
+  }
+  w.nearChildren = nearChildrenIn(octant);
+  w.near = 0.0f;
+  w.far = kSegmentFar;
+}
+
+static inline WalkRay segmentRay(const Segments &segments, int64_t i) {
+  WalkRay w;
+  for (int axis = 0; axis < 3; ++axis) {
+    w.ray.origin[axis] = segments.origin[axis];
+    w.ray.direction[axis] = segments.directions[axis][i];
+  }
+  setUpSegment(w);
+  return w;
+}
+
+// Whether the triangle of a test is met by the segment.
+static inline bool isBlocker(const TriangleTest &test) {
+  if (!test.inside()) return false;
+  const float t = test.num / test.den;
+  return kSegmentEnd > t && t > 0.0f;
+}
+
+static inline void markBlocked(const Segments &segments, int64_t i, int32_t blocker) {
+  segments.mask[i] = -1;
+  segments.occluders[i] = blocker;
+}
+
+// The least and greatest of numbers whose records have been read: those in between are there too.
 struct RecordsMet {
   int32_t lowest = INT32_MAX, highest = INT32_MIN;
 };
 
-// Segments `first` up to `end`, one after the other.
-void traceSegments(const Segments &segments, int64_t first, int64_t end);
+// A way to trace segments from the second argument up to the third.
+using TraceSegments = void (*)(const Segments &, int64_t, int64_t, RecordsMet &);
 
-// Segments 0 up to `end`: stretches of them that lie apart by apart(segments, first, end, met), those that are like
-// their neighbours alone.
-void traceSegmentsByStretch(const Segments &segments, int64_t end,
-                            void (*apart)(const Segments &, int64_t, int64_t, RecordsMet &));
+// Segments 0 up to `end`: stretches of them that lie apart by one way, those that are like their neighbours by the other.
+void traceSegmentsByStretch(const Segments &segments, int64_t end, TraceSegments alone, TraceSegments apart);
 
 }  // namespace vekr

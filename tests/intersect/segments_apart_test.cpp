@@ -177,9 +177,12 @@ TEST(SegmentsApart, TheLeafsOrderDecides) {
 struct Stretches {
   std::vector<std::pair<int64_t, int64_t>> apart;
   static inline Stretches *seen;
-  static void walk(const vekr::Segments &segments, int64_t first, int64_t end, vekr::RecordsMet &) {
+  static void walk(const vekr::Segments &segments, int64_t first, int64_t end, vekr::RecordsMet &met) {
     seen->apart.emplace_back(first, end);
-    vekr::traceSegments(segments, first, end);
+    alone(segments, first, end, met);
+  }
+  static void alone(const vekr::Segments &segments, int64_t first, int64_t end, vekr::RecordsMet &met) {
+    VEKR_DISPATCH(traceSegmentsAlone)(segments, first, end, met);
   }
 };
 
@@ -202,7 +205,7 @@ TEST(SegmentsApart, NeighboursWalkAloneAndStrangersAtOnce) {
   runTwin(expected, traced);
   Stretches stretches;
   Stretches::seen = &stretches;
-  vekr::traceSegmentsByStretch(segmentsOf(block, traced), kRays, Stretches::walk);
+  vekr::traceSegmentsByStretch(segmentsOf(block, traced), kRays, Stretches::alone, Stretches::walk);
   ASSERT_TRUE(sameBlocks(block, expected));
   ASSERT_FALSE(stretches.apart.empty());
   EXPECT_GE(stretches.apart.front().first, kNeighbours);
@@ -242,7 +245,7 @@ TEST(SegmentsApart, DeadOnesTellNothing) {
   }
   Stretches stretches;
   Stretches::seen = &stretches;
-  vekr::traceSegmentsByStretch(segmentsOf(block, traced), 3000, Stretches::walk);
+  vekr::traceSegmentsByStretch(segmentsOf(block, traced), 3000, Stretches::alone, Stretches::walk);
   ASSERT_EQ(stretches.apart.size(), 1u);
   EXPECT_EQ(stretches.apart[0], std::pair(int64_t{1032}, int64_t{3000}));
 }

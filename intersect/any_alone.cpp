@@ -1,0 +1,45 @@
+// Blocked segments, one after the other, as neighbours are traced soonest: a processor foresees their branches.
+#include "intersect/lane_forms.h"
+#include "intersect/segments_leaf.h"
+
+namespace vekr::VEKR_ISA {
+
+namespace {
+
+// Of fewer triangles each is tested by itself sooner.
+constexpr int32_t kWorthGroups = 3;
+
+// Out of line, for the walk's sake, and with all that it calls.
+[[gnu::noinline]] VEKR_FLATTEN int32_t blockerInList(const VekrTriangleAccel *records,
+                                                     const VekrKDTreeNode *leaf, const Ray &segment,
+                                                     RecordsMet &met) {
+  return firstBlocker(records, leafList(leaf), leafTriangleCount(*leaf), segment, met);
+}
+
+}  // namespace
+
+void traceSegmentsAlone(const Segments &shared, int64_t first, int64_t end, RecordsMet &met) {
+  const Segments segments = shared;  // in registers, whatever is written
+  const VekrTriangleAccel *records = segments.scene->pTriangles;
+  for (int64_t i = first; i < end; ++i) {
+    segments.occluders[i] = -1;
+    if (segments.mask[i] < 0) continue;
+    const WalkRay w = segmentRay(segments, i);
+    int32_t blocker = -1;
+    const auto visit = [&](int32_t triangle) {
+      if (isDegenerate(records[triangle]) || !isBlocker(TriangleTest(records[triangle], w.ray))) return true;
+      blocker = triangle;
+      return false;
+    };
+    const auto visitLeaf = [&](const VekrKDTreeNode *leaf) {
+      if (leaf->word1 < kWorthGroups) return forLeafTriangles(leaf, visit);  // a list that is short, or none
+      blocker = blockerInList(records, leaf, w.ray, met);
+      return blocker < 0;
+    };
+    walkLeaves(segments.scene->pRoot, w, kNodeMargin, visitLeaf,
+               [](float far) { return far >= kSegmentEnd; });
+    if (blocker >= 0) markBlocked(segments, i, blocker);
+  }
+}
+
+}  // namespace vekr::VEKR_ISA
