@@ -6,9 +6,6 @@ namespace vekr::VEKR_ISA {
 
 namespace {
 
-// Of fewer triangles each is tested by itself sooner.
-constexpr int32_t kWorthGroups = 3;
-
 // Out of line, for the walk's sake, and with all that it calls.
 [[gnu::noinline]] VEKR_FLATTEN int32_t blockerInList(const VekrTriangleAccel *records,
                                                      const VekrKDTreeNode *leaf, const Ray &segment,
@@ -32,7 +29,7 @@ void traceSegmentsAlone(const Segments &shared, int64_t first, int64_t end, Reco
       return false;
     };
     const auto visitLeaf = [&](const VekrKDTreeNode *leaf) {
-      if (leaf->word1 < kWorthGroups) return forLeafTriangles(leaf, visit);  // a list that is short, or none
+      if (!isWorthGroups(*leaf)) return forLeafTriangles(leaf, visit);
       blocker = blockerInList(records, leaf, w.ray, met);
       return blocker < 0;
     };

@@ -14,6 +14,12 @@ VEKR_KERNELS(lane_forms,
                                                const VekrIntersectScene &scene, float *pDistances,
                                                float *const *pHits, int32_t *pHitTriangles,
                                                VekrBlockSize size);
+             VekStatus traceEyeAlone(const float *pOrigin, const float *const *pDirections,
+                                     const VekrIntersectScene &scene, float *pDistances, float *const *pHits,
+                                     int32_t *pHitTriangles, VekrBlockSize size);
+             VekStatus traceLayersAlone(const float *pOrigin, const float *const *pDirections,
+                                        const VekrIntersectScene &scene, float *pDistances,
+                                        float *const *pHits, int32_t *pHitTriangles, VekrVolumeSize volume);
              void traceSegmentsAlone(const Segments &segments, int64_t first, int64_t end, RecordsMet &met);
              void traceSegmentsApart(const Segments &segments, int64_t first, int64_t end, RecordsMet &met);
              VekStatus ownIntersectAnyBlock_w7(const float *pOrigin, const float *const *pDirections,

@@ -134,17 +134,26 @@ struct LeafNumbers {
   int32_t held_[kInlineCountBits];
 };
 
-// Tests all triangles of a leaf that has some: take(candidate) sees, in the leaf's order, those that the ray meets in front
+// Whether a leaf has a list that one ray alone is tested against sooner in groups: of fewer triangles than three each is tested by
+// itself.
+static inline bool isWorthGroups(const VekrKDTreeNode &leaf) { return leaf.word1 >= 3; }
+
+// Tests all of a leaf's triangles, `count` of them: take(candidate) sees, in the leaf's order, those that the ray meets in front
 // of its origin and for which mayHit(test) says so. The limit that mayHit() compares with only falls: what it refuses
 // for a group would be refused later too, and take() compares once more.
 template <template <int> class Test, class MayHit, class Take>
-void testLeaf(const VekrTriangleAccel *records, const VekrKDTreeNode *leaf, const Ray &ray,
-              const MayHit &mayHit, const Take &take) {
-  const LeafNumbers leafNumbers(leaf);
-  const int32_t *numbers = leafNumbers.first;
-  int32_t count = leafNumbers.count;
+void testNumbers(const VekrTriangleAccel *records, const int32_t *numbers, int32_t count, const Ray &ray,
+                 const MayHit &mayHit, const Take &take) {
   for (; count > 4; numbers += 8, count -= 8) testGroup<Test, 8>(records, numbers, count, ray, mayHit, take);
   if (count > 0) testGroup<Test, 4>(records, numbers, count, ray, mayHit, take);
+}
+
+// The same of a leaf that has some.
+template <template <int> class Test, class MayHit, class Take>
+void testLeaf(const VekrTriangleAccel *records, const VekrKDTreeNode *leaf, const Ray &ray,
+              const MayHit &mayHit, const Take &take) {
+  const LeafNumbers numbers(leaf);
+  testNumbers<Test>(records, numbers.first, numbers.count, ray, mayHit, take);
 }
 
 }  // namespace vekr::VEKR_ISA
