@@ -1,4 +1,4 @@
-// Segments that walk at once where they lie apart: what each finds is what it would find alone, and which of them walk so.
+// Segments that walk at once where they lie apart, and alone where they don't: what each finds is the same, and which of them walk so.
 #include <gtest/gtest.h>
 
 #include "intersect/coherence.h"
@@ -19,7 +19,7 @@ void runTwin(const RayBlock &block, const VekrIntersectScene &scene) {
                                        block.mask.data(), block.size, &scene);
 }
 
-// Segments `first` up to `end` at once, whether that pays or not; the others are the twin's.
+// Segments `first` up to `end` alone and then at once, whether that pays or not, are the twin's; the others stay.
 ::testing::AssertionResult apartAgrees(const RayBlock &block, TracedScene &scene, int64_t first,
                                        int64_t end) {
   const VekrIntersectScene traced = scene.get();
@@ -31,7 +31,11 @@ void runTwin(const RayBlock &block, const VekrIntersectScene &scene) {
     expected.occluders[i] = block.occluders[i];
     expected.mask[i] = block.mask[i];
   }
-  vekr::RecordsMet met;
+  RayBlock alone(block.size);
+  alone.copyFrom(block);
+  vekr::RecordsMet met, metAlone;
+  VEKR_DISPATCH(traceSegmentsAlone)(segmentsOf(alone, traced), first, end, metAlone);
+  if (auto r = sameBlocks(alone, expected); !r) return r << " (alone)";
   VEKR_DISPATCH(traceSegmentsApart)(segmentsOf(block, traced), first, end, met);
   return sameBlocks(block, expected);
 }
@@ -83,15 +87,18 @@ TEST(SegmentsApart, NoRecordBehindTheFirstBlockerIsRead) {
                                            {0, 3, 2, 1, 1, 1, 0x7fffffff, 0},
                                            {2, 0, 1, 3, 4, 5}}) {
     TracedScene scene(mesh, oneLeaf(leaf));
-    RayBlock block({150, 1});
-    setOrigin(block, {0.0f, 0.0f, 0.0f});
-    setAll(block, {0.0f, 0.0f, 4.0f});
-    vekr::RecordsMet met;
-    const VekrIntersectScene traced = scene.get();
-    VEKR_DISPATCH(traceSegmentsApart)(segmentsOf(block, traced), 0, 150, met);
-    for (size_t i = 0; i < block.rays; ++i) {
-      ASSERT_EQ(block.occluders[i], leaf[0]) << i;
-      ASSERT_EQ(block.mask[i], -1) << i;
+    for (const vekr::TraceSegments trace :
+         {VEKR_DISPATCH(traceSegmentsApart), VEKR_DISPATCH(traceSegmentsAlone)}) {
+      RayBlock block({150, 1});
+      setOrigin(block, {0.0f, 0.0f, 0.0f});
+      setAll(block, {0.0f, 0.0f, 4.0f});
+      vekr::RecordsMet met;
+      const VekrIntersectScene traced = scene.get();
+      trace(segmentsOf(block, traced), 0, 150, met);
+      for (size_t i = 0; i < block.rays; ++i) {
+        ASSERT_EQ(block.occluders[i], leaf[0]) << i;
+        ASSERT_EQ(block.mask[i], -1) << i;
+      }
     }
   }
 }
@@ -112,6 +119,24 @@ TEST(SegmentsApart, RecordsAreKnownUpToTheLastOneThatWasRead) {
   EXPECT_EQ(met.lowest, 0);
   EXPECT_EQ(met.highest, 3);
   for (size_t i = 0; i < 200; ++i) ASSERT_EQ(block.occluders[i], i < 100 ? -1 : 2) << i;
+}
+
+TEST(SegmentsApart, RecordsAreKnownUpToTheLastOneThatWasReadAlone) {
+  Mesh mesh;
+  for (const float z : {9.0f, 8.0f, 1.0f, 7.0f}) addWall(mesh, z);
+  TracedScene open(mesh, oneLeaf({0, 1, 3})), blocked(mesh, oneLeaf({2, 4, 4}));
+  const VekrIntersectScene first = open.get(), second = blocked.get();
+  RayBlock block({20, 1});
+  setOrigin(block, {-1.0f, 0.0f, 0.0f});
+  setAll(block, {0.0f, 0.0f, 4.0f});
+  vekr::RecordsMet met;
+  const vekr::TraceSegments trace = VEKR_DISPATCH(traceSegmentsAlone);
+  for (const auto &[scene, blocker] : {std::pair(&first, -1), std::pair(&second, 2)}) {
+    trace(segmentsOf(block, *scene), 0, 20, met);
+    EXPECT_EQ(met.lowest, 0);
+    EXPECT_EQ(met.highest, 3);
+    for (size_t i = 0; i < 20; ++i) ASSERT_EQ(block.occluders[i], blocker) << i;
+  }
 }
 
 // Whether equal segments from 0 along a direction are blocked by a wall that stands in one child of a plane.
