@@ -167,6 +167,32 @@ TEST(OneRayLayered, TheMemoryStartsOverAtTheNinthLayer) {
   }
 }
 
+// The ninth layer remembers nothing but the triangle just hit, which it would meet first. Every leaf holds its triangles itself,
+// three of them, on either side of planes that the ray runs in.
+TEST(OneRayLayered, TheTriangleJustHitIsPassedInTheNinthLayerToo) {
+  Mesh mesh;
+  for (int32_t k = 0; k < 12; ++k) {
+    const float x = kStuckX + (k < 7    ? 0.0f
+                               : k == 7 ? 16.0f
+                                        : 32.0f);  // the ray stays in front of a wall that it has hit
+    mesh.addTriangle({x - 1024.0f, -512.0f, -1000.0f}, {x + 1024.0f, 512.0f, -1000.0f}, {x, 0.0f, 2000.0f});
+  }
+  const auto innerAt = [](int64_t node, int64_t pair) {
+    return vekr::innerNode(1, 1.0f, (pair - node) * static_cast<int64_t>(sizeof(VekrKDTreeNode)));
+  };
+  std::vector<VekrKDTreeNode> nodes = {innerAt(0, 2), vekr::kTreePadding, innerAt(2, 4), innerAt(3, 6)};
+  for (int32_t k = 0; k < 12; k += 3) nodes.push_back(vekr::leafOfThree(k, k + 1, k + 2));
+  std::vector<int32_t> words;
+  for (const VekrKDTreeNode &n : nodes) words.insert(words.end(), {n.word0, n.word1});
+  TracedScene scene(mesh, words, 4096.0f);
+  RayBlock block({1, 1}, 20);
+  setOrigin(block, {kStuckX, 1.0f, 0.0f});
+  setDirection(block, 0, {1.0f, 0.0f, 0.0f});
+  block.distances[0] = 1e30f;
+  ASSERT_TRUE(layersAgree(block, scene, 20));
+  for (int32_t l = 0; l < 12; ++l) EXPECT_EQ(block.triangles[static_cast<size_t>(l)], l);
+}
+
 TEST(OneRayLayered, RaysThatStickGoOnAsTheTwinDoes) {
   for (const int32_t copies : {2, 5, 8, 9, 12}) {
     TracedScene scene(stuckStack(copies), {2, 3, Leaves::mixed, 2}, 512.0f);
