@@ -39,4 +39,13 @@ void traceSegmentsAlone(const Segments &shared, int64_t first, int64_t end, Reco
   }
 }
 
+VekStatus ownIntersectAnyBlock(const float *pOrigin, const float *const *pDirections,
+                               const VekrIntersectScene &scene, int32_t *pOccluders, int32_t *pMask,
+                               VekrBlockSize size) {
+  RecordsMet met;
+  traceSegmentsAlone({pOrigin, pDirections, &scene, pOccluders, pMask}, 0,
+                     static_cast<int64_t>(size.width) * size.height, met);
+  return vekOk;
+}
+
 }  // namespace vekr::VEKR_ISA

@@ -1,7 +1,6 @@
-// Blocked segments, many at once, where they lie apart. What is found is told in any_one_ray.cpp.
+// Blocked segments, many at once, where they lie apart. What is found is told in any_alone.cpp.
 #include "intersect/lane_forms.h"
 #include "intersect/lane_walk.h"
-#include "intersect/one_ray.h"
 #include "intersect/segments_leaf.h"
 
 namespace vekr::VEKR_ISA {

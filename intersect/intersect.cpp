@@ -2,7 +2,6 @@
 // to choose between the packet form and the one-ray form, whose results differ: the rule is contract [C15].
 #include "frame/checks.h"
 #include "intersect/lane_forms.h"
-#include "intersect/one_ray.h"
 #include "intersect/packet_forms.h"
 #include "vekr.h"
 

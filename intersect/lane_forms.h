@@ -1,5 +1,5 @@
-// One-ray forms in lanes: rays that walk at once, a lane each, and triangles of a leaf that are tested at once. The results of
-// those in one_ray.h, sooner.
+// The one-ray forms. ownIntersectBlock_w7 and its like choose whether rays walk at once, a lane each, or alone, one after the other;
+// ownIntersectEyeBlock and its like are the latter (for many origins it is in one_ray.h). Sizes are at least 1 by 1.
 #pragma once
 
 #include "frame/dispatch.h"
@@ -14,12 +14,16 @@ VEKR_KERNELS(lane_forms,
                                                const VekrIntersectScene &scene, float *pDistances,
                                                float *const *pHits, int32_t *pHitTriangles,
                                                VekrBlockSize size);
-             VekStatus traceEyeAlone(const float *pOrigin, const float *const *pDirections,
-                                     const VekrIntersectScene &scene, float *pDistances, float *const *pHits,
-                                     int32_t *pHitTriangles, VekrBlockSize size);
-             VekStatus traceLayersAlone(const float *pOrigin, const float *const *pDirections,
-                                        const VekrIntersectScene &scene, float *pDistances,
-                                        float *const *pHits, int32_t *pHitTriangles, VekrVolumeSize volume);
+             VekStatus ownIntersectEyeBlock(const float *pOrigin, const float *const *pDirections,
+                                            const VekrIntersectScene &scene, float *pDistances,
+                                            float *const *pHits, int32_t *pHitTriangles, VekrBlockSize size);
+             VekStatus ownIntersectMultipleBlock(const float *pOrigin, const float *const *pDirections,
+                                                 const VekrIntersectScene &scene, float *pDistances,
+                                                 float *const *pHits, int32_t *pHitTriangles,
+                                                 VekrVolumeSize volume);
+             VekStatus ownIntersectAnyBlock(const float *pOrigin, const float *const *pDirections,
+                                            const VekrIntersectScene &scene, int32_t *pOccluders,
+                                            int32_t *pMask, VekrBlockSize size);
              void traceSegmentsAlone(const Segments &segments, int64_t first, int64_t end, RecordsMet &met);
              void traceSegmentsApart(const Segments &segments, int64_t first, int64_t end, RecordsMet &met);
              VekStatus ownIntersectAnyBlock_w7(const float *pOrigin, const float *const *pDirections,

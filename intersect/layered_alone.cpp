@@ -2,7 +2,6 @@
 #include "intersect/clip.h"
 #include "intersect/lane_forms.h"
 #include "intersect/layers.h"
-#include "intersect/one_ray.h"
 #include "intersect/records_test.h"
 
 namespace vekr::VEKR_ISA {
@@ -44,9 +43,9 @@ void walkLayer(const VekrIntersectScene &scene, const WalkRay &w, const LayeredR
 
 }  // namespace
 
-VekStatus traceLayersAlone(const float *pOrigin, const float *const *pDirections,
-                           const VekrIntersectScene &scene, float *pDistances, float *const *pHits,
-                           int32_t *pHitTriangles, VekrVolumeSize volume) {
+VekStatus ownIntersectMultipleBlock(const float *pOrigin, const float *const *pDirections,
+                                    const VekrIntersectScene &scene, float *pDistances, float *const *pHits,
+                                    int32_t *pHitTriangles, VekrVolumeSize volume) {
   presetLayers(pHitTriangles, volume);
   const int64_t rays = static_cast<int64_t>(volume.width) * volume.height;
   for (int64_t i = 0; i < rays; ++i) {

@@ -1,9 +1,8 @@
-// Layered hits of single rays, many rays at once: what is found is told in layers.h and layered_one_ray.cpp. A ray keeps its lane
+// Layered hits of single rays, many rays at once: what is found is told in layers.h and layered_alone.cpp. A ray keeps its lane
 // from layer to layer.
 #include "intersect/clip_lanes.h"
 #include "intersect/lane_forms.h"
 #include "intersect/layers.h"
-#include "intersect/one_ray.h"
 #include "intersect/records_test.h"
 
 namespace vekr::VEKR_ISA {

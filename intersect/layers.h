@@ -4,11 +4,18 @@
 
 #include <cfloat>
 
+#include "frame/integer.h"
 #include "intersect/one_ray_walk.h"
 
 namespace vekr {
 
 constexpr float kLayerNodeMargin = std::bit_cast<float>(0x39473abdu);  // 0.00019 [C18]
+
+// Sets all layers of all rays to -1; nothing if width * height * depth, in 32 bits, is below 1 [C21].
+static inline void presetLayers(int32_t *pHitTriangles, VekrVolumeSize volume) {
+  const int32_t count = wrappingMul(wrappingMul(volume.width, volume.height), volume.depth);
+  for (int64_t i = 0; i < count; ++i) pHitTriangles[i] = -1;
+}
 
 // One ray's entries in the planes of the results.
 struct LayerRow {

@@ -24,9 +24,9 @@ struct Nearest {
 
 }  // namespace
 
-VekStatus traceEyeAlone(const float *pOrigin, const float *const *pDirections,
-                        const VekrIntersectScene &scene, float *pDistances, float *const *pHits,
-                        int32_t *pHitTriangles, VekrBlockSize size) {
+VekStatus ownIntersectEyeBlock(const float *pOrigin, const float *const *pDirections,
+                               const VekrIntersectScene &scene, float *pDistances, float *const *pHits,
+                               int32_t *pHitTriangles, VekrBlockSize size) {
   const VekrTriangleAccel *records = scene.pTriangles;
   const int64_t rays = static_cast<int64_t>(size.width) * size.height;
   for (int64_t i = 0; i < rays; ++i) {

@@ -1,5 +1,5 @@
-// Nearest hits of single rays, many rays at once. What is found, and in which order of triangles, is told in
-// nearest_one_ray.cpp.
+// Nearest hits of single rays, many rays at once. What is found, and in which order of triangles, is told in nearest_alone.cpp
+// and, for rays with an origin each, in nearest_one_ray.cpp.
 #include "intersect/clip_lanes.h"
 #include "intersect/lane_forms.h"
 #include "intersect/one_ray.h"

@@ -1,6 +1,6 @@
+// Nearest hits of rays with an origin each, without lanes: four at a time by turns.
 #include "intersect/clip.h"
 #include "intersect/interleaved.h"
-#include "intersect/lane_forms.h"
 #include "intersect/one_ray.h"
 
 namespace vekr {
@@ -67,13 +67,6 @@ VekStatus ownIntersectBlock(const float *const *pOrigins, const float *const *pD
     return true;
   });
   return vekOk;
-}
-
-VekStatus ownIntersectEyeBlock(const float *pOrigin, const float *const *pDirections,
-                               const VekrIntersectScene &scene, float *pDistances, float *const *pHits,
-                               int32_t *pHitTriangles, VekrBlockSize size) {
-  const auto trace = VEKR_DISPATCH(traceEyeAlone);
-  return trace(pOrigin, pDirections, scene, pDistances, pHits, pHitTriangles, size);
 }
 
 }  // namespace vekr

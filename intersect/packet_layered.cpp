@@ -1,7 +1,7 @@
 // Successive hits along each ray, tile by tile.
 #include <cfloat>
 
-#include "intersect/one_ray.h"
+#include "intersect/layers.h"
 #include "intersect/packet.h"
 #include "intersect/packet_forms.h"
 

@@ -1,8 +1,9 @@
+// What segments do that walk neither at once nor in kernels: those that are watched, and the one that seeds a packet's cache.
 #include <algorithm>
 
 #include "intersect/coherence.h"
-#include "intersect/lane_forms.h"
 #include "intersect/one_ray.h"
+#include "intersect/segments.h"
 
 namespace vekr {
 
@@ -49,16 +50,6 @@ void traceSegmentsByStretch(const Segments &segments, int64_t end, TraceSegments
     if (i < stretchEnd) trace(segments, i, stretchEnd, met);
     i = stretchEnd;
   }
-}
-
-VekStatus ownIntersectAnyBlock(const float *pOrigin, const float *const *pDirections,
-                               const VekrIntersectScene &scene, int32_t *pOccluders, int32_t *pMask,
-                               VekrBlockSize size) {
-  const Segments segments = {pOrigin, pDirections, &scene, pOccluders, pMask};
-  RecordsMet met;
-  const TraceSegments trace = VEKR_DISPATCH(traceSegmentsAlone);
-  trace(segments, 0, static_cast<int64_t>(size.width) * size.height, met);
-  return vekOk;
 }
 
 void ownIntersectNearestOccl(const float *pOrigin, const float *const *direction,
