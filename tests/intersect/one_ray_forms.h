@@ -88,6 +88,19 @@ inline ::testing::AssertionResult formAgrees(const RayFunctions &actual, const R
   return ::testing::AssertionSuccess();
 }
 
+// All four forms over the same block.
+inline ::testing::AssertionResult formsAgree(const RayFunctions &actual, const RayFunctions &expected,
+                                             const RayBlock &before, const VekrIntersectScene &scene,
+                                             int32_t depth, Met &met) {
+  for (const OneRayForm form : kOneRayForms) {
+    RayBlock ours(before.size, depth), theirs(before.size, depth);
+    ours.copyFrom(before);
+    theirs.copyFrom(before);
+    if (auto r = formAgrees(actual, expected, form, ours, theirs, scene, depth, met); !r) return r;
+  }
+  return ::testing::AssertionSuccess();
+}
+
 // One row of `count` rays through `scene`, in all four forms: never a packet, whatever the addresses.
 inline ::testing::AssertionResult rowAgrees(const RayFunctions &actual, const RayFunctions &expected,
                                             TracedScene &scene, int32_t count, Random &random, Met &met) {
