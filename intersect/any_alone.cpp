@@ -6,6 +6,9 @@ namespace vekr::VEKR_ISA {
 
 namespace {
 
+// Of fewer segments most records haven't been read before.
+constexpr int64_t kWorthKnowing = 32;
+
 // Out of line, for the walk's sake, and with all that it calls.
 [[gnu::noinline]] VEKR_FLATTEN int32_t blockerInList(const VekrTriangleAccel *records,
                                                      const VekrKDTreeNode *leaf, const Ray &segment,
@@ -18,18 +21,19 @@ namespace {
 void traceSegmentsAlone(const Segments &shared, int64_t first, int64_t end, RecordsMet &met) {
   const Segments segments = shared;  // in registers, whatever is written
   const VekrTriangleAccel *records = segments.scene->pTriangles;
+  const bool worthKnowing = end - first >= kWorthKnowing;
   for (int64_t i = first; i < end; ++i) {
     segments.occluders[i] = -1;
     if (segments.mask[i] < 0) continue;
     const WalkRay w = segmentRay(segments, i);
     int32_t blocker = -1;
     const auto visit = [&](int32_t triangle) {
-      if (isDegenerate(records[triangle]) || !isBlocker(TriangleTest(records[triangle], w.ray))) return true;
+      if (!isBlocked(records[triangle], w.ray)) return true;
       blocker = triangle;
       return false;
     };
     const auto visitLeaf = [&](const VekrKDTreeNode *leaf) {
-      if (!isWorthGroups(*leaf)) return forLeafTriangles(leaf, visit);
+      if (!worthKnowing || !isWorthGroups(*leaf)) return forLeafTriangles(leaf, visit);
       blocker = blockerInList(records, leaf, w.ray, met);
       return blocker < 0;
     };

@@ -50,9 +50,10 @@ class JointMailbox {
 //   Mask<16> resume(Float<16> far)                     as in walkTree()
 //   void end(unsigned begun)                           results of these packets: those with active lanes at the start
 //
-// A packet is here, in the cell that the walk is in, or not: one whose active lanes have gone is still here, goes to the second
-// child at every node and tests triangles, as it does alone. While one isn't here its interval and its active lanes stay as they
-// are, so that a packet that goes to a second child alone needs nothing of it kept.
+// A packet is here, in the cell that the walk is in, or not: one whose active lanes have gone is still here, goes to the far child
+// at every node and tests triangles, as it does alone. While one that hasn't ended isn't here its interval and its active lanes stay
+// as they are, so that a packet that goes to a far child alone needs nothing of it kept. The stack, which has no bounds check, takes
+// an entry where either of them waits, so that it too is at most kMaxTreeDepth deep.
 template <class Tile>
 class JointWalk {
   static constexpr int N = kJointLanes;
@@ -72,7 +73,7 @@ class JointWalk {
  private:
   struct Entry {
     const VekrKDTreeNode *node;
-    unsigned here, again;  // who goes there, and who of them has been in the other child
+    unsigned here, again;  // who goes there, and who of them has been in the near child
     Float<N> far;
   };
 

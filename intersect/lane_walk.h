@@ -1,6 +1,6 @@
 // Single rays that walk the tree at once, a ray in each lane and each at a node of its own. A lane whose ray has ended takes
 // the next one. Rays lie apart, their nodes too: what is gained is that the waits for nodes overlap and that the way a
-// ray takes is computed, not branched upon. Every ray sees what it would see alone: in walkTree() of one_ray_walk.h, or, of lone
+// ray takes is computed, not branched upon. Every ray sees what it would see alone: in the walk of one_ray_walk.h, or, of lone
 // rays of packets (lone_rays.h), in the walk of packet.h.
 //
 // What allows it: these forms keep nothing from ray to ray. No ray's result is another's input, there is neither cache nor
@@ -9,7 +9,7 @@
 // unless arrays overlap, where nothing is promised. Within a ray everything stays in order: layers, leaves, the triangles of a
 // leaf as far as one's hit decides about the next. Where several of these are tested at once (records_test.h), no record is read
 // that would not be read anyway, or, of single segments, which end in the middle of a leaf, that isn't known to be there
-// (any_lanes.cpp).
+// (segments_leaf.h).
 //
 // What rays look for is told by a Query:
 //   Mask<N> isBehind(Float<N> t, Float<N> u)    how a split compares with the ends of an interval, static

@@ -15,10 +15,10 @@ struct WalkRay {
 
 enum class Way { farChild, nearChild, both };
 
-// Walks from `root` along w.near to w.far. visitLeaf(leaf) returns false to end the walk at once. done(far) is asked [C99] when a cell has been left at distance
-// `far` and others are waiting; it returns true to end the walk. `margin` widens the comparisons at inner
-// nodes. The stack has no bounds check: a tree is at most kMaxTreeDepth deep. notice(node, way) is told which way is taken
-// at each inner node.
+// Walks from `root` along w.near to w.far. visitLeaf(leaf) returns false to end the walk at once. done(far) is asked [C99]
+// when a cell has been left at distance `far` and others are waiting; it returns true to end the walk. `margin` widens the
+// comparisons at inner nodes. The stack has no bounds check: a tree is at most kMaxTreeDepth deep. notice(node, way) is
+// told which way is taken at each inner node.
 template <class VisitLeaf, class Done, class Notice>
 void walkLeaves(const VekrKDTreeNode *root, const WalkRay &w, float margin, const VisitLeaf &visitLeaf,
                 const Done &done, const Notice &notice) {
@@ -75,20 +75,11 @@ void walkTree(const VekrKDTreeNode *root, const WalkRay &w, float margin, const 
   walkLeaves(root, w, margin, visitLeaf, done);
 }
 
-// What a ray looks for is told by a Query:
+// The same walk for turns with others (interleaved.h): what is decided by branches above is computed here, which
+// pays where rays have little to do with one another. What a ray looks for is told by a Query:
 //   const VekrIntersectScene *scene, WalkRay w, static constexpr float kMargin
 //   bool begin()                            sets up w; false if nothing of the interval is left
 //   bool visit(triangle), bool done(far)    as above
-template <class Query>
-void walkAlone(Query &query) {
-  if (!query.begin()) return;
-  walkTree(
-      query.scene->pRoot, query.w, Query::kMargin, [&](int32_t triangle) { return query.visit(triangle); },
-      [&](float far) { return query.done(far); });
-}
-
-// The same walk for turns with others (interleaved.h): what is decided by branches above is computed here, which
-// pays where rays have little to do with one another.
 template <class Query>
 class OneRayWalk {
  public:

@@ -1,5 +1,5 @@
 // Packets of rays: one row of four (N = 4) or two rows of four (N = 8) that point into one octant and walk the tree
-// together. The walk and the triangle test here serve every kind of query; what a kind does otherwise is in its
+// together; N = 16 is two packets of two rows (joint_packets.h). The walk and the triangle test here serve every kind of query; what a kind does otherwise is in its
 // own file.
 #pragma once
 
@@ -259,7 +259,7 @@ template <class Packet>
 inline uint32_t axisOf(const VekrTriangleAccel &r, int shift) { return (r.axes >> shift) & 3; }
 
 // All lanes, each with its ray, against one record, or one in each lane (records_test.h), up to the acceptance by the weights,
-// which are multiplied by den. The two widths sum num in different orders; callers depend on each [C22].
+// which are multiplied by den. The widths sum num in different orders; callers depend on each [C22].
 template <int N, bool TwoRowOrder = (N >= 8)>
 struct PacketTest {
   Float<N> den, num;

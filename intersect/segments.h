@@ -52,6 +52,11 @@ static inline bool isBlocker(const TriangleTest &test) {
   return kSegmentEnd > t && t > 0.0f;
 }
 
+// The same of a record.
+static inline bool isBlocked(const VekrTriangleAccel &record, const Ray &segment) {
+  return !isDegenerate(record) && isBlocker(TriangleTest(record, segment));
+}
+
 static inline void markBlocked(const Segments &segments, int64_t i, int32_t blocker) {
   segments.mask[i] = -1;
   segments.occluders[i] = blocker;

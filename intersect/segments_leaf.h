@@ -12,12 +12,10 @@
 namespace vekr::VEKR_ISA {
 
 inline bool areThere(const RecordsMet &met, const int32_t *numbers, int32_t count) {
-  int32_t lowest = numbers[0], highest = numbers[0];
-  for (int32_t k = 1; k < count; ++k) {
-    lowest = std::min(lowest, numbers[k]);
-    highest = std::max(highest, numbers[k]);
+  for (int32_t k = 0; k < count; ++k) {
+    if (numbers[k] < met.lowest || met.highest < numbers[k]) return false;
   }
-  return met.lowest <= lowest && highest <= met.highest;
+  return true;
 }
 
 // The first of `count` triangles, in their order, that blocks the segment, or -1.
@@ -32,8 +30,8 @@ inline int32_t firstBlocker(const VekrTriangleAccel *records, const int32_t *num
       tested = 1;
       met.lowest = std::min(met.lowest, numbers[0]);
       met.highest = std::max(met.highest, numbers[0]);
-    }
-    if (tested > 4) {
+      if (isBlocked(records[numbers[0]], segment)) blocker = numbers[0];
+    } else if (tested > 4) {
       testGroup<RecordsTest, 8>(records, numbers, tested, segment, mayHit, take);
     } else {
       testGroup<RecordsTest, 4>(records, numbers, tested, segment, mayHit, take);

@@ -36,7 +36,7 @@ constexpr int32_t kBelowBits = 0x7FFF0000;  // word0 of three: from the least to
 constexpr int kBelowShift = 16;
 constexpr int32_t kAboveBits = 0xFFFF;  // and from there to the greatest
 
-// Bits of word0 that no field covers: the builders leave them 0, and nothing reads them.
+// Bits of word0 that no field covers: the builders leave them 0, and whatever they are changes nothing.
 constexpr int32_t kFreeInnerBits = ~(kPairDistanceBits | kAxisBits);
 constexpr int32_t kFreeListBits = ~kListDistanceBits;
 

@@ -126,16 +126,16 @@ TEST(SegmentsApart, RecordsAreKnownUpToTheLastOneThatWasReadAlone) {
   for (const float z : {9.0f, 8.0f, 1.0f, 7.0f}) addWall(mesh, z);
   TracedScene open(mesh, oneLeaf({0, 1, 3})), blocked(mesh, oneLeaf({2, 4, 4}));
   const VekrIntersectScene first = open.get(), second = blocked.get();
-  RayBlock block({20, 1});
+  RayBlock block({40, 1});
   setOrigin(block, {-1.0f, 0.0f, 0.0f});
   setAll(block, {0.0f, 0.0f, 4.0f});
   vekr::RecordsMet met;
   const vekr::TraceSegments trace = VEKR_DISPATCH(traceSegmentsAlone);
   for (const auto &[scene, blocker] : {std::pair(&first, -1), std::pair(&second, 2)}) {
-    trace(segmentsOf(block, *scene), 0, 20, met);
+    trace(segmentsOf(block, *scene), 0, 40, met);
     EXPECT_EQ(met.lowest, 0);
     EXPECT_EQ(met.highest, 3);
-    for (size_t i = 0; i < 20; ++i) ASSERT_EQ(block.occluders[i], blocker) << i;
+    for (size_t i = 0; i < 40; ++i) ASSERT_EQ(block.occluders[i], blocker) << i;
   }
 }
 
