@@ -1,6 +1,6 @@
 // Packets of rays: one row of four (N = 4) or two rows of four (N = 8) that point into one octant and walk the tree
-// together; N = 16 is two packets of two rows (joint_packets.h). The walk and the triangle test here serve every kind of query; what a kind does otherwise is in its
-// own file.
+// together; N = 16 is two packets of two rows (joint_packets.h). The walk and the triangle test here serve every kind of
+// query; what a kind does otherwise is in its own file.
 #pragma once
 
 #include <bit>

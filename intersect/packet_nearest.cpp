@@ -113,21 +113,26 @@ struct NearestPacket {
       weightB = select(lanes, weightB, Float<N>::load(rows.weightB));
       hit = select(lanes, hit, Int<N>::load(rows.triangle));
     }
-    storeRows<N>(rows.distance, rows.width, limit);
-    storeRows<N>(rows.weightA, rows.width, weightA);
-    storeRows<N>(rows.weightB, rows.width, weightB);
-    storeRows<N>(rows.triangle, rows.width, hit);
+    store<N>(rows, limit, weightA, weightB, hit);
   }
 
   void end(unsigned begun) {
-    if (begun == kBothPackets) return end();
-    const bool isFirst = begun == kFirstPacket;
-    const ResultRows to = rows.from(isFirst ? 0 : 2 * rows.width);
-    const auto half = [isFirst](auto x) { return isFirst ? lowHalf(x) : highHalf(x); };
-    storeRows<N / 2>(to.distance, to.width, half(limit));
-    storeRows<N / 2>(to.weightA, to.width, half(weightA));
-    storeRows<N / 2>(to.weightB, to.width, half(weightB));
-    storeRows<N / 2>(to.triangle, to.width, half(hit));
+    if (begun & kFirstPacket) {
+      store<N / 2>(rows, lowHalf(limit), lowHalf(weightA), lowHalf(weightB), lowHalf(hit));
+    }
+    if (begun & kSecondPacket) {
+      store<N / 2>(rows.from(2 * rows.width), highHalf(limit), highHalf(weightA), highHalf(weightB),
+                   highHalf(hit));
+    }
+  }
+
+ private:
+  template <int M>
+  static void store(const ResultRows &to, Float<M> distance, Float<M> a, Float<M> b, Int<M> triangle) {
+    storeRows<M>(to.distance, to.width, distance);
+    storeRows<M>(to.weightA, to.width, a);
+    storeRows<M>(to.weightB, to.width, b);
+    storeRows<M>(to.triangle, to.width, triangle);
   }
 };
 
